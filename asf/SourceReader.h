@@ -1,0 +1,77 @@
+// Reads from a byte source: the one place that knows what a short read means.
+//
+// A source that brings fewer bytes than asked for has not failed: what is
+// missing counts as 0 and parsing goes on. A length of 0 causes no read, for
+// some sources take one for their end.
+#ifndef QO_ASF_SOURCEREADER_H
+#define QO_ASF_SOURCEREADER_H
+
+#include <cstring>
+
+#include "ByteReader.h"
+#include "IDataSource.h"
+
+class SourceReader {
+ public:
+  // `source` is not owned and not null while an operation is called.
+  explicit SourceReader(IDataSource* source) : source_(source) {}
+
+  // Read `size` bytes to `out`, zero-filling what the source does not bring,
+  // and store in `*got` how many it brought. A negative result is the source's
+  // failure, anything else success.
+  [[nodiscard]] int ReadAt(unsigned long long offset, void* out, unsigned long long size,
+                           unsigned long long* got) {
+    *got = size;
+    return Finish(size == 0 ? 0 : source_->ReadAt(offset, out, got), out, size, got);
+  }
+  [[nodiscard]] int Read(void* out, unsigned long long size, unsigned long long* got) {
+    *got = size;
+    return Finish(size == 0 ? 0 : source_->Read(out, got), out, size, got);
+  }
+  [[nodiscard]] int ReadAt(unsigned long long offset, void* out, unsigned long long size) {
+    unsigned long long got;
+    return ReadAt(offset, out, size, &got);
+  }
+  [[nodiscard]] int Read(void* out, unsigned long long size) {
+    unsigned long long got;
+    return Read(out, size, &got);
+  }
+
+  // Reads `size` bytes to `out` and leaves what is missing as it was: for media
+  // data, of which only the bytes brought are ever looked at.
+  [[nodiscard]] int ReadBody(void* out, unsigned long long size, unsigned long long* got) {
+    *got = size;
+    const int status = source_->Read(out, got);
+    if (*got > size) *got = size;
+    return status;
+  }
+
+  [[nodiscard]] int Position(unsigned long long* position) {
+    *position = 0;
+    return source_->GetPosition(position);
+  }
+  [[nodiscard]] int SeekTo(unsigned long long offset) { return source_->SeekTo(offset, 0); }
+  [[nodiscard]] int Skip(unsigned long long bytes) { return source_->SeekTo(bytes, 1); }
+
+  // Reads a field whose width a 2-bit length type gives: 0 = absent, 1, 2 or 3 =
+  // one, two or four bytes. An absent field and one that cannot be read are 0.
+  unsigned int ReadCoded(unsigned int lengthType) {
+    static constexpr unsigned char kWidth[4] = {0, 1, 2, 4};
+    const unsigned int width = lengthType < 4 ? kWidth[lengthType] : 0;
+    unsigned char bytes[4] = {};
+    if (width == 0 || Read(bytes, width) < 0) return 0;
+    return LoadLe32(bytes);
+  }
+
+ private:
+  static int Finish(int status, void* out, unsigned long long size, unsigned long long* got) {
+    if (status < 0) return status;
+    if (*got > size) *got = size;
+    if (*got < size) std::memset(static_cast<char*>(out) + *got, 0, size - *got);
+    return status;
+  }
+
+  IDataSource* source_;
+};
+
+#endif  // QO_ASF_SOURCEREADER_H

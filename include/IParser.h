@@ -1,0 +1,202 @@
+// The demultiplexer as a host sees it.
+//
+// Legal order of calls on one parser, from one thread at a time:
+//
+//   state        | call                          | next state
+//   -------------|-------------------------------|---------------------------------
+//   (none)       | createParser                  | constructed
+//   constructed  | Open or OpenEx, once          | opened; after a failure: failed
+//   opened       | any operation below           | opened
+//   opened,      | Close                         | closed: every pointer the parser
+//     failed     |                               |   ever returned is invalid
+//   any          | destroyParser                 | destroyed; without Close before
+//                |                               |   it, what Open allocated leaks
+//
+// One parser reads one file; a second file takes a second parser.
+//
+// Three operations end the process with a fatal assertion when the file has no
+// track of their kind: GetAudioConfig, GetVideoConfig and SelectAudioTrack with
+// an index that GetTrackInfo did not name as audio. GetAudioData and
+// GetVideoData do the same on some malformed files without such a track. A host
+// that calls them only for kinds and indices that GetTrackInfo named never
+// meets one.
+//
+// Times are milliseconds from the start of the presentation (preroll removed).
+// No operation throws. Where memory runs out an operation returns
+// kParserOutOfRange (a pointer: null, a count: 0); Close still works.
+//
+// The order of the virtual functions is the binary interface: never reorder,
+// insert or remove one.
+#ifndef QO_IPARSER_H
+#define QO_IPARSER_H
+
+#include "IDataSource.h"
+#include "MetaInfo.h"
+#include "ParserStatus.h"
+#include "TrackInfo.h"
+
+namespace android {
+class String8;
+}
+struct PiffInfo;
+
+// Seek modes of SeekEx. 2 and 3 behave the same.
+constexpr int kSeekPreviousSync = 0;
+constexpr int kSeekNextSync = 1;
+constexpr int kSeekClosestSync = 2;
+constexpr int kSeekClosest = 3;
+
+// Mode flags of SeekEx. When kSeekByteMode is set kSeekTimeMode is ignored.
+constexpr int kSeekByteMode = 1;
+constexpr int kSeekTimeMode = 2;
+
+// The largest access unit in bytes, and so the size of the buffer that a host
+// hands to GetAudioData and GetVideoData.
+constexpr unsigned long kMaxAccessUnitBytes = 0x100000;
+
+class IParser {
+ public:
+  // Slots 0 and 1. A host calls destroyParser instead.
+  virtual ~IParser() = default;
+
+  // Slot 2. Reads the header, the index behind the data and the packet length.
+  // `source` (not null) is the host's and must live until Close has returned.
+  // 0: opened; a file without audio or video opens too, with no tracks.
+  // kParserUnsupported: the content is encrypted. kParserOutOfRange: a size in
+  // the header is out of range. kParserMalformed: a header object that cannot be
+  // stepped over. Otherwise the source's failure. After a failure only Close and
+  // destroyParser make sense.
+  virtual int Open(IDataSource* source) = 0;
+
+  // Slot 3. Does nothing; returns 0.
+  virtual int OpenForSmoothStreaming(IDataSource*, PiffInfo*) { return 0; }
+
+  // Slot 4. Number of tracks: at most one audio and one video. 0 before Open and
+  // after Close. Track indices run from 0 to this number less 1.
+  virtual unsigned int GetTrackCount() = 0;
+
+  // Slot 5. Stores the duration in ms in `*durationMs` (not null); 0 where the
+  // file says less than its preroll. Always returns 0.
+  virtual int GetDurationMs(unsigned long* durationMs) = 0;
+
+  // Slot 6. Describes the track `index`. The record is the parser's and valid
+  // until Close; repeated calls return the same record. Null when there is no
+  // such track. Describing an AC-3 track reads up to 50 packets and may leave
+  // audio at its end: rewind it with Seek before reading.
+  virtual TrackInfo* GetTrackInfo(unsigned long index) = 0;
+
+  // Slot 7. The tags; null before Open and after Close. Valid until Close.
+  virtual meta_info* GetMetaInfo() = 0;
+
+  // Slot 8. Copies the audio codec configuration, at most `capacity` bytes, to
+  // `buffer` (not null where there is a configuration) and stores its size in
+  // `*size` (not null; 0 when the track has none). 0, or kParserMalformed when
+  // `capacity` is too small: nothing is copied and `*size` is the size needed.
+  virtual int GetAudioConfig(unsigned char* buffer, unsigned long* size,
+                             unsigned long capacity) = 0;
+
+  // Slot 9. Copies the next audio access unit to `buffer` and stores its size in
+  // bytes and its time in ms. `buffer` must hold kMaxAccessUnitBytes: `capacity`
+  // is not looked at. No pointer may be null. 0: delivered.
+  // kParserEndOfStream: nothing is left, until a seek. kParserInternal: no unit
+  // could be located in the queued data.
+  virtual int GetAudioData(unsigned char* buffer, unsigned long* size, unsigned long* timeMs,
+                           unsigned long capacity) = 0;
+
+  // Slot 10. The same as GetAudioConfig for the video track. For VC-1 it also
+  // reads the sequence header that key frame detection relies on: call it
+  // before a seek.
+  virtual int GetVideoConfig(unsigned char* buffer, unsigned long* size,
+                             unsigned long capacity) = 0;
+
+  // Slot 11. The same as GetAudioData for video. `keyFrameOnly` drops everything
+  // that is no key frame; the first unit after a seek is always one. AVC comes
+  // as one NAL unit per call behind a 00 00 00 01 start code, MPEG-1/2 as one
+  // picture per call. 0 or kParserEndOfStream.
+  virtual int GetVideoData(unsigned char* buffer, unsigned long* size, unsigned long* timeMs,
+                           unsigned long capacity, bool keyFrameOnly) = 0;
+
+  // Slot 12. Rewinds the track of type `trackType` to packet 0, whatever the
+  // other arguments. Always returns 0.
+  virtual int Seek(unsigned long timeMs, int trackType, int mode) = 0;
+
+  // Slot 13. Does nothing; returns 0.
+  virtual int SetConfig() = 0;
+
+  // Slot 14. Makes the track `index` the current audio track; queued audio is
+  // dropped, reading goes on at the current packet. An index that is no audio
+  // track changes nothing. Always returns 0.
+  virtual int SelectAudioTrack(int index) = 0;
+
+  // Slots 15 to 19. Do nothing; return 0.
+  virtual int SelectTextTrack(int) { return 0; }
+  virtual int Notify(unsigned short event, unsigned long argument) = 0;
+  virtual long GetMetaData(const char*, char*, unsigned long) { return 0; }
+  virtual long GetParameter(unsigned long, void*, unsigned long long) { return 0; }
+  virtual long SetParameter(unsigned long, void*, unsigned long long) { return 0; }
+
+  // Slot 20. Cover art comes as the META_ALBUM_ART tag, not from here: stores 0
+  // in `*size` (not null) and returns null.
+  virtual unsigned char* GetAlbumArt(unsigned long* size) {
+    *size = 0;
+    return nullptr;
+  }
+
+  // Slots 21 and 22. Do nothing; return 0.
+  virtual int ParseIndexData(unsigned long long) { return 0; }
+  virtual long long GetNextVideoKeyFrameTime(unsigned long timeMs) = 0;
+
+  // Slot 23. Frees everything that Open and reading allocated and closes the
+  // source. Legal in any state; always returns 0. Pointers that the parser
+  // returned are invalid afterwards, counts are 0, reading is at its end.
+  virtual int Close() = 0;
+
+  // Slot 24. The parser's name, "ASFParser"; a constant, valid for ever.
+  virtual const char* getName() = 0;
+
+  // Slot 25. The bitmap header of the video track, filled once that track is
+  // described. Null before Open and after Close; valid until Close.
+  virtual AsfTrackExt* getExtraInterface() = 0;
+
+  // Slots 26 to 30. Do nothing; return 0.
+  virtual int GetTextConfig(unsigned char*, unsigned long*, unsigned long, unsigned long) {
+    return 0;
+  }
+  virtual int GetTextData(unsigned char*, unsigned long*, unsigned long*, unsigned long) {
+    return 0;
+  }
+  virtual long GetMetaDataEx(MetaDataType, android::String8*, unsigned long*) { return 0; }
+  virtual long GetMetaDataEx(MetaDataType, char*, unsigned long*) { return 0; }
+  virtual long GetSeekPointCount() { return 0; }
+
+  // Slot 31. Open with a mode: with bit 1 or bit 2 set (values 2 and 4) nothing
+  // behind the data is read, so that the file has no index. 0 is plain Open.
+  virtual int OpenEx(IDataSource* source, int mode) = 0;
+
+  // Slot 32. Moves reading of the track of type `trackType` near `timeMs`. Seek
+  // video first, then audio: audio then starts at the video's packet.
+  //   modeFlags   kSeekByteMode, kSeekTimeMode or 0
+  //   isScanMode  not 0: fast scan
+  //   offset      time mode only: the byte offset in the file that the host
+  //               itself found for `timeMs`
+  //   seekMode    kSeekPreviousSync ... kSeekClosest
+  // 0, or with the track left where it was: kParserUnsupported (time mode
+  // without a usable offset, or audio without a video packet to follow),
+  // kParserInternal (unknown track type in time mode), or the failure of
+  // reading an indexed packet.
+  virtual int SeekEx(unsigned long timeMs, int trackType, int modeFlags, int isScanMode,
+                     unsigned long long offset, int seekMode) = 0;
+
+  // Slot 33. The next video media object whole: no key frame gate, no splitting.
+  virtual int GetVideoData(unsigned char* buffer, unsigned long* size, unsigned long* timeMs,
+                           unsigned long capacity) = 0;
+};
+
+// Makes a parser; null when memory runs out. The caller destroys it with
+// destroyParser, after Close.
+extern "C" IParser* createParser();
+
+// Destroys a parser made by createParser. Null is ignored.
+extern "C" void destroyParser(IParser* parser);
+
+#endif  // QO_IPARSER_H

@@ -1,0 +1,53 @@
+// Track descriptions as the host receives them.
+//
+// Both records belong to the parser: the host reads them, never frees them, and
+// they stay valid until Close. Natural alignment, fields in the listed order.
+#ifndef QO_TRACKINFO_H
+#define QO_TRACKINFO_H
+
+#include <cstddef>
+
+// Track types, here and in every operation that takes one.
+constexpr int kTrackVideo = 1;
+constexpr int kTrackAudio = 2;
+
+// The codec number of a format tag or FourCC that the parser does not know.
+constexpr unsigned int kCodecUnknown = 100;
+
+// One track. Returned by IParser::GetTrackInfo.
+struct TrackInfo {
+  unsigned int trackType;     // kTrackVideo or kTrackAudio; 0 = not described yet
+  unsigned int codec;         // the host's codec number; kCodecUnknown = unknown
+  unsigned int value1;        // audio: channels. video: encoded width, pixels
+  unsigned int value2;        // audio: samples per second. video: encoded height, pixels
+  unsigned int value3;        // audio: bits per sample. video: 0
+  unsigned int bitrate;       // audio: bits per second, low 32 bits. video: 0
+  unsigned int seekable;      // video: 1 when the file has a simple index, else 0. audio: 0
+  unsigned int reserved;      // always 0
+  unsigned short blockAlign;  // audio: bytes per block. video: 0
+};
+
+// The bitmap header of the video track. Returned by IParser::getExtraInterface;
+// filled when the video track is described.
+struct AsfTrackExt {
+  unsigned char valid;            // 1 once filled, 0 before
+  unsigned long long headerSize;  // bytes, as the file says
+  unsigned short planes;
+  unsigned short bitCount;         // bits per pixel
+  unsigned long long compression;  // FourCC, first character in the lowest byte
+  unsigned long long imageSize;    // bytes
+  long long xPelsPerMeter;
+  long long yPelsPerMeter;
+  unsigned long long colorsUsed;
+  unsigned long long colorsImportant;
+};
+
+static_assert(sizeof(TrackInfo) == 36 && offsetof(TrackInfo, blockAlign) == 32,
+              "TrackInfo crosses the library boundary");
+static_assert(sizeof(AsfTrackExt) == 72 && offsetof(AsfTrackExt, headerSize) == 8 &&
+                  offsetof(AsfTrackExt, planes) == 16 && offsetof(AsfTrackExt, bitCount) == 18 &&
+                  offsetof(AsfTrackExt, compression) == 24 &&
+                  offsetof(AsfTrackExt, colorsImportant) == 64,
+              "AsfTrackExt crosses the library boundary");
+
+#endif  // QO_TRACKINFO_H
