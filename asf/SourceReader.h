@@ -8,7 +8,7 @@
 
 #include <cstring>
 
-#include "ByteReader.h"
+#include "asf/ByteReader.h"
 #include "IDataSource.h"
 
 class SourceReader {
