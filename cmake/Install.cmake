@@ -1,0 +1,28 @@
+# What `cmake --install` lays out. Component "library" is what a host needs,
+# "tools" the command line tool.
+include(CMakePackageConfigHelpers)
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/qo_parser_asf)
+
+install(TARGETS qo_parser_asf qo_platform EXPORT qo_parser_asfTargets
+        LIBRARY COMPONENT library NAMELINK_COMPONENT library)
+install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qo_parser_asf
+        COMPONENT library FILES_MATCHING PATTERN *.h)
+install(EXPORT qo_parser_asfTargets NAMESPACE qo:: DESTINATION ${package_dir} COMPONENT library)
+
+configure_package_config_file(cmake/qo_parser_asfConfig.cmake.in
+  ${PROJECT_BINARY_DIR}/qo_parser_asfConfig.cmake INSTALL_DESTINATION ${package_dir})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/qo_parser_asfConfigVersion.cmake
+  COMPATIBILITY SameMinorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/qo_parser_asfConfig.cmake
+              ${PROJECT_BINARY_DIR}/qo_parser_asfConfigVersion.cmake
+        DESTINATION ${package_dir} COMPONENT library)
+
+# The way from the .pc file to the prefix, so that the tree can be moved.
+set(pc_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+file(RELATIVE_PATH QO_PC_PREFIX /prefix/${pc_dir} /prefix)
+configure_file(cmake/qo_parser_asf.pc.in ${PROJECT_BINARY_DIR}/qo_parser_asf.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/qo_parser_asf.pc DESTINATION ${pc_dir} COMPONENT library)
+
+if(TARGET asftool)
+  install(TARGETS asftool RUNTIME COMPONENT tools)
+endif()
