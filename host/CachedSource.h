@@ -1,0 +1,75 @@
+// A byte source that answers from memory what it has read before, in blocks.
+//
+// What lies below (a file, another source) is read in whole, aligned blocks, of
+// which the least recently used gives way to a new one. The demultiplexer makes
+// a handful of reads of 1 to 8 bytes per payload and walks the packets once for
+// audio and once for video: all but the first read of a region cost a copy.
+//
+// Every call has the result and leaves the position that the same call would
+// have without the cache, as long as what lies below doesn't change: a request
+// that the blocks cannot answer whole (beyond the end, in a region that fails)
+// is handed down as it is. Where what lies below shrinks or is overwritten, a
+// block in memory keeps answering with what it held.
+#ifndef QO_HOST_CACHEDSOURCE_H
+#define QO_HOST_CACHEDSOURCE_H
+
+#include <cstddef>
+#include <memory>
+#include <vector>
+
+#include "IDataSource.h"
+
+namespace host {
+
+class CachedSource : public IDataSource {
+ public:
+  ~CachedSource() override;
+  CachedSource(const CachedSource&) = delete;
+  CachedSource& operator=(const CachedSource&) = delete;
+
+  // Both store the bytes brought in `*size` and return 0, or the failure of what
+  // lies below; then `*size` is 0 and the position stays as it was.
+  int ReadAt(unsigned long long offset, void* buffer, unsigned long long* size) final;
+  int Read(void* buffer, unsigned long long* size) final;
+  // Always 0, but for a `whence` other than 0 and 1: -EINVAL, nothing moves. A
+  // relative move wraps at 2^64, so that 2^64 - n goes back by n.
+  int SeekTo(unsigned long long offset, int whence) final;
+  // Always 0.
+  int GetPosition(unsigned long long* position) final;
+
+ protected:
+  // Memory: `blockCount` blocks of `blockBytes` (a power of two), each allocated
+  // when it is first needed.
+  CachedSource(std::size_t blockBytes, std::size_t blockCount);
+
+  // Reads up to `*size` bytes at `offset`, straight from what lies below; stores
+  // what it brought, which is less only at the end. Negative on failure.
+  virtual int Fetch(unsigned long long offset, void* buffer, unsigned long long* size) = 0;
+
+ private:
+  struct Block {
+    unsigned long long offset = 0;  // in the source, bytes; a multiple of the block size
+    std::size_t length = 0;         // bytes it holds; short at the end or after a failure
+    unsigned long long lastUse = 0;
+    std::unique_ptr<unsigned char[]> bytes;  // null until first needed
+  };
+
+  int ReadSlow(unsigned long long offset, void* buffer, unsigned long long* size);
+  bool CopyFromBlocks(unsigned long long offset, unsigned char* out, unsigned long long size);
+  const Block& BlockFor(unsigned long long offset);
+  int FetchInto(unsigned long long offset, void* buffer, unsigned long long* size);
+
+  const std::size_t blockBytes_;
+  std::vector<Block> blocks_;
+  unsigned long long uses_ = 0;
+  unsigned long long position_ = 0;
+  // The block used last, spelled out for the fast path: `currentLength_` bytes
+  // at `current_` are the source's from `currentOffset_`.
+  const unsigned char* current_ = nullptr;
+  unsigned long long currentOffset_ = 0;
+  unsigned long long currentLength_ = 0;
+};
+
+}  // namespace host
+
+#endif  // QO_HOST_CACHEDSOURCE_H

@@ -1,0 +1,80 @@
+// A walk over the headers of a file's data packets, without their bodies.
+#ifndef QO_HOST_PACKETWALK_H
+#define QO_HOST_PACKETWALK_H
+
+#include <functional>
+#include <vector>
+
+#include "host/AsfLayout.h"
+
+namespace host {
+
+// A payload, or one of the sub-payloads of a compressed payload, each of which is
+// a media object of its own.
+struct Payload {
+  unsigned char stream;       // 1 to 127
+  bool keyFrame;              // as flagged
+  unsigned int objectNumber;  // of its media object
+  unsigned int offset;        // of its first byte in the media object, bytes; 0 begins one
+  unsigned int timeMs;        // as the parser stamps the object: preroll removed
+  unsigned int size;          // of its body, bytes
+};
+
+struct Packet {
+  unsigned long long number;  // from 0
+  bool hasErrorCorrection;    // false: the parser misreads it, and `payloads` is empty
+  const char* failure;        // why it cannot be walked to its end, in words; null when it can
+  unsigned int sendTimeMs;    // preroll included
+  unsigned int durationMs;
+  unsigned int padding;           // bytes
+  std::vector<Payload> payloads;  // up to a failure
+};
+
+enum class WalkEnd { kDone, kCancelled, kSourceFailed };
+
+struct WalkResult {
+  WalkEnd end;
+  int status;  // kSourceFailed: the source's; otherwise 0
+};
+
+// Visits the packets of the data object in order (see PacketsInData), up to the
+// first of which the source brings nothing. `source` (not null) is read from and
+// its position moved. `visit` sees one record that is overwritten by the next;
+// false ends the walk as cancelled. Progress: the packet's number of
+// layout.PacketsInData().
+WalkResult WalkPackets(IDataSource* source, const AsfLayout& layout,
+                       const std::function<bool(const Packet&)>& visit);
+
+// A place where reading can start: a media object of the track that a seek is
+// steered by, and the packet that it begins in.
+struct SeekPoint {
+  unsigned long long packet;
+  unsigned int timeMs;
+};
+
+// More are refused: they would take memory out of proportion.
+constexpr unsigned int kMaxSeekPoints = 1u << 20;
+
+// The points of a file, in file order: the key frames of the video track, or,
+// without one, the first audio object that begins in each packet.
+class SeekPoints {
+ public:
+  // Called now and then with the packets walked and their number; false cancels.
+  using Progress = std::function<bool(unsigned long long done, unsigned long long total)>;
+
+  // Learns the points by a walk over all packets. `progress` may be empty. On
+  // any end but kDone, or where there are too many, the points stay empty.
+  WalkResult Learn(IDataSource* source, const AsfLayout& layout, const Progress& progress);
+
+  const std::vector<SeekPoint>& points() const { return points_; }
+  // Whether there were more than kMaxSeekPoints.
+  bool overflowed() const { return overflowed_; }
+
+ private:
+  std::vector<SeekPoint> points_;
+  bool overflowed_ = false;
+};
+
+}  // namespace host
+
+#endif  // QO_HOST_PACKETWALK_H

@@ -1,0 +1,41 @@
+// Read-ahead for a slower byte source: large aligned reads underneath, small
+// reads answered from memory, at most kBlockCount blocks of it.
+//
+// Results and positions are those of the wrapped source, call for call; the
+// wrapped source sees ReadAt, Open, Close and GetSize only. A failure that
+// passes (a source that would succeed when asked again) may be hidden by it.
+#ifndef QO_HOST_READAHEADSOURCE_H
+#define QO_HOST_READAHEADSOURCE_H
+
+#include <cstddef>
+#include <memory>
+
+#include "host/CachedSource.h"
+
+namespace host {
+
+class ReadAheadSource final : public CachedSource {
+ public:
+  static constexpr std::size_t kBlockCount = 4;
+  static constexpr std::size_t kDefaultBlockBytes = std::size_t{1} << 20;
+
+  // Takes `inner` (not null). `blockBytes`: the size of the reads underneath, a
+  // power of two.
+  explicit ReadAheadSource(std::unique_ptr<IDataSource> inner,
+                           std::size_t blockBytes = kDefaultBlockBytes);
+  ~ReadAheadSource() override;
+
+  // Passed on; Open also rewinds.
+  int Open() override;
+  int Close() override;
+  int GetSize(unsigned long long* size) override;
+
+ private:
+  int Fetch(unsigned long long offset, void* buffer, unsigned long long* size) override;
+
+  std::unique_ptr<IDataSource> inner_;
+};
+
+}  // namespace host
+
+#endif  // QO_HOST_READAHEADSOURCE_H
