@@ -1,15 +1,17 @@
-// A byte source that answers from memory what it has read before, in blocks.
+// A byte source that answers from memory what it has read before, in windows.
 //
-// What lies below (a file, another source) is read in whole, aligned blocks, of
-// which the least recently used gives way to a new one. The demultiplexer makes
-// a handful of reads of 1 to 8 bytes per payload and walks the packets once for
-// audio and once for video: all but the first read of a region cost a copy.
+// What lies below (a file, another source) is read in windows, of which the
+// least recently used gives way to a new one. A window that continues another is
+// twice as long, up to a limit: reading on costs few calls below, a jump to one
+// packet header brings little more than that. The demultiplexer makes a handful
+// of reads of 1 to 8 bytes per payload and walks the packets once for audio and
+// once for video: all but the first read of a region cost a copy.
 //
 // Every call has the result and leaves the position that the same call would
-// have without the cache, as long as what lies below doesn't change: a request
-// that the blocks cannot answer whole (beyond the end, in a region that fails)
-// is handed down as it is. Where what lies below shrinks or is overwritten, a
-// block in memory keeps answering with what it held.
+// have without the windows, as long as what lies below doesn't change: a request
+// that they cannot answer whole (beyond the end, in a region that fails) is
+// handed down as it is. Where what lies below shrinks or is overwritten, a
+// window in memory keeps answering with what it held.
 #ifndef QO_HOST_CACHEDSOURCE_H
 #define QO_HOST_CACHEDSOURCE_H
 
@@ -38,32 +40,35 @@ class CachedSource : public IDataSource {
   int GetPosition(unsigned long long* position) final;
 
  protected:
-  // Memory: `blockCount` blocks of `blockBytes` (a power of two), each allocated
-  // when it is first needed.
-  CachedSource(std::size_t blockBytes, std::size_t blockCount);
+  // Windows are aligned to `minWindowBytes` and at most `maxWindowBytes` long,
+  // both powers of two. Memory: `windowCount` times the latter, allocated as it
+  // is needed.
+  CachedSource(std::size_t minWindowBytes, std::size_t maxWindowBytes, std::size_t windowCount);
 
   // Reads up to `*size` bytes at `offset`, straight from what lies below; stores
   // what it brought, which is less only at the end. Negative on failure.
   virtual int Fetch(unsigned long long offset, void* buffer, unsigned long long* size) = 0;
 
  private:
-  struct Block {
-    unsigned long long offset = 0;  // in the source, bytes; a multiple of the block size
-    std::size_t length = 0;         // bytes it holds; short at the end or after a failure
+  struct Window {
+    unsigned long long offset = 0;  // in the source, bytes; a multiple of the smallest size
+    std::size_t span = 0;           // bytes asked for; 0: not in use
+    std::size_t length = 0;         // bytes brought; less than `span` at the end or after a failure
     unsigned long long lastUse = 0;
-    std::unique_ptr<unsigned char[]> bytes;  // null until first needed
+    std::unique_ptr<unsigned char[]> bytes;  // the largest size; null until first needed
   };
 
   int ReadSlow(unsigned long long offset, void* buffer, unsigned long long* size);
-  bool CopyFromBlocks(unsigned long long offset, unsigned char* out, unsigned long long size);
-  const Block& BlockFor(unsigned long long offset);
-  int FetchInto(unsigned long long offset, void* buffer, unsigned long long* size);
+  bool CopyFromWindows(unsigned long long offset, unsigned char* out, unsigned long long size);
+  const Window& WindowAt(unsigned long long offset);
+  Window& OpenWindow(unsigned long long offset);
 
-  const std::size_t blockBytes_;
-  std::vector<Block> blocks_;
+  const std::size_t minWindowBytes_;
+  const std::size_t maxWindowBytes_;
+  std::vector<Window> windows_;
   unsigned long long uses_ = 0;
   unsigned long long position_ = 0;
-  // The block used last, spelled out for the fast path: `currentLength_` bytes
+  // The window used last, spelled out for the fast path: `currentLength_` bytes
   // at `current_` are the source's from `currentOffset_`.
   const unsigned char* current_ = nullptr;
   unsigned long long currentOffset_ = 0;

@@ -152,16 +152,31 @@ class ParserSession {
   const Lane& LaneOf(TrackKind kind) const { return lanes_[kind == TrackKind::kVideo ? 0 : 1]; }
 
   void Describe();
+  void ReadConfig(unsigned char* buffer, Track* track);
   void ReadTags();
+
   bool Fill(TrackKind kind, bool keyFrameOnly = false);
-  const AccessUnit* HandOut(Lane& lane);
+  void NoteProgress(Lane* lane);
+  static const AccessUnit* HandOut(Lane& lane);
   void Restart(TrackKind kind);
+  int SeekTrack(TrackKind kind, unsigned long long timeMs, int modeFlags, unsigned long long offset,
+                int seekMode);
+
+  // The exact seek. Those that return a bool have set `result` when they fail;
+  // an outcome of kNothingBefore stands until something is found.
+  struct UnitMark {
+    unsigned long long timeMs;
+    unsigned int count;  // which of the units of this time in a row, from 1
+  };
   bool LearnPoints(const SeekPoints::Progress& progress, ExactSeek* result);
-  bool SeekToPacket(unsigned long long packet);
-  std::optional<std::size_t> ScanKeyFrames(std::size_t from, std::size_t upTo,
-                                           unsigned long long timeMs, std::size_t stopAt);
-  bool SeekVideoExact(unsigned long long timeMs, ExactSeek* result);
-  bool SeekAudioExact(unsigned long long timeMs, ExactSeek* result);
+  bool SeekToPacket(unsigned long long packet, ExactSeek* result);
+  bool SeekVideoExact(std::size_t best, unsigned long long timeMs, ExactSeek* result);
+  std::optional<std::size_t> ScanKeyFrames(std::size_t from, std::size_t last,
+                                           unsigned long long timeMs);
+  bool SeekAudioExact(std::size_t best, unsigned long long timeMs, ExactSeek* result);
+  std::optional<UnitMark> LastAudioUnit(unsigned long long timeMs);
+  bool DropAudioUntil(UnitMark mark);
+  void SettleOn(TrackKind kind, unsigned long long packet, ExactSeek* result);
 
   // Order matters: the parser goes before the source that it reads.
   std::unique_ptr<IDataSource> source_;
@@ -173,7 +188,7 @@ class ParserSession {
   std::array<Lane, 2> lanes_;
   unsigned long long lastPosition_ = 0;
   // Learned by the first exact seek.
-  std::optional<AsfLayout> layout_;
+  AsfLayout layout_;
   std::optional<SeekPoints> seekPoints_;
 };
 

@@ -1,5 +1,5 @@
 // Read-ahead for a slower byte source: large aligned reads underneath, small
-// reads answered from memory, at most kBlockCount blocks of it.
+// reads answered from memory, at most kWindowCount windows of it.
 //
 // Results and positions are those of the wrapped source, call for call; the
 // wrapped source sees ReadAt, Open, Close and GetSize only. A failure that
@@ -16,13 +16,13 @@ namespace host {
 
 class ReadAheadSource final : public CachedSource {
  public:
-  static constexpr std::size_t kBlockCount = 4;
-  static constexpr std::size_t kDefaultBlockBytes = std::size_t{1} << 20;
+  static constexpr std::size_t kWindowCount = 4;
+  static constexpr std::size_t kDefaultWindowBytes = std::size_t{1} << 18;
 
-  // Takes `inner` (not null). `blockBytes`: the size of the reads underneath, a
+  // Takes `inner` (not null). `windowBytes`: the size of the reads underneath, a
   // power of two.
   explicit ReadAheadSource(std::unique_ptr<IDataSource> inner,
-                           std::size_t blockBytes = kDefaultBlockBytes);
+                           std::size_t windowBytes = kDefaultWindowBytes);
   ~ReadAheadSource() override;
 
   // Passed on; Open also rewinds.

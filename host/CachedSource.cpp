@@ -1,0 +1,150 @@
+// The windows of CachedSource, which owns them, the position and nothing else.
+#include "host/CachedSource.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+namespace host {
+namespace {
+
+// The demultiplexer reads fields of these few sizes: each becomes a move or two
+// instead of a call.
+inline void CopyBytes(void* to, const unsigned char* from, unsigned long long size) {
+  switch (size) {
+    case 1:
+      std::memcpy(to, from, 1);
+      return;
+    case 2:
+      std::memcpy(to, from, 2);
+      return;
+    case 3:
+      std::memcpy(to, from, 3);
+      return;
+    case 4:
+      std::memcpy(to, from, 4);
+      return;
+    case 6:
+      std::memcpy(to, from, 6);
+      return;
+    case 8:
+      std::memcpy(to, from, 8);
+      return;
+    default:
+      std::memcpy(to, from, size);
+  }
+}
+
+}  // namespace
+
+CachedSource::CachedSource(std::size_t minWindowBytes, std::size_t maxWindowBytes,
+                           std::size_t windowCount)
+    : minWindowBytes_(minWindowBytes), maxWindowBytes_(maxWindowBytes), windows_(windowCount) {}
+
+CachedSource::~CachedSource() = default;
+
+int CachedSource::ReadAt(unsigned long long offset, void* buffer, unsigned long long* size) {
+  // Wraps to a large number for an offset in front of the window.
+  const unsigned long long at = offset - currentOffset_;
+  if (at < currentLength_ && *size <= currentLength_ - at) {
+    CopyBytes(buffer, current_ + at, *size);
+    position_ = offset + *size;
+    return 0;
+  }
+  return ReadSlow(offset, buffer, size);
+}
+
+int CachedSource::Read(void* buffer, unsigned long long* size) {
+  const unsigned long long at = position_ - currentOffset_;
+  if (at < currentLength_ && *size <= currentLength_ - at) {
+    CopyBytes(buffer, current_ + at, *size);
+    position_ += *size;
+    return 0;
+  }
+  return ReadSlow(position_, buffer, size);
+}
+
+int CachedSource::SeekTo(unsigned long long offset, int whence) {
+  if (whence == 1) {
+    position_ += offset;
+  } else if (whence == 0) {
+    position_ = offset;
+  } else {
+    return -EINVAL;
+  }
+  return 0;
+}
+
+int CachedSource::GetPosition(unsigned long long* position) {
+  *position = position_;
+  return 0;
+}
+
+int CachedSource::ReadSlow(unsigned long long offset, void* buffer, unsigned long long* size) {
+  if (!CopyFromWindows(offset, static_cast<unsigned char*>(buffer), *size)) {
+    const int status = Fetch(offset, buffer, size);
+    if (status < 0) {
+      *size = 0;
+      return status;
+    }
+  }
+  position_ = offset + *size;
+  return 0;
+}
+
+// False when the windows don't hold all of it. What is as long as a window is
+// left to a read of its own: a copy saved, and the other windows kept.
+bool CachedSource::CopyFromWindows(unsigned long long offset, unsigned char* out,
+                                   unsigned long long size) {
+  if (size >= maxWindowBytes_ || size > ~offset) return size == 0;
+  while (size != 0) {
+    const Window& window = WindowAt(offset);
+    const unsigned long long at = offset - window.offset;
+    const unsigned long long part = std::min(size, window.span - at);
+    if (at > window.length || part > window.length - at) return false;
+    CopyBytes(out, window.bytes.get() + at, part);
+    out += part;
+    offset += part;
+    size -= part;
+  }
+  return true;
+}
+
+// The window around `offset`, which becomes the current one.
+const CachedSource::Window& CachedSource::WindowAt(unsigned long long offset) {
+  Window* found = nullptr;
+  for (Window& window : windows_) {
+    if (offset - window.offset < window.span) found = &window;
+  }
+  Window& window = found != nullptr ? *found : OpenWindow(offset);
+  window.lastUse = ++uses_;
+  current_ = window.bytes.get();
+  currentOffset_ = window.offset;
+  currentLength_ = window.length;
+  return window;
+}
+
+// Reads a new window in place of the one used longest ago. One that fails or is
+// cut short stays, so that a bad region isn't read anew by every small request.
+CachedSource::Window& CachedSource::OpenWindow(unsigned long long offset) {
+  const unsigned long long start = offset & ~static_cast<unsigned long long>(minWindowBytes_ - 1);
+  std::size_t span = minWindowBytes_;
+  Window* oldest = &windows_.front();
+  for (Window& window : windows_) {
+    if (window.span != 0 && window.offset + window.span == start) {
+      span = std::min(2 * window.span, maxWindowBytes_);
+    }
+    if (window.lastUse < oldest->lastUse) oldest = &window;
+  }
+  Window& window = *oldest;
+  if (!window.bytes) window.bytes.reset(new unsigned char[maxWindowBytes_]);
+  currentLength_ = window.span = window.length = 0;  // should Fetch throw
+  unsigned long long got = span;
+  if (Fetch(start, window.bytes.get(), &got) < 0) got = 0;
+  window.offset = start;
+  window.span = span;
+  window.length = static_cast<std::size_t>(std::min<unsigned long long>(got, span));
+  return window;
+}
+
+}  // namespace host

@@ -1,0 +1,151 @@
+// TagText: conversions without state. The parser's records are only looked at
+// here, never kept.
+#include "host/TagText.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+
+#include "asf/ByteReader.h"
+
+namespace host {
+namespace {
+
+bool IsHighSurrogate(unsigned int unit) { return (unit & 0xFC00) == 0xD800; }
+bool IsLowSurrogate(unsigned int unit) { return (unit & 0xFC00) == 0xDC00; }
+
+void AppendUtf8(unsigned int point, std::string* out) {
+  const auto put = [out](unsigned int byte) { out->push_back(static_cast<char>(byte)); };
+  if (point < 0x80) {
+    put(point);
+  } else if (point < 0x800) {
+    put(0xC0 | point >> 6);
+    put(0x80 | (point & 0x3F));
+  } else if (point < 0x10000) {
+    put(0xE0 | point >> 12);
+    put(0x80 | (point >> 6 & 0x3F));
+    put(0x80 | (point & 0x3F));
+  } else {
+    put(0xF0 | point >> 18);
+    put(0x80 | (point >> 12 & 0x3F));
+    put(0x80 | (point >> 6 & 0x3F));
+    put(0x80 | (point & 0x3F));
+  }
+}
+
+// Decodes up to the first NUL or the end of `reader`; false when there was no
+// NUL.
+bool ReadUtf16(ByteReader* reader, std::string* out) {
+  unsigned short unit;
+  unsigned int high = 0;  // a high surrogate that waits for its partner
+  while (reader->ReadU16(&unit)) {
+    if (high != 0 && IsLowSurrogate(unit)) {
+      AppendUtf8(0x10000 + ((high & 0x3FF) << 10) + (unit & 0x3FFu), out);
+      high = 0;
+      continue;
+    }
+    if (high != 0) AppendUtf8(0xFFFD, out);
+    high = IsHighSurrogate(unit) ? unit : 0;
+    if (unit == 0) return true;
+    if (high == 0) AppendUtf8(IsLowSurrogate(unit) ? 0xFFFD : unit, out);
+  }
+  if (high != 0) AppendUtf8(0xFFFD, out);
+  return false;
+}
+
+// The bytes that a descriptor of type kMetaString or kMetaBytes points at.
+const unsigned char* ValueBytes(const meta_descriptor& descriptor) {
+  std::uintptr_t address;
+  static_assert(sizeof(address) <= sizeof(descriptor.value), "the field holds an address");
+  std::memcpy(&address, descriptor.value, sizeof(address));
+  return reinterpret_cast<const unsigned char*>(address);
+}
+
+}  // namespace
+
+std::string Utf16ToUtf8(const unsigned char* text, std::size_t bytes) {
+  ByteReader reader(text, bytes);
+  std::string utf8;
+  (void)ReadUtf16(&reader, &utf8);  // a missing terminator is no fault
+  return utf8;
+}
+
+const char* TagName(MetaDataType key) {
+  switch (key) {
+    case META_TITLE:
+      return "title";
+    case META_AUTHOR:
+      return "author";
+    case META_GENRE:
+      return "genre";
+    case META_GENRE_ID:
+      return "genre id";
+    case META_ARTIST:
+      return "album artist";
+    case META_ALBUM:
+      return "album";
+    case META_YEAR:
+      return "year";
+    case META_COMPOSER:
+      return "composer";
+    case META_TRACK_NUM:
+      return "track number";
+    case META_ALBUM_ART:
+      return "picture";
+  }
+  return "tag";
+}
+
+std::optional<Tag> MakeTag(const meta_descriptor& descriptor) {
+  if (descriptor.length == 0) return std::nullopt;
+  Tag tag{static_cast<MetaDataType>(descriptor.key), descriptor.type, "", 0, descriptor.length};
+  switch (descriptor.type) {
+    case kMetaString:
+      if (const unsigned char* text = ValueBytes(descriptor)) {
+        tag.text = Utf16ToUtf8(text, descriptor.length);
+      }
+      break;
+    case kMetaBool:
+      tag.number = LoadLe32(descriptor.value) != 0 ? 1 : 0;
+      tag.text = tag.number != 0 ? "true" : "false";
+      break;
+    case kMetaDword:
+      tag.number = LoadLe32(descriptor.value);
+      tag.text = std::to_string(tag.number);
+      break;
+    case kMetaQword:
+      tag.number = LoadLe64(descriptor.value);
+      tag.text = std::to_string(tag.number);
+      break;
+    case kMetaWord:
+      tag.number = LoadLe16(descriptor.value);
+      tag.text = std::to_string(tag.number);
+      break;
+    default:
+      break;
+  }
+  return tag;
+}
+
+std::optional<Picture> ParsePicture(const unsigned char* data, std::size_t size) {
+  ByteReader reader(data, size);
+  Picture picture;
+  unsigned int length;
+  if (!reader.ReadU8(&picture.type) || !reader.ReadU32(&length) ||
+      !ReadUtf16(&reader, &picture.mimeType) || !ReadUtf16(&reader, &picture.description)) {
+    return std::nullopt;
+  }
+  const unsigned char* image = reader.View(length);
+  if (image == nullptr) return std::nullopt;
+  picture.bytes.assign(image, image + length);
+  return picture;
+}
+
+std::optional<Picture> MakePicture(const meta_descriptor& descriptor) {
+  const bool isBytes = descriptor.type == kMetaBytes && descriptor.length != 0;
+  const unsigned char* data = isBytes ? ValueBytes(descriptor) : nullptr;
+  if (data == nullptr) return std::nullopt;
+  return ParsePicture(data, descriptor.length);
+}
+
+}  // namespace host
