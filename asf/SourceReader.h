@@ -8,8 +8,8 @@
 
 #include <cstring>
 
-#include "asf/ByteReader.h"
 #include "IDataSource.h"
+#include "asf/ByteReader.h"
 
 class SourceReader {
  public:
@@ -18,7 +18,7 @@ class SourceReader {
 
   // Read `size` bytes to `out`, zero-filling what the source does not bring,
   // and store in `*got` how many it brought. A negative result is the source's
-  // failure, anything else success.
+  // failure; success is 0, whatever the source calls it.
   [[nodiscard]] int ReadAt(unsigned long long offset, void* out, unsigned long long size,
                            unsigned long long* got) {
     *got = size;
@@ -43,15 +43,19 @@ class SourceReader {
     *got = size;
     const int status = source_->Read(out, got);
     if (*got > size) *got = size;
-    return status;
+    return FailureOnly(status);
   }
 
   [[nodiscard]] int Position(unsigned long long* position) {
     *position = 0;
-    return source_->GetPosition(position);
+    return FailureOnly(source_->GetPosition(position));
   }
-  [[nodiscard]] int SeekTo(unsigned long long offset) { return source_->SeekTo(offset, 0); }
-  [[nodiscard]] int Skip(unsigned long long bytes) { return source_->SeekTo(bytes, 1); }
+  [[nodiscard]] int SeekTo(unsigned long long offset) {
+    return FailureOnly(source_->SeekTo(offset, 0));
+  }
+  [[nodiscard]] int Skip(unsigned long long bytes) {
+    return FailureOnly(source_->SeekTo(bytes, 1));
+  }
 
   // Reads a field whose width a 2-bit length type gives: 0 = absent, 1, 2 or 3 =
   // one, two or four bytes. An absent field and one that cannot be read are 0.
@@ -64,11 +68,13 @@ class SourceReader {
   }
 
  private:
+  static int FailureOnly(int status) { return status < 0 ? status : 0; }
+
   static int Finish(int status, void* out, unsigned long long size, unsigned long long* got) {
     if (status < 0) return status;
     if (*got > size) *got = size;
     if (*got < size) std::memset(static_cast<char*>(out) + *got, 0, size - *got);
-    return status;
+    return 0;
   }
 
   IDataSource* source_;

@@ -1,0 +1,59 @@
+// Queued elements and their spares.
+#include "asf/MediaQueue.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "asf/Limits.h"
+
+void QueuedMedia::Reserve(unsigned int bytes) {
+  if (bytes <= m_Capacity) return;
+  const unsigned int doubled = std::min(2 * m_Capacity, kMaxAllocBytes);
+  const unsigned int capacity = std::max(bytes, doubled);
+  auto* grown = new unsigned char[capacity];
+  if (DataLen != 0) std::memcpy(grown, pData, DataLen);
+  delete[] pData;
+  pData = grown;
+  m_Capacity = capacity;
+}
+
+void QueuedMedia::Adopt(unsigned char* data, unsigned int length) {
+  delete[] pData;
+  pData = data;
+  DataLen = length;
+  m_Capacity = length;
+}
+
+MediaQueue MediaPool::Take(unsigned int bytes) {
+  MediaQueue taken;
+  if (m_Spare.empty()) {
+    taken.emplace_back();
+  } else {
+    taken.splice(taken.end(), m_Spare, m_Spare.begin());
+    m_SpareBytes -= taken.front().capacity();
+    taken.front().DataLen = 0;
+  }
+  taken.front().Reserve(bytes);
+  return taken;
+}
+
+void MediaPool::Recycle(MediaQueue* from) {
+  while (!from->empty()) RecycleFront(from);
+}
+
+void MediaPool::RecycleFront(MediaQueue* from) {
+  const unsigned int capacity = from->front().capacity();
+  if (capacity > kMaxSpareBytes - m_SpareBytes) {
+    from->pop_front();
+    return;
+  }
+  m_SpareBytes += capacity;
+  m_Spare.splice(m_Spare.begin(), *from, from->begin());
+}
+
+void MediaPool::Clear() {
+  m_Spare.clear();
+  m_SpareBytes = 0;
+}
+
+void flushMediaData(media_data* md) { md->qData.clear(); }

@@ -1,0 +1,110 @@
+// Queues of media objects, the spare elements behind them, and the access unit
+// locations of the object at a queue's front.
+//
+// A queue owns its elements and their buffers. An element that the parser takes
+// off a queue goes to the pool of spares, so that play-out allocates nothing once
+// it runs; flushMediaData frees.
+#ifndef QO_ASF_MEDIAQUEUE_H
+#define QO_ASF_MEDIAQUEUE_H
+
+#include <cstddef>
+#include <list>
+#include <vector>
+
+#include "asf/Export.h"
+#include "asf/guid.h"
+
+// One media object, or the part of it received so far.
+struct ParsedMediaData {
+  unsigned char bKeyFrame;  // key frame mark of the first fragment: 0 = no
+  unsigned int TimeStamp;   // ms, preroll removed
+  unsigned int DataLen;     // bytes of `pData` that count
+  unsigned char* pData;     // a plain new[] block; owned by the queued element
+};
+
+// A queue's element: the media object and the room that its buffer has.
+class QueuedMedia : public ParsedMediaData {
+ public:
+  QueuedMedia() : ParsedMediaData{} {}
+  ~QueuedMedia() { delete[] pData; }
+  QueuedMedia(const QueuedMedia&) = delete;
+  QueuedMedia& operator=(const QueuedMedia&) = delete;
+
+  unsigned int capacity() const { return m_Capacity; }
+
+  // Makes room for `bytes` bytes and keeps the first DataLen. Grows
+  // geometrically: an object joined from many fragments costs linear time.
+  void Reserve(unsigned int bytes);
+
+  // Takes over a new[] block of `length` bytes; the former one is freed.
+  void Adopt(unsigned char* data, unsigned int length);
+
+ private:
+  unsigned int m_Capacity = 0;
+};
+
+using MediaQueue = std::list<QueuedMedia>;
+
+// Spare elements with their buffers, kMaxSpareBytes at most.
+class MediaPool {
+ public:
+  // A list of exactly one element with room for `bytes` bytes and no data yet:
+  // splice it into a queue, or give it back.
+  MediaQueue Take(unsigned int bytes);
+
+  // Moves every element of `from`, or its first one, to the spares.
+  void Recycle(MediaQueue* from);
+  void RecycleFront(MediaQueue* from);
+
+  void Clear();
+
+ private:
+  MediaQueue m_Spare;
+  unsigned long long m_SpareBytes = 0;  // capacities of m_Spare, added up
+};
+
+// The value of TrackIndex that means "no track".
+constexpr int kNoTrack = 0xFFFFFF;
+
+// One stream. Only the queues of the current audio and video stream are filled.
+struct media_data {
+  int TrackIndex = kNoTrack;  // position among the kept streams
+  unsigned char StreamNumber = 0;
+  guid StreamType{};
+  MediaQueue qData;  // oldest object first
+};
+
+// Empties the queue of `md` (not null), freeing every element and its buffer.
+QO_EXPORT void flushMediaData(media_data* md);
+
+// Where one access unit lies in the buffer of the object at a queue's front.
+struct frame_loc_data {
+  unsigned int offset;     // bytes
+  unsigned int size;       // bytes
+  unsigned int ts_offset;  // ms behind the object's TimeStamp; unused for AVC
+};
+
+// An ordered sequence of locations that is consumed from the front. Keeps its
+// memory from one object to the next.
+class FrameTable {
+ public:
+  bool Empty() const { return m_First == m_Frames.size(); }
+  std::size_t Size() const { return m_Frames.size() - m_First; }
+  const frame_loc_data& Front() const { return m_Frames[m_First]; }
+  frame_loc_data& operator[](std::size_t k) { return m_Frames[m_First + k]; }
+  void Append(const frame_loc_data& frame) { m_Frames.push_back(frame); }
+  void PopFront() {
+    if (++m_First == m_Frames.size()) Clear();
+  }
+  void Clear() {
+    m_Frames.clear();
+    m_First = 0;
+  }
+  void Free() { *this = FrameTable(); }
+
+ private:
+  std::vector<frame_loc_data> m_Frames;
+  std::size_t m_First = 0;  // <= m_Frames.size()
+};
+
+#endif  // QO_ASF_MEDIAQUEUE_H
