@@ -235,7 +235,11 @@ class LayoutReader {
     layout_->dataSize = LoadLe64(bytes + 16);
     layout_->dataPacketCount = LoadLe64(bytes + 40);
     layout_->packetsStart = SaturatingAdd(layout_->headerSize, kDataObjectBytes);
-    if (layout_->packetsStart < layout_->DataEnd()) ReadPacketLength();
+    if (layout_->dataSize > kDataObjectBytes) {
+      ReadPacketLength();
+    } else if (layout_->fileSize > layout_->packetsStart) {
+      Problem("the data object says that it is empty, as in a live recording never finished");
+    }
   }
 
   // The length that packet 0 states, brought within the bounds of the header, or
@@ -255,7 +259,8 @@ class LayoutReader {
   // The parser finds an index only where the source knows its size.
   void ReadTrailingObjects() {
     const unsigned long long end = layout_->fileSize.value_or(0);
-    if (!layout_->hasDataObject || layout_->DataEnd() >= end) return;
+    const bool hasData = layout_->hasDataObject && layout_->dataSize > kDataObjectBytes;
+    if (!hasData || layout_->DataEnd() >= end) return;
     WalkObjects(layout_->DataEnd(), end, std::numeric_limits<unsigned int>::max(),
                 "what lies behind the data", [this](const Object& object) {
                   if (object.id == ID_SIMPLE_INDEX_OBJECT && !layout_->simpleIndex)

@@ -2,6 +2,7 @@
 // included, so that what it says about a packet is what the parser makes of it.
 #include "host/PacketWalk.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "asf/ByteReader.h"
@@ -24,9 +25,9 @@ class PacketWalker {
   PacketWalker(IDataSource* source, const AsfLayout& layout)
       : reader_(source), layout_(layout), end_(layout.fileSize.value_or(~0ull)) {}
 
-  WalkResult Walk(const std::function<bool(const Packet&)>& visit) {
+  WalkResult Walk(const std::function<bool(const Packet&)>& visit, unsigned long long first) {
     const unsigned long long count = layout_.PacketsInData();
-    for (packet_.number = 0; packet_.number < count; ++packet_.number) {
+    for (packet_.number = first; packet_.number < count; ++packet_.number) {
       const bool present = ReadPacket();
       if (status_ < 0) return {WalkEnd::kSourceFailed, status_};
       if (!present) break;
@@ -193,8 +194,24 @@ const StreamLayout* SteeringStream(const AsfLayout& layout) {
 }  // namespace
 
 WalkResult WalkPackets(IDataSource* source, const AsfLayout& layout,
-                       const std::function<bool(const Packet&)>& visit) {
-  return PacketWalker(source, layout).Walk(visit);
+                       const std::function<bool(const Packet&)>& visit, unsigned long long first) {
+  return PacketWalker(source, layout).Walk(visit, first);
+}
+
+std::map<unsigned char, unsigned int> LastObjectTimes(IDataSource* source,
+                                                      const AsfLayout& layout) {
+  std::map<unsigned char, unsigned int> times;
+  const unsigned long long count = layout.PacketsInFile();
+  const auto note = [&times](const Packet& packet) {
+    for (const Payload& payload : packet.payloads) {
+      if (payload.offset != 0) continue;
+      unsigned int& time = times[payload.stream];
+      time = std::max(time, payload.timeMs);
+    }
+    return true;
+  };
+  WalkPackets(source, layout, note, count - std::min(count, kTailPackets));
+  return times;
 }
 
 WalkResult SeekPoints::Learn(IDataSource* source, const AsfLayout& layout,

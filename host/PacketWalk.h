@@ -3,6 +3,7 @@
 #define QO_HOST_PACKETWALK_H
 
 #include <functional>
+#include <map>
 #include <vector>
 
 #include "host/AsfLayout.h"
@@ -37,13 +38,22 @@ struct WalkResult {
   int status;  // kSourceFailed: the source's; otherwise 0
 };
 
-// Visits the packets of the data object in order (see PacketsInData), up to the
-// first of which the source brings nothing. `source` (not null) is read from and
-// its position moved. `visit` sees one record that is overwritten by the next;
-// false ends the walk as cancelled. Progress: the packet's number of
-// layout.PacketsInData().
+// Visits the packets of the data object in order, from packet `first` on (see
+// PacketsInData), up to the first of which the source brings nothing. `source`
+// (not null) is read from and its position moved. `visit` sees one record that is
+// overwritten by the next; false ends the walk as cancelled. Progress: the
+// packet's number of layout.PacketsInData().
 WalkResult WalkPackets(IDataSource* source, const AsfLayout& layout,
-                       const std::function<bool(const Packet&)>& visit);
+                       const std::function<bool(const Packet&)>& visit,
+                       unsigned long long first = 0);
+
+// The packets at the end of a file that LastObjectTimes looks at.
+constexpr unsigned long long kTailPackets = 256;
+
+// By stream number, the greatest time in ms of a media object that begins in the
+// last packets of the file. A track that a host has read to its end without
+// meeting that time was ended early, by a packet that failed or a failing source.
+std::map<unsigned char, unsigned int> LastObjectTimes(IDataSource* source, const AsfLayout& layout);
 
 // A place where reading can start: a media object of the track that a seek is
 // steered by, and the packet that it begins in.

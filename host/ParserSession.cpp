@@ -135,7 +135,6 @@ bool ParserSession::Fill(TrackKind kind, bool keyFrameOnly) {
       kind == TrackKind::kVideo
           ? parser_->GetVideoData(buffer, &size, &timeMs, kMaxAccessUnitBytes, keyFrameOnly)
           : parser_->GetAudioData(buffer, &size, &timeMs, kMaxAccessUnitBytes);
-  NoteProgress(&lane);
   lane.endStatus = status;
   lane.pending = status == kParserOk;
   lane.unit.data = buffer;
@@ -144,21 +143,9 @@ bool ParserSession::Fill(TrackKind kind, bool keyFrameOnly) {
   return lane.pending;
 }
 
-// A call that only delivers what is queued leaves the source where the other
-// kind put it: only one that moves it counts as progress of its own kind.
-void ParserSession::NoteProgress(Lane* lane) {
-  unsigned long long position = 0;
-  if (source_->GetPosition(&position) < 0 || position == lastPosition_) return;
-  lane->reached = lastPosition_ = position;
-}
-
 int ParserSession::EndStatus(TrackKind kind) const {
   const Lane& lane = LaneOf(kind);
   return lane.pending ? kParserOk : lane.endStatus;
-}
-
-unsigned long long ParserSession::ReachedOffset(TrackKind kind) const {
-  return LaneOf(kind).reached;
 }
 
 void ParserSession::Restart(TrackKind kind) {

@@ -115,13 +115,9 @@ class ParserSession {
 
   // kParserOk while units may follow; then the status that ended the track:
   // kParserEndOfStream, or what the parser found wrong. The end of the data, a
-  // packet that fails and a failing source all end in kParserEndOfStream: see
-  // ReachedOffset.
+  // packet that fails and a failing source all end in kParserEndOfStream: to tell
+  // them apart, see LastObjectTimes.
   int EndStatus(TrackKind kind) const;
-  // The file offset up to which a track was read: less than the end of the data
-  // object once the track is at its end means that a packet failed there, or
-  // that the file is cut off.
-  unsigned long long ReachedOffset(TrackKind kind) const;
 
   // Back to the first packet, all tracks.
   void Rewind();
@@ -145,7 +141,6 @@ class ParserSession {
     AccessUnit unit{};
     bool pending = false;  // `unit` has been read but not handed out
     int endStatus = kParserOk;
-    unsigned long long reached = 0;
   };
 
   Lane& LaneOf(TrackKind kind) { return lanes_[kind == TrackKind::kVideo ? 0 : 1]; }
@@ -156,7 +151,6 @@ class ParserSession {
   void ReadTags();
 
   bool Fill(TrackKind kind, bool keyFrameOnly = false);
-  void NoteProgress(Lane* lane);
   static const AccessUnit* HandOut(Lane& lane);
   void Restart(TrackKind kind);
   int SeekTrack(TrackKind kind, unsigned long long timeMs, int modeFlags, unsigned long long offset,
@@ -186,7 +180,6 @@ class ParserSession {
   std::optional<Picture> picture_;
   unsigned long long durationMs_ = 0;
   std::array<Lane, 2> lanes_;
-  unsigned long long lastPosition_ = 0;
   // Learned by the first exact seek.
   AsfLayout layout_;
   std::optional<SeekPoints> seekPoints_;
