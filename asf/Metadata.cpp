@@ -5,7 +5,6 @@
 #include <cstring>
 
 #include "asf/ASFParser.h"
-#include "asf/ByteReader.h"
 #include "asf/Limits.h"
 #include "asf/Log.h"
 
@@ -51,9 +50,8 @@ bool IsNamed(const unsigned char* stored, unsigned int bytes, const char* name) 
   // The conversion may pass over one unit for each that it converts; units behind
   // the stored name count as 0.
   unsigned short utf16[2 * kMaxNameUnits];
-  for (unsigned int k = 0; k < 2 * units; ++k) {
-    utf16[k] = k < storedUnits ? LoadLe16(stored + 2 * k) : 0;
-  }
+  std::memset(utf16, 0, 2 * units * sizeof(utf16[0]));
+  std::memcpy(utf16, stored, std::min(storedUnits, 2 * units) * sizeof(utf16[0]));
   unsigned char utf8[3 * kMaxNameUnits + 1];
   std::memset(utf8, 0, 3 * units + 1);
   unicodeToUtf_8(utf8, utf16, static_cast<int>(units));
