@@ -8,30 +8,19 @@
 namespace host {
 namespace {
 
-// The demultiplexer reads fields of these few sizes: each becomes a move or two
+// Most reads of the demultiplexer are fields of these sizes: each becomes a move
 // instead of a call.
 inline void CopyBytes(void* to, const unsigned char* from, unsigned long long size) {
-  switch (size) {
-    case 1:
-      std::memcpy(to, from, 1);
-      return;
-    case 2:
-      std::memcpy(to, from, 2);
-      return;
-    case 3:
-      std::memcpy(to, from, 3);
-      return;
-    case 4:
-      std::memcpy(to, from, 4);
-      return;
-    case 6:
-      std::memcpy(to, from, 6);
-      return;
-    case 8:
-      std::memcpy(to, from, 8);
-      return;
-    default:
-      std::memcpy(to, from, size);
+  if (size == 1) {
+    std::memcpy(to, from, 1);
+  } else if (size == 2) {
+    std::memcpy(to, from, 2);
+  } else if (size == 4) {
+    std::memcpy(to, from, 4);
+  } else if (size == 8) {
+    std::memcpy(to, from, 8);
+  } else if (size != 0) {
+    std::memcpy(to, from, size);
   }
 }
 
@@ -39,48 +28,58 @@ inline void CopyBytes(void* to, const unsigned char* from, unsigned long long si
 
 CachedSource::CachedSource(std::size_t minWindowBytes, std::size_t maxWindowBytes,
                            std::size_t windowCount)
-    : minWindowBytes_(minWindowBytes), maxWindowBytes_(maxWindowBytes), windows_(windowCount) {}
+    : minWindowBytes_(minWindowBytes),
+      maxWindowBytes_(maxWindowBytes),
+      windows_(windowCount),
+      current_(&windows_.front()) {}
 
 CachedSource::~CachedSource() = default;
 
-int CachedSource::ReadAt(unsigned long long offset, void* buffer, unsigned long long* size) {
-  // Wraps to a large number for an offset in front of the window.
-  const unsigned long long at = offset - currentOffset_;
-  if (at < currentLength_ && *size <= currentLength_ - at) {
-    CopyBytes(buffer, current_ + at, *size);
-    position_ = offset + *size;
-    return 0;
-  }
-  return ReadSlow(offset, buffer, size);
+int CachedSource::Read(void* buffer, unsigned long long* size) {
+  const unsigned long long wanted = *size;
+  if (wanted > remaining_) return ReadSlow(Position(), buffer, size);
+  const unsigned char* const from = cursor_;
+  cursor_ = from + wanted;
+  remaining_ -= wanted;
+  CopyBytes(buffer, from, wanted);
+  return 0;
 }
 
-int CachedSource::Read(void* buffer, unsigned long long* size) {
-  const unsigned long long at = position_ - currentOffset_;
-  if (at < currentLength_ && *size <= currentLength_ - at) {
-    CopyBytes(buffer, current_ + at, *size);
-    position_ += *size;
-    return 0;
+int CachedSource::ReadAt(unsigned long long offset, void* buffer, unsigned long long* size) {
+  const unsigned long long wanted = *size;
+  // Wraps to a large number for an offset in front of the window.
+  const unsigned long long at = offset - current_->offset;
+  if (at >= current_->length || wanted > current_->length - at) {
+    return ReadSlow(offset, buffer, size);
   }
-  return ReadSlow(position_, buffer, size);
+  CopyBytes(buffer, current_->bytes.get() + at, wanted);
+  MoveTo(offset + wanted);
+  return 0;
 }
 
 int CachedSource::SeekTo(unsigned long long offset, int whence) {
-  if (whence == 1) {
-    position_ += offset;
-  } else if (whence == 0) {
-    position_ = offset;
-  } else {
-    return -EINVAL;
-  }
+  if (whence != 0 && whence != 1) return -EINVAL;
+  MoveTo(whence == 1 ? Position() + offset : offset);
   return 0;
 }
 
 int CachedSource::GetPosition(unsigned long long* position) {
-  *position = position_;
+  *position = Position();
   return 0;
 }
 
+void CachedSource::MoveTo(unsigned long long position) {
+  const unsigned long long at = position - current_->offset;
+  const bool inside = at < current_->length;
+  cursor_ = current_->bytes.get() + (inside ? at : 0);
+  remaining_ = inside ? current_->length - at : 0;
+  end_ = position + remaining_;
+}
+
 int CachedSource::ReadSlow(unsigned long long offset, void* buffer, unsigned long long* size) {
+  // The window under the cursor may give way to another.
+  end_ = Position();
+  remaining_ = 0;
   if (!CopyFromWindows(offset, static_cast<unsigned char*>(buffer), *size)) {
     const int status = Fetch(offset, buffer, size);
     if (status < 0) {
@@ -88,7 +87,7 @@ int CachedSource::ReadSlow(unsigned long long offset, void* buffer, unsigned lon
       return status;
     }
   }
-  position_ = offset + *size;
+  MoveTo(offset + *size);
   return 0;
 }
 
@@ -118,9 +117,7 @@ const CachedSource::Window& CachedSource::WindowAt(unsigned long long offset) {
   }
   Window& window = found != nullptr ? *found : OpenWindow(offset);
   window.lastUse = ++uses_;
-  current_ = window.bytes.get();
-  currentOffset_ = window.offset;
-  currentLength_ = window.length;
+  current_ = &window;
   return window;
 }
 
@@ -138,7 +135,7 @@ CachedSource::Window& CachedSource::OpenWindow(unsigned long long offset) {
   }
   Window& window = *oldest;
   if (!window.bytes) window.bytes.reset(new unsigned char[maxWindowBytes_]);
-  currentLength_ = window.span = window.length = 0;  // should Fetch throw
+  window.span = window.length = 0;  // should Fetch throw
   unsigned long long got = span;
   if (Fetch(start, window.bytes.get(), &got) < 0) got = 0;
   window.offset = start;

@@ -58,6 +58,8 @@ class CachedSource : public IDataSource {
     std::unique_ptr<unsigned char[]> bytes;  // the largest size; null until first needed
   };
 
+  unsigned long long Position() const { return end_ - remaining_; }
+  void MoveTo(unsigned long long position);
   int ReadSlow(unsigned long long offset, void* buffer, unsigned long long* size);
   bool CopyFromWindows(unsigned long long offset, unsigned char* out, unsigned long long size);
   const Window& WindowAt(unsigned long long offset);
@@ -67,12 +69,14 @@ class CachedSource : public IDataSource {
   const std::size_t maxWindowBytes_;
   std::vector<Window> windows_;
   unsigned long long uses_ = 0;
-  unsigned long long position_ = 0;
-  // The window used last, spelled out for the fast path: `currentLength_` bytes
-  // at `current_` are the source's from `currentOffset_`.
-  const unsigned char* current_ = nullptr;
-  unsigned long long currentOffset_ = 0;
-  unsigned long long currentLength_ = 0;
+  // The window used last.
+  const Window* current_;
+  // What it holds from the current position on: `remaining_` bytes at `cursor_`,
+  // up to `end_` in the source. Outside it `remaining_` is 0. So the current
+  // position is `end_` - `remaining_` in either case.
+  const unsigned char* cursor_ = nullptr;
+  unsigned long long remaining_ = 0;
+  unsigned long long end_ = 0;
 };
 
 }  // namespace host
