@@ -21,17 +21,18 @@ need_packages() {
   done
   [ ${#missing[@]} -gt 0 ] || return 0
 
-  local as_root=()
+  local as_root=() refusal="these packages are missing and could not be installed: ${missing[*]}
+As root run: apt-get update && apt-get install -y --no-install-recommends ${missing[*]}"
   if [ "$(id -u)" -ne 0 ]; then
+    command -v sudo >/dev/null || die "$refusal"
     as_root=(sudo)
-    [ -t 0 ] || as_root=(sudo -n)
+    [ -t 0 ] || as_root+=(-n)
   fi
   echo "Installing: ${missing[*]}" >&2
   { "${as_root[@]}" apt-get update -qq &&
     "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
       apt-get install -y -qq --no-install-recommends "${missing[@]}"; } </dev/null >&2 ||
-    die "these packages are missing and could not be installed: ${missing[*]}
-As root run: apt-get update && apt-get install -y --no-install-recommends ${missing[*]}"
+    die "$refusal"
 }
 
 # Configures and builds a preset; further arguments name targets.
