@@ -17,7 +17,7 @@ need_packages() {
     die "needs Debian or a system made from it; on another one install what these packages hold and use cmake --preset: $*"
   local missing=() name
   for name in "$@"; do
-    dpkg-query -W -f '${db:Status-Status}' "$name" 2>/dev/null | grep -qx installed || missing+=("$name")
+    dpkg-query -W -f '${db:Status-Status}\n' "$name" 2>/dev/null | grep -qx installed || missing+=("$name")
   done
   [ ${#missing[@]} -gt 0 ] || return 0
 
