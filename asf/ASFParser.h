@@ -411,7 +411,8 @@ class QO_EXPORT ASFParser final : public IParser {
   asf_simple_index_object* m_pSimpleIndex = nullptr;               // the first of m_vSimpleIndex
   std::vector<asf_stream_properties_object*> m_vStreamProperties;  // the tracks; owned
   std::vector<asf_simple_index_object*> m_vSimpleIndex;            // owned
-  asf_metadata_object* m_pMetadataObject = nullptr;                // owned, as all below
+  unsigned long long m_IndexBytes = 0;  // entries of m_vSimpleIndex; at most kMaxAllocBytes
+  asf_metadata_object* m_pMetadataObject = nullptr;  // owned, as all below
   asf_metadata_object* m_pMetadataLibraryObject = nullptr;
   asf_extension_record* m_pExtensionRecord = nullptr;  // never set; Close keeps its place
   asf_content_description_object* m_objContentDescription = nullptr;

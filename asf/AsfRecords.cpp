@@ -40,8 +40,7 @@ void Release(asf_content_description_object* record) {
 
 void Release(asf_extended_content_description_object* record) {
   if (record == nullptr) return;
-  for (unsigned short k = 0; k < record->count; ++k) {
-    const asf_content_descriptor& descriptor = record->descriptors[k];
+  for (const asf_content_descriptor& descriptor : record->descriptors) {
     if (descriptor.valueType <= 1) {
       delete[] descriptor.value.bytes;
     } else if (descriptor.valueType > 5) {
@@ -49,7 +48,6 @@ void Release(asf_extended_content_description_object* record) {
     }
     delete[] descriptor.name;
   }
-  delete[] record->descriptors;
   delete record;
 }
 

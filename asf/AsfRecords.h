@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstring>
 #include <memory>
+#include <vector>
 
 #include "MetaInfo.h"
 #include "asf/guid.h"
@@ -190,8 +191,8 @@ struct asf_content_descriptor {
 
 struct asf_extended_content_description_object {
   asf_object_header header;
-  unsigned short count;
-  asf_content_descriptor* descriptors;
+  unsigned short count;  // as the file says; the first of them were read, the others are empty
+  std::vector<asf_content_descriptor> descriptors;
 };
 
 // An extension record that nothing fills; Close knows how to release it.

@@ -105,11 +105,9 @@ int ASFParser::DeliverAudioFrame(const audio_specific_data& asd, unsigned char* 
     return frame.offset <= object.DataLen && frame.size <= object.DataLen - frame.offset;
   };
   // A table that does not fit is one of an object that track selection dropped.
-  if (m_AudFrameTableState == 1 && !table.Empty() && !fits(table.Front())) {
-    table.Clear();
-    m_AudFrameTableState = 0;
-  }
+  if (table.Empty() || !fits(table.Front())) m_AudFrameTableState = 0;
   if (m_AudFrameTableState == 0) {
+    table.Clear();
     MakeAudFrameInfoTable(object.pData, object.DataLen, asd);
     m_AudFrameTableState = 1;
   }

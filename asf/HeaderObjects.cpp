@@ -143,14 +143,13 @@ int ASFParser::ParseExtendedContentDescription(const asf_object_header& header) 
   description->header = header;
   Release(m_pExtContentDescription);
   m_pExtContentDescription = description.release();
-  unsigned short count = 0;
-  status = Source().Read(&count, sizeof(count));
-  if (status < 0) return status;
-  m_pExtContentDescription->descriptors = new asf_content_descriptor[count]();
-  m_pExtContentDescription->count = count;
+  unsigned short* count = &m_pExtContentDescription->count;
+  status = Source().Read(count, sizeof(*count));
+  // Room is made as descriptors come: a count costs a file nothing.
+  std::vector<asf_content_descriptor>& descriptors = m_pExtContentDescription->descriptors;
   bool exceeded = false;
-  for (unsigned short k = 0; status >= 0 && !exceeded && k < count; ++k) {
-    status = ParseContentDescriptor(end, &m_pExtContentDescription->descriptors[k], &exceeded);
+  for (unsigned short k = 0; status >= 0 && !exceeded && k < *count; ++k) {
+    status = ParseContentDescriptor(end, &descriptors.emplace_back(), &exceeded);
   }
   return status < 0 ? status : kParserOk;
 }

@@ -145,12 +145,11 @@ meta_info* ASFParser::GetMetaInfo() { return m_pMetaInfo; }
 // search to the other objects.
 bool ASFParser::TakeFromExtendedContentDescription(const char* name, meta_descriptor* d) const {
   if (m_pExtContentDescription == nullptr) return false;
-  const asf_content_descriptor* begin = m_pExtContentDescription->descriptors;
-  const asf_content_descriptor* end = begin + m_pExtContentDescription->count;
-  const auto* found = std::find_if(begin, end, [name](const asf_content_descriptor& descriptor) {
-    return IsNamed(descriptor.name, descriptor.nameLength, name);
+  const auto& descriptors = m_pExtContentDescription->descriptors;
+  const auto found = std::find_if(descriptors.begin(), descriptors.end(), [name](const auto& d) {
+    return IsNamed(d.name, d.nameLength, name);
   });
-  if (found == end) {
+  if (found == descriptors.end()) {
     LOG_TRACE("ECD has no matched meta data");
     return false;
   }

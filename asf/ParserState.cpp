@@ -55,6 +55,7 @@ int ASFParser::Close() {
   delete[] m_objHeaderExtension.data;
   m_objHeaderExtension.data = nullptr;
   ReleaseAll(&m_vSimpleIndex);
+  m_IndexBytes = 0;
   m_pSimpleIndex = nullptr;
   ReleaseAndClear(&m_pExtensionRecord);
   ReleaseAndClear(&m_objContentDescription);

@@ -333,7 +333,7 @@ long long ASFParser::FollowVideo(const SeekRequest& request, long long seed) {
 long long ASFParser::Refine(const SeekRequest& request, long long seed) {
   LOG_TRACE("[GetStartPacketNumEx]Seed Index is %llu", Shown(seed));
   if (seed < 0) return seed;
-  const unsigned long long total = m_objFileProperties.dataPackets;
+  const unsigned long long total = Shown(ToPacketNumber(m_objFileProperties.dataPackets));
   const long long target = Signed32(request.timeMs);
   long long packet = seed;
   long long last = 0;      // the last packet with a time

@@ -51,18 +51,15 @@ int ASFParser::ParseSimpleIndex() {
   status = ReadIndexEntries(index.get());
   if (status < 0) return status;
   m_vSimpleIndex.push_back(index.get());
+  m_IndexBytes += index->image.entryCount * sizeof(asf_simple_index_entry);
   static_cast<void>(index.release());
   return CheckTrailingPosition(sizeof(asf_object_header));
 }
 
 int ASFParser::ReadIndexEntries(asf_simple_index_object* index) {
-  unsigned long long bytes =
+  const unsigned long long bytes =
       static_cast<unsigned long long>(index->image.entryCount) * sizeof(asf_simple_index_entry);
-  for (const asf_simple_index_object* kept : m_vSimpleIndex) {
-    bytes +=
-        static_cast<unsigned long long>(kept->image.entryCount) * sizeof(asf_simple_index_entry);
-  }
-  if (bytes > kMaxAllocBytes) {
+  if (bytes > kMaxAllocBytes - m_IndexBytes) {
     LOG_ERROR("[%s] ParseOtherObjects new[] alloc. index size trouble (%llu)", getName(), bytes);
     return kParserOutOfRange;
   }

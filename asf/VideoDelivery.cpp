@@ -110,12 +110,13 @@ void ASFParser::DeliverVideoObject(unsigned char* buffer, unsigned long* size,
   RemoveFrontVideo();
 }
 
-// Forgets a table that does not fit the front object: it is one of an object that
-// track selection dropped.
+// Forgets a table that was not finished, and one that does not fit the front
+// object: it is one of an object that track selection dropped.
 void ASFParser::ForgetStaleUnits(unsigned int prefixBytes) {
   FrameTable& table = m_vMultiFrameDataObject;
   const unsigned int length = m_VideoData.qData.front().DataLen;
-  if (!table.Empty() && Fits(table.Front(), prefixBytes, length)) return;
+  const bool isFresh = m_VidFrameTableState != 0 && !table.Empty();
+  if (isFresh && Fits(table.Front(), prefixBytes, length)) return;
   table.Clear();
   m_VidFrameTableState = 0;
 }

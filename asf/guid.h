@@ -5,6 +5,8 @@
 #include <cstring>
 #include <optional>
 
+#include "asf/Export.h"
+
 // 16 bytes exactly as the file holds them: Data1 to Data3 little-endian, then
 // the eight bytes of Data4. Never converted to another representation.
 struct guid {
@@ -94,6 +96,6 @@ std::optional<AsfObjectId> LookupGuid(const guid& g);
 // The same with 0 for an unknown GUID, which is also the header object's id.
 // That collision must stay: hosts rely on the plain number. Whoever has to tell
 // the two apart uses LookupGuid.
-unsigned char findIdByGUID(guid g);
+QO_EXPORT unsigned char findIdByGUID(guid g);
 
 #endif  // QO_ASF_GUID_H
