@@ -1,0 +1,57 @@
+// See LogCapture.h.
+#include "LogCapture.h"
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <optional>
+#include <utility>
+
+#include "platform/Platform.h"
+
+namespace {
+
+std::vector<std::string> lines;
+std::optional<std::string> level;
+
+}  // namespace
+
+std::vector<std::string> TakeLog() { return std::exchange(lines, {}); }
+
+std::vector<std::string> TakeLog(const std::string& part) {
+  std::vector<std::string> all = TakeLog();
+  const auto other = [&](const std::string& line) { return line.find(part) == line.npos; };
+  all.erase(std::remove_if(all.begin(), all.end(), other), all.end());
+  return all;
+}
+
+void SetLevelProperty(const char* value) {
+  level = value == nullptr ? std::nullopt : std::optional<std::string>(value);
+}
+
+int __android_log_print(int priority, const char* tag, const char* format, ...) {
+  char text[1024];
+  va_list args;
+  va_start(args, format);
+  const int length = std::vsnprintf(text, sizeof(text), format, args);
+  va_end(args);
+  const std::string from = std::strcmp(tag, "ASFParser") == 0 ? "" : std::string(tag) + ": ";
+  lines.push_back(std::to_string(priority) + " " + from + text);
+  return length;
+}
+
+void __android_log_assert(const char* condition, const char* tag, const char* format, ...) {
+  std::fprintf(stderr, "%s %s ", condition, tag);
+  va_list args;
+  va_start(args, format);
+  std::vfprintf(stderr, format, args);
+  va_end(args);
+  std::abort();
+}
+
+int property_get(const char* key, char* value, const char* defaultValue) {
+  const bool known = std::strcmp(key, "qocp.debug.level") == 0 && level;
+  return std::snprintf(value, kPropertyValueBytes, "%s", known ? level->c_str() : defaultValue);
+}

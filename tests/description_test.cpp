@@ -1,0 +1,307 @@
+// What the host is told about a track: its description, with the probe that
+// tells E-AC-3 from AC-3, and its configuration bytes.
+#include <cstring>
+#include <sstream>
+
+#include "ParserSession.h"
+
+namespace {
+
+TEST(TrackInfo, NumbersAudioCodecsByFormatTag) {
+  const unsigned table[][2] = {
+      {0x0001, 206}, {0x0007, 221}, {0x000A, 214}, {0x0045, 222}, {0x0050, 202}, {0x0055, 202},
+      {0x0092, 203}, {0x00FF, 201}, {0x0160, 210}, {0x0161, 211}, {0x0162, 212}, {0x0163, 213},
+      {0x0164, 209}, {0x2000, 203}, {0x2001, 205}, {0x7A21, 215}, {0x7A22, 215}, {0x0000, 100},
+      {0x0002, 100}, {0x0165, 100}, {0x2002, 100}, {0x7A23, 100}, {0xFFFE, 100}};
+  for (const auto& [tag, codec] : table) {
+    TrackInfo info{};
+    audio_specific_data data{};
+    data.formatTag = static_cast<unsigned short>(tag);
+    setTrackInfo(&info, &data, nullptr);
+    EXPECT_EQ(codec, info.codec) << tag;
+  }
+}
+
+TEST(TrackInfo, NumbersVideoCodecsByFourcc) {
+  const std::pair<unsigned, const char*> table[] = {
+      {101, "MPG2 mpg2"},
+      {102, "MPG4 mpg4 FMP4 fmp4 DIV2 div2"},
+      {103, "H263 h263"},
+      {104, "AVC1 avc1 H264 h264 x264"},
+      {106, "WMV1 wmv1"},
+      {107, "WMV2 wmv2"},
+      {108, "WMV3 wmv3"},
+      {109, "WVC1 wvc1"},
+      {110, "WMVA wmva"},
+      {112, "MP42 mp42 M4S2 m4s2"},
+      {113, "MP43 mp43"},
+      {114, "MJPG mjpg"},
+      {115, "VP60 vp60 VP61 vp61 VP62 Vp62 VP6F"},
+      {116, "VP70 vp70 VP71 vp71 VP72 vp72"},
+      {117, "VP80 vp80 VP81 vp81 VP82 vp82"},
+      {118, "DIV1 div1 DIV3 div3 DIV4 div4"},
+      {119, "MPG1 mpg1"},
+      {120, "MP4V mp4v"},
+      {121, "THEO theo"},
+      {123, "DIVX divx"},
+      {124, "DX50 dx50 DIV5 div5"},
+      {125, "DXMF dxmf"},
+      {126, "XVID xvid"},
+      {100, "vp62 vp6f X264 Mpg2 wMV3 AVC2 S263 WMVP"}};
+  for (const auto& [codec, fourccs] : table) {
+    std::istringstream list(fourccs);
+    for (std::string fourcc; list >> fourcc;) {
+      TrackInfo info{};
+      video_specific_data data{};
+      std::memcpy(&data.compression, fourcc.data(), 4);
+      setTrackInfo(&info, &data, nullptr);
+      EXPECT_EQ(codec, info.codec) << fourcc;
+    }
+  }
+}
+
+TEST(TrackInfo, CopiesTheFormatOnce) {
+  AsfFile file;
+  file.header = {
+      Stream(ID_VIDEO_MEDIA, 2, VideoFormat("WMV2", "", 0x10001, 480)),
+      Stream(ID_AUDIO_MEDIA, 1, AudioFormat(0x161, 0x20000001, 0xFFFE, "c", 6, 96000, 24))};
+  file.packets = {Packet({Media(1, 0, "x")})};
+  file.trailing = SimpleIndex(1, {});
+  OpenSession session(file);
+  ASFParser& parser = *session.parser;
+  const AsfTrackExt* ext = parser.getExtraInterface();
+  const TrackInfo* audio = parser.GetTrackInfo(1);
+  EXPECT_EQ(0, ext->valid);
+  const TrackInfo* video = parser.GetTrackInfo(0);
+  const unsigned expectedVideo[] = {1, 107, 0x10001, 480, 0, 0, 1, 0};
+  const unsigned expectedAudio[] = {2, 211, 6, 96000, 24, 8, 0, 0};
+  EXPECT_EQ(0, std::memcmp(video, expectedVideo, sizeof(expectedVideo)));
+  EXPECT_EQ(0, std::memcmp(audio, expectedAudio, sizeof(expectedAudio)));
+  EXPECT_EQ(0, video->blockAlign);
+  EXPECT_EQ(0xFFFE, audio->blockAlign);
+  EXPECT_EQ(1, ext->valid);
+  EXPECT_EQ(40u, ext->headerSize);
+  EXPECT_EQ(1, ext->planes);
+  EXPECT_EQ(24, ext->bitCount);
+  EXPECT_EQ(0x32564D57u, ext->compression);
+  EXPECT_EQ(0x11223344u, ext->imageSize);
+  EXPECT_EQ(-5, ext->xPelsPerMeter);
+  EXPECT_EQ(-6, ext->yPelsPerMeter);
+  EXPECT_EQ(7u, ext->colorsUsed);
+  EXPECT_EQ(8u, ext->colorsImportant);
+  EXPECT_EQ(video, parser.GetTrackInfo(0));
+  EXPECT_EQ("", session.source.TakeCalls());
+  for (const unsigned long index : {2ul, ~0ul}) EXPECT_EQ(nullptr, parser.GetTrackInfo(index));
+  EXPECT_EQ(Lines(2, "6 [ASFParser] Non A/V Track"), TakeLog());
+}
+
+TEST(TrackInfo, FillsUpAFormatThatIsCutShort) {
+  AsfFile file;
+  file.header = {Stream(ID_AUDIO_MEDIA, 1, AudioFormat(0x161).substr(0, 5)),
+                 Stream(ID_VIDEO_MEDIA, 2, "")};
+  file.packets = {Packet({Media(1, 0, "x")})};
+  OpenSession session(file);
+  const unsigned expectedAudio[] = {2, 211, 2, 0x44, 0, 0}, expectedVideo[] = {1, 100, 0, 0, 0, 0};
+  EXPECT_EQ(0, std::memcmp(session.parser->GetTrackInfo(0), expectedAudio, sizeof(expectedAudio)));
+  EXPECT_EQ(0, std::memcmp(session.parser->GetTrackInfo(1), expectedVideo, sizeof(expectedVideo)));
+}
+
+TEST(TrackInfo, FindsATrackThatIsNoLongerCurrent) {
+  AsfFile file;
+  file.header = {Stream(ID_AUDIO_MEDIA, 1, AudioFormat(0xFF)),
+                 Stream(ID_AUDIO_MEDIA, 3, AudioFormat(0x161)),
+                 Stream(ID_VIDEO_MEDIA, 2, VideoFormat("WMV2"))};
+  file.packets = {Packet({Media(1, 0, "x")})};
+  OpenSession session(file, "4");
+  session.parser->SelectAudioTrack(1);
+  EXPECT_EQ(201u, session.parser->GetTrackInfo(0)->codec);
+  EXPECT_EQ((Lines{"2 [ASFParser] GetTrackInfo > loop(0) trackindex(0) streamtype(35)",
+                   "2 [ASFParser] GetTrackInfo > loop(1) trackindex(1) streamtype(35)",
+                   "2 [ASFParser] GetTrackInfo > loop(2) trackindex(1) streamtype(36)"}),
+            TakeLog());
+}
+
+// One AC-3 payload per packet.
+AsfFile Ac3File(const std::vector<Bytes>& frames, int blockAlign) {
+  AsfFile file;
+  file.header = {Stream(ID_AUDIO_MEDIA, 1, AudioFormat(0x2000, 48000, blockAlign))};
+  for (const Bytes& frame : frames) file.packets.push_back(Packet({Media(1, 3000, frame)}));
+  return file;
+}
+
+TEST(Eac3Probe, ReadsTheIdentifierBehindTheFirstSyncWord) {
+  const Bytes eac3 = Hex("0B 77 00 00 00 80 00"), swapped = Hex("77 0B 00 00 00 FF 00");
+  const Bytes ac3 = Hex("0B 77 00 00 00 40 00"), none(7, 'n');
+  const auto after = [&](int packets, const Bytes& frame) {
+    std::vector<Bytes> frames(packets, none);
+    frames.insert(frames.end(), 3, frame);
+    return frames;
+  };
+  const struct {
+    const char* what;
+    std::vector<Bytes> frames;
+    int blockAlign;
+    unsigned codec;
+    int packets;  // that are read
+  } cases[] = {
+      {"E-AC-3", {eac3, none}, 7, 204, 1},
+      {"byte-swapped", {swapped, none}, 7, 204, 1},
+      {"AC-3", {ac3, eac3}, 7, 203, 1},
+      {"the first one decides", {ac3 + eac3}, 14, 203, 1},
+      {"at the last place", {Bytes(9, 'n') + eac3}, 16, 204, 1},
+      {"a place too far", {Bytes(10, 'n') + eac3}, 16, 203, 2},
+      {"a frame shorter than a block", {Hex("0B 77 00 00 00 80"), eac3}, 16, 204, 2},
+      {"a block too small", {eac3, eac3}, 6, 203, 3},
+      {"in the 50th packet", after(49, eac3), 7, 204, 50},
+      {"in the 51st packet", after(50, eac3), 7, 203, 50},
+      {"a block too small in a long file", after(60, eac3), 0, 203, 50},
+      {"no packet", {}, 7, 203, 1},
+  };
+  for (const auto& test : cases) {
+    SCOPED_TRACE(test.what);
+    OpenSession session(Ac3File(test.frames, test.blockAlign), "4");
+    EXPECT_EQ(test.codec, session.parser->GetTrackInfo(0)->codec);
+    EXPECT_EQ(Lines{test.codec == 204 ? "2 [IsEAC3] EAC3" : "2 [IsEAC3] AC3"}, TakeLog("IsEAC3"));
+    const std::string calls = session.source.TakeCalls();
+    int packets = 0;
+    for (auto at = calls.find("+1,"); at != calls.npos; at = calls.find("+1,", at + 1)) ++packets;
+    const bool pastEnd = test.packets > static_cast<int>(test.frames.size());
+    EXPECT_EQ(test.packets - (pastEnd ? 1 : 0), packets);
+    EXPECT_EQ(test.codec, session.parser->GetTrackInfo(0)->codec);
+    EXPECT_EQ("", session.source.TakeCalls());
+    // The queue is clean; the end that the probe met stays until a seek.
+    EXPECT_EQ(pastEnd ? 0u : test.frames.size(), session.AllAudio().size());
+    session.parser->Seek(0, kTrackAudio, 0);
+    EXPECT_EQ(test.frames.size(), session.AllAudio().size());
+  }
+}
+
+TEST(Eac3Probe, LeavesWhatWasQueuedBefore) {
+  for (const int blockAlign : {7, 6}) {
+    OpenSession session(Ac3File({"nothing", Hex("0B 77 00 00 00 80 00")}, blockAlign));
+    EXPECT_EQ(0, session.parser->ParseDataPacket(0, 2));
+    session.source.TakeCalls();
+    EXPECT_EQ(203u, session.parser->GetTrackInfo(0)->codec);
+    EXPECT_EQ("", session.source.TakeCalls());
+    EXPECT_EQ("nothing@0", session.Audio());
+  }
+}
+
+TEST(Config, IsWhatFollowsTheFixedPart) {
+  for (const std::size_t size : {0u, 1u, 300u}) {
+    for (const bool audio : {true, false}) {
+      const Bytes config(size, 'c');
+      AsfFile file;
+      file.header = {audio ? Stream(ID_AUDIO_MEDIA, 1, AudioFormat(0x161, 1, 1, config))
+                           : Stream(ID_VIDEO_MEDIA, 2, VideoFormat("H264", config))};
+      OpenSession session(file);
+      const auto get = [&](unsigned char* buffer, unsigned long* length, unsigned long capacity) {
+        return audio ? session.parser->GetAudioConfig(buffer, length, capacity)
+                     : session.parser->GetVideoConfig(buffer, length, capacity);
+      };
+      std::vector<unsigned char> buffer(size + 1, '!');
+      unsigned long length = 99;
+      if (size > 0) {
+        EXPECT_EQ(kParserMalformed, get(buffer.data(), &length, size - 1));
+        EXPECT_EQ(size, length);
+        EXPECT_EQ('!', buffer[0]);
+        EXPECT_EQ(Lines{audio ? "6 [ASFParser] GetAudioConfig Len Error"
+                              : "6 [ASFParser] GetVideoConfig Len Error"},
+                  TakeLog());
+      }
+      EXPECT_EQ(0, get(buffer.data(), &length, size));
+      EXPECT_EQ(size, length);
+      EXPECT_EQ(config + "!", Bytes(buffer.begin(), buffer.end()));
+    }
+  }
+}
+
+TEST(Config, ReadsTheVc1SequenceHeader) {
+  const char* wvc1 = "WVC1";
+  const Bytes header = Hex("CB 6B 12 34 5F"), start = Hex("00 00 01 0F");
+  const struct {
+    const char* fourcc;
+    Bytes config;
+    bool found;
+    int interlaced;  // the key frame test then reads 0x60 as an I picture
+  } cases[] = {
+      {wvc1, start + header + Hex("C0"), true, 1},
+      {"wvc1", "leading" + start + header + Hex("40 99"), true, 1},
+      {wvc1, start + header + Hex("BF"), true, 0},
+      {wvc1, start + header, true, 0},  // what is missing is 0
+      {wvc1, start + "h", true, 0},
+      {wvc1, "x" + start, false, 0},  // the last four bytes are not looked at
+      {wvc1, start, false, 0},
+      {wvc1, "", false, 0},
+      {wvc1, "abcdefghij", false, 0},
+      {"H264", start + header + Hex("C0"), true, 0},
+  };
+  for (const auto& test : cases) {
+    AsfFile file;
+    file.header = {Stream(ID_VIDEO_MEDIA, 2, VideoFormat(test.fourcc, test.config))};
+    OpenSession session(file);
+    unsigned char buffer[32], interlaced = 0x60;
+    unsigned long length;
+    EXPECT_EQ(0, session.parser->GetVideoConfig(buffer, &length, sizeof(buffer)));
+    EXPECT_EQ(test.found ? Lines{} : Lines{"6 can not find seq header in exdata"}, TakeLog());
+    EXPECT_EQ(test.interlaced,
+              1 - static_cast<int>(session.parser->CheckIframe_vc1_adv(&interlaced)));
+  }
+  ParserSession session("", "4");
+  Bytes config = start + header + Hex("C0");
+  unsigned long length = config.size();
+  EXPECT_EQ(1, session.parser->CheckSeqHdr_vc1_adv(reinterpret_cast<unsigned char*>(&config[0]),
+                                                   &length));
+  EXPECT_EQ(
+      (Lines{"2 PROFILE(3)", "2 LEVEL(1)", "2 COLORDIFF_FORMAT(1)", "2 FRMRTQ_POSTPROC(9)",
+             "2 BITRTQ_POSTPROC(21)", "2 POSTPROCFLAG(1)", "2 MAX_CODED_WIDTH(291)",
+             "2 MAX_CODED_HEIGHT(1104)", "2 PULLDOWN(1)", "2 INTERLACE(1)", "2 interlaced is (1)"}),
+      TakeLog());
+}
+
+TEST(Config, ReadsTheVc1SimpleAndMainFlags) {
+  // Configuration byte 3, then the bits of a picture's first byte that are its type.
+  const int table[][2] = {{0x00, 0x20}, {0x80, 0x10}, {0x02, 0x10}, {0x82, 0x08}, {0x10, 0x30},
+                          {0x40, 0x30}, {0x90, 0x18}, {0x22, 0x18}, {0xF2, 0x10}, {0x0D, 0x20}};
+  for (const auto& [flags, bits] : table) {
+    AsfFile file;
+    file.header = {Stream(ID_VIDEO_MEDIA, 2, VideoFormat("wmv3", "abc" + Le(flags, 1)))};
+    OpenSession opened(file);
+    ParserSession direct("");
+    unsigned char buffer[4] = {0, 0, 0, static_cast<unsigned char>(flags)};
+    unsigned long length = 4;
+    EXPECT_EQ(1, direct.parser->CheckSeqHdr_vc1_simple_and_main(buffer, &length));
+    EXPECT_EQ(0, opened.parser->GetVideoConfig(buffer, &length, sizeof(buffer)));
+    for (ASFParser* parser : {opened.parser.get(), direct.parser.get()}) {
+      for (int bit = 1; bit < 256; bit <<= 1) {
+        unsigned char picture = static_cast<unsigned char>(bit);
+        EXPECT_EQ((bits & bit) != 0 ? 1u : 0u, parser->CheckIframe_vc1_simple_and_main(&picture))
+            << flags << " " << bit;
+      }
+    }
+  }
+}
+
+TEST(Config, LocatesASequenceHeaderInAPayload) {
+  const Bytes sequence = Hex("00 00 01 0F"), frame = Hex("00 00 01 0D");
+  const struct {
+    int stream;
+    Bytes data;
+    int expected;
+  } cases[] = {{2, sequence + "123456" + frame + "x", 10},
+               {2, sequence + "123456" + frame, kParserInternal},
+               {2, sequence, kParserInternal},
+               {2, Hex("00 00 01 0E") + frame, 0},
+               {2, Hex("00 00 01"), 0},
+               {2, Hex("00 00 02 0F") + frame, kParserInternal},
+               {1, sequence + "123456" + frame + "x", kParserInternal}};
+  OpenSession session(AvFile());
+  for (const auto& test : cases) {
+    Bytes data = test.data;
+    EXPECT_EQ(test.expected, session.parser->CheckVideoSequenceHeader(
+                                 static_cast<unsigned char>(test.stream),
+                                 reinterpret_cast<unsigned char*>(&data[0]), data.size()));
+  }
+}
+
+}  // namespace

@@ -1,0 +1,109 @@
+// The edges of the interface: the factory, inert operations, object ids, and the
+// calls that end the process.
+#include "ParserSession.h"
+
+namespace {
+
+TEST(Interface, AnswersItsInertOperations) {
+  IParser* parser = createParser();
+  unsigned long size = 5;
+  EXPECT_EQ(nullptr, parser->GetAlbumArt(&size));
+  EXPECT_EQ(0u, size);
+  EXPECT_STREQ("ASFParser", parser->getName());
+  EXPECT_EQ(0, parser->SetConfig());
+  EXPECT_EQ(0, parser->Notify(1, 2));
+  EXPECT_EQ(0, parser->GetNextVideoKeyFrameTime(3));
+  EXPECT_EQ(0, static_cast<ASFParser*>(parser)->GetStartPacketNum(4, 1));
+  EXPECT_EQ(0u, parser->GetTrackCount());
+  EXPECT_EQ(nullptr, parser->GetMetaInfo());
+  EXPECT_EQ(nullptr, parser->getExtraInterface());
+  EXPECT_EQ(nullptr, parser->GetTrackInfo(0));
+  destroyParser(parser);
+  destroyParser(nullptr);
+}
+
+// The place of a virtual function in its table.
+template <typename Class, typename Result, typename... Arguments>
+long SlotOf(Result (Class::*function)(Arguments...)) {
+  long words[2];
+  static_assert(sizeof(function) == sizeof(words));
+  std::memcpy(words, &function, sizeof(words));
+  return words[0] / static_cast<long>(sizeof(void*));  // x86 marks it with an odd address
+}
+
+TEST(Interface, KeepsItsSlots) {
+  using I = IParser;
+  using U8 = unsigned char*;
+  using UL = unsigned long;
+  const std::pair<int, long> slots[] = {
+      {2, SlotOf(&I::Open)},
+      {4, SlotOf(&I::GetTrackCount)},
+      {5, SlotOf(&I::GetDurationMs)},
+      {6, SlotOf(&I::GetTrackInfo)},
+      {7, SlotOf(&I::GetMetaInfo)},
+      {8, SlotOf(&I::GetAudioConfig)},
+      {9, SlotOf(&I::GetAudioData)},
+      {10, SlotOf(&I::GetVideoConfig)},
+      {11, SlotOf<I, int, U8, UL*, UL*, UL, bool>(&I::GetVideoData)},
+      {12, SlotOf(&I::Seek)},
+      {13, SlotOf(&I::SetConfig)},
+      {14, SlotOf(&I::SelectAudioTrack)},
+      {16, SlotOf(&I::Notify)},
+      {20, SlotOf(&I::GetAlbumArt)},
+      {22, SlotOf(&I::GetNextVideoKeyFrameTime)},
+      {23, SlotOf(&I::Close)},
+      {24, SlotOf(&I::getName)},
+      {25, SlotOf(&I::getExtraInterface)},
+      {31, SlotOf(&I::OpenEx)},
+      {32, SlotOf(&I::SeekEx)},
+      {33, SlotOf<I, int, U8, UL*, UL*, UL>(&I::GetVideoData)},
+      {2, SlotOf(&IDataSource::Open)},
+      {3, SlotOf(&IDataSource::Close)},
+      {4, SlotOf(&IDataSource::GetSize)},
+      {5, SlotOf(&IDataSource::ReadAt)},
+      {6, SlotOf(&IDataSource::Read)},
+      {7, SlotOf(&IDataSource::SeekTo)},
+      {8, SlotOf(&IDataSource::GetPosition)},
+  };
+  for (const auto& [expected, slot] : slots) EXPECT_EQ(expected, slot);
+}
+
+TEST(Guid, IsIdentifiedByTheFirstEqualRow) {
+  const struct {
+    unsigned char id;
+    Bytes bytes;
+  } rows[] = {{0, Hex("3026B275 8E66 CF11 A6D900AA0062CE6C")},
+              {1, Hex("3626B275 8E66 CF11 A6D900AA0062CE6C")},
+              {2, Hex("90080033 B1E5 CF11 89F400A0C90349CB")},
+              {28, Hex("EACBF8C5 AF5B 7748 8467AA8C44FA4CCA")},
+              {29, Hex("941C2344 9894 D149 A1411D134E457054")},
+              {35, Hex("409E69F8 4D5B CF11 A8FD00805F5C442B")},
+              {36, Hex("C0EF19BC 4D5B CF11 A8FD00805F5C442B")},
+              {62, Hex("06AFE100 EC7B D111 A58200C04FC29CFB")},
+              {0, Bytes(16, '\0')},
+              {0, Hex("F8699E40 4D5B CF11 A8FD00805F5C442B")}};  // byte order matters
+  for (const auto& row : rows) {
+    guid id;
+    std::memcpy(id.bytes, row.bytes.data(), sizeof(id.bytes));
+    EXPECT_EQ(row.id, findIdByGUID(id));
+  }
+  for (int id = 0; id < kAsfObjectIdCount; ++id) {
+    EXPECT_EQ(id, findIdByGUID(GuidOf(static_cast<AsfObjectId>(id))));
+  }
+}
+
+TEST(FatalAssertion, EndsCallsWithoutATrack) {
+  AsfFile audioOnly = AvFile(), videoOnly = AvFile(), dropped = AvFile();
+  audioOnly.header.pop_back();
+  videoOnly.header.erase(videoOnly.header.begin());
+  dropped.header.push_back(Stream(ID_AUDIO_MEDIA, 3, AudioFormat(1)));
+  OpenSession audio(audioOnly), video(videoOnly), both(dropped);
+  unsigned char buffer[8];
+  unsigned long size;
+  const std::string range = "index>=size\\(\\) ASFParser .*: index=16777215 out of range \\(1\\)";
+  EXPECT_DEATH(audio.parser->GetVideoConfig(buffer, &size, 8), range);
+  EXPECT_DEATH(video.parser->GetAudioConfig(buffer, &size, 8), range);
+  EXPECT_DEATH(both.parser->SelectAudioTrack(2), "index=2 out of range \\(2\\)");
+}
+
+}  // namespace
