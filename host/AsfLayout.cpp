@@ -37,9 +37,10 @@ class LayoutReader {
   int Read() {
     unsigned long long size = 0;
     if (source_->GetSize(&size) == 0) layout_->fileSize = size;
-    ReadHeader();
-    if (layout_->isAsf && status_ >= 0) ReadDataObject();
-    if (layout_->isAsf && status_ >= 0) ReadTrailingObjects();
+    if (ReadHeader()) {
+      ReadDataObject();
+      ReadTrailingObjects();
+    }
     return status_ < 0 ? status_ : 0;
   }
 
@@ -88,23 +89,25 @@ class LayoutReader {
     if (layout_->problem.empty()) layout_->problem = text;
   }
 
-  void ReadHeader() {
+  // False when there is no header to go by.
+  bool ReadHeader() {
     unsigned char bytes[kHeaderObjectBytes];
     if (!ReadBytes(0, bytes, sizeof(bytes), sizeof(bytes)) ||
         !std::equal(bytes, bytes + sizeof(guid), GuidOf(ID_HEADER_OBJECT).bytes)) {
       Problem("the file does not begin with an ASF header");
-      return;
+      return false;
     }
     layout_->isAsf = true;
     layout_->headerSize = LoadLe64(bytes + 16);
     if (layout_->headerSize < kHeaderObjectBytes) {
       Problem("the header's size is impossible");
-      return;
+      return false;
     }
     WalkObjects(kHeaderObjectBytes, layout_->headerSize, LoadLe32(bytes + 24), "the header",
                 [this](const Object& object) { ReadHeaderObject(object); });
     MarkTrack(StreamKind::kAudio);
     MarkTrack(StreamKind::kVideo);
+    return true;
   }
 
   void ReadHeaderObject(const Object& object) {
@@ -302,7 +305,10 @@ unsigned long long AsfLayout::PacketsInFile() const {
   return packetsStart == 0 || packetsStart >= end ? 0 : (end - packetsStart) / packetLength;
 }
 
-bool AsfLayout::IsTruncated() const { return fileSize && DataEnd() > *fileSize; }
+bool AsfLayout::IsTruncated() const {
+  return isAsf && std::max(DataEnd(), SaturatingAdd(headerSize, kDataObjectBytes)) >
+                      fileSize.value_or(kNoLimit);
+}
 
 bool AsfLayout::IsEncrypted() const {
   return contentEncryption || extendedContentEncryption || advancedContentEncryption ||

@@ -115,25 +115,22 @@ const CachedSource::Window& CachedSource::WindowAt(unsigned long long offset) {
   for (Window& window : windows_) {
     if (offset - window.offset < window.span) found = &window;
   }
-  Window& window = found != nullptr ? *found : OpenWindow(offset);
-  window.lastUse = ++uses_;
-  current_ = &window;
-  return window;
+  current_ = found != nullptr ? found : OpenWindow(offset);
+  return *current_;
 }
 
-// Reads a new window in place of the one used longest ago. One that fails or is
-// cut short stays, so that a bad region isn't read anew by every small request.
-CachedSource::Window& CachedSource::OpenWindow(unsigned long long offset) {
+// Reads a new window in place of the oldest. One that fails or is cut short stays,
+// so that a bad region isn't read anew by every small request.
+CachedSource::Window* CachedSource::OpenWindow(unsigned long long offset) {
   const unsigned long long start = offset & ~static_cast<unsigned long long>(minWindowBytes_ - 1);
   std::size_t span = minWindowBytes_;
-  Window* oldest = &windows_.front();
-  for (Window& window : windows_) {
+  for (const Window& window : windows_) {
     if (window.span != 0 && window.offset + window.span == start) {
       span = std::min(2 * window.span, maxWindowBytes_);
     }
-    if (window.lastUse < oldest->lastUse) oldest = &window;
   }
-  Window& window = *oldest;
+  Window& window = windows_[oldest_];
+  oldest_ = (oldest_ + 1) % windows_.size();
   if (!window.bytes) window.bytes.reset(new unsigned char[maxWindowBytes_]);
   window.span = window.length = 0;  // should Fetch throw
   unsigned long long got = span;
@@ -141,7 +138,7 @@ CachedSource::Window& CachedSource::OpenWindow(unsigned long long offset) {
   window.offset = start;
   window.span = span;
   window.length = static_cast<std::size_t>(std::min<unsigned long long>(got, span));
-  return window;
+  return &window;
 }
 
 }  // namespace host

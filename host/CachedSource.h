@@ -1,7 +1,8 @@
 // A byte source that answers from memory what it has read before, in windows.
 //
 // What lies below (a file, another source) is read in windows, of which the
-// least recently used gives way to a new one. A window that continues another is
+// oldest gives way to a new one: two readers that follow each other need no older
+// ones. A window that continues another is
 // twice as long, up to a limit: reading on costs few calls below, a jump to one
 // packet header brings little more than that. The demultiplexer makes a handful
 // of reads of 1 to 8 bytes per payload and walks the packets once for audio and
@@ -54,7 +55,6 @@ class CachedSource : public IDataSource {
     unsigned long long offset = 0;  // in the source, bytes; a multiple of the smallest size
     std::size_t span = 0;           // bytes asked for; 0: not in use
     std::size_t length = 0;         // bytes brought; less than `span` at the end or after a failure
-    unsigned long long lastUse = 0;
     std::unique_ptr<unsigned char[]> bytes;  // the largest size; null until first needed
   };
 
@@ -63,12 +63,12 @@ class CachedSource : public IDataSource {
   int ReadSlow(unsigned long long offset, void* buffer, unsigned long long* size);
   bool CopyFromWindows(unsigned long long offset, unsigned char* out, unsigned long long size);
   const Window& WindowAt(unsigned long long offset);
-  Window& OpenWindow(unsigned long long offset);
+  Window* OpenWindow(unsigned long long offset);
 
   const std::size_t minWindowBytes_;
   const std::size_t maxWindowBytes_;
   std::vector<Window> windows_;
-  unsigned long long uses_ = 0;
+  std::size_t oldest_ = 0;  // of windows_
   // The window used last.
   const Window* current_;
   // What it holds from the current position on: `remaining_` bytes at `cursor_`,

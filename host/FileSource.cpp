@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <limits>
 #include <system_error>
@@ -67,9 +68,10 @@ int FileSource::GetSize(unsigned long long* size) {
 }
 
 int FileSource::Fetch(unsigned long long offset, void* buffer, unsigned long long* size) {
-  const unsigned long long wanted = *size;
+  // The system refuses to look beyond the largest offset that it knows.
+  const unsigned long long wanted = offset < kMaxOffset ? std::min(*size, kMaxOffset - offset) : 0;
   *size = 0;
-  while (*size < wanted && offset + *size <= kMaxOffset && offset <= kMaxOffset) {
+  while (*size < wanted) {
     const ssize_t got = pread(descriptor_, static_cast<char*>(buffer) + *size, wanted - *size,
                               static_cast<off_t>(offset + *size));
     if (got < 0 && errno == EINTR) continue;

@@ -1,0 +1,184 @@
+// The host's own view of a file: header, data, index, packet headers.
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "AsfBuilder.h"
+#include "host/MemorySource.h"
+#include "host/PacketWalk.h"
+
+namespace {
+
+host::AsfLayout Layout(const Bytes& file) {
+  host::MemorySource source(file.data(), file.size());
+  host::AsfLayout layout;
+  EXPECT_EQ(0, host::ReadLayout(&source, &layout));
+  return layout;
+}
+
+// Each packet as "stream@time:offset+size", "k" in front of a key frame; then
+// what is wrong with it.
+std::string Walk(const Bytes& file) {
+  host::MemorySource source(file.data(), file.size());
+  std::string text;
+  host::WalkPackets(&source, Layout(file), [&text](const host::Packet& packet) {
+    text += text.empty() ? "" : "| ";
+    if (!packet.hasErrorCorrection) text += "unreadable ";
+    for (const host::Payload& payload : packet.payloads) {
+      text += (payload.keyFrame ? "k" : "") + std::to_string(payload.stream) + "@" +
+              std::to_string(payload.timeMs) + ":" + std::to_string(payload.offset) + "+" +
+              std::to_string(payload.size) + " ";
+    }
+    if (packet.failure != nullptr) text += packet.failure;
+    return true;
+  });
+  return text;
+}
+
+AsfFile TwoStreams() {
+  AsfFile file;
+  file.header = {Stream(ID_VIDEO_MEDIA, 2, VideoFormat("WMV2")),
+                 Stream(ID_AUDIO_MEDIA, 1, AudioFormat(0x161))};
+  return file;
+}
+
+TEST(HostLayout, TellsWhatTheHeaderSays) {
+  AsfFile file = TwoStreams();
+  const Bytes hidden = Stream(ID_VIDEO_MEDIA, 9, VideoFormat("WMV3"));
+  const Bytes extended = Bytes(60, '\0') + Le(1, 2) + Le(1, 2) +  // one name, one extension
+                         Le(0, 2) + Le(4, 2) + Utf16("n") +       // language, length, name
+                         Bytes(18, 'x') + Le(3, 4) + "abc" + hidden;
+  file.header.push_back(Stream(ID_AUDIO_MEDIA, 0x8000 | 5, AudioFormat(0x55)));
+  file.header.push_back(Stream(ID_COMMAND_MEDIA, 3, ""));
+  file.header.push_back(HeaderExtension(Object(ID_ADVANCED_CONTENT_ENCRYPTION_OBJECT, "key") +
+                                        Object(ID_EXTENDED_STREAM_PROPERTIES_OBJECT, extended)));
+  file.header.push_back(Object(ID_EXTENDED_CONTENT_ENCRYPTION_OBJECT, "key"));
+  file.packets = {Packet({Media(1, 3000, "a")}), Packet({Media(1, 3100, "b")})};
+  file.trailing = Object(ID_PADDING_OBJECT, "xyz") + SimpleIndex(5000000, {0, 1, 1});
+  file.duration = 40000000;
+  file.bitrate = 128000;
+  const host::AsfLayout layout = Layout(file.Build());
+
+  EXPECT_EQ("", layout.problem);
+  EXPECT_EQ(2u, layout.packetCount);
+  EXPECT_EQ(40000000u, layout.playDuration);
+  EXPECT_EQ(3000u, layout.prerollMs);
+  EXPECT_EQ(128000u, layout.maxBitrate);
+  EXPECT_EQ(200u, layout.packetLength);
+  EXPECT_EQ(2u, layout.PacketsInData());
+  EXPECT_FALSE(layout.IsTruncated());
+  ASSERT_TRUE(layout.simpleIndex);
+  EXPECT_EQ(3u, layout.simpleIndex->entries);
+  EXPECT_EQ(5000000u, layout.simpleIndex->interval);
+  EXPECT_FALSE(layout.contentEncryption);
+  EXPECT_TRUE(layout.extendedContentEncryption);
+  EXPECT_TRUE(layout.advancedContentEncryption);
+  std::string streams;
+  for (const host::StreamLayout& stream : layout.streams) {
+    streams += std::to_string(stream.number) + " " + StreamKindName(stream.kind) + " " +
+               std::to_string(stream.codecTag) + (stream.encrypted ? " encrypted" : "") +
+               (stream.hidden ? " hidden" : "") + (stream.isTrack ? " track" : "") + "; ";
+  }
+  EXPECT_EQ(
+      "2 video 844516695 track; 1 audio 353 track; 5 audio 85 encrypted; 3 command 0; "
+      "9 video 861293911 hidden; ",
+      streams);
+}
+
+TEST(HostLayout, SaysWhatIsWrongWithAFile) {
+  AsfFile file = TwoStreams();
+  file.packets = {Packet({Media(1, 3000, "a")}), Packet({Media(1, 3100, "b")})};
+  const Bytes good = file.Build();
+  const std::size_t headerSize = Layout(good).headerSize;
+  const auto withHeaderSize = [&good](unsigned long long size) {
+    return Bytes(good).replace(16, 8, Le(size, 8));
+  };
+  const auto with = [&file](auto change) {
+    AsfFile changed = file;
+    change(&changed);
+    return changed.Build();
+  };
+  const struct {
+    Bytes bytes;
+    const char* problem;
+    unsigned long long whole;  // packets
+    bool truncated;
+  } cases[] = {
+      {"", "the file does not begin with an ASF header", 0, false},
+      {"RIFF" + good, "the file does not begin with an ASF header", 0, false},
+      {good.substr(0, 100), "the file ends in the header", 0, true},
+      {good.substr(0, headerSize + 49), "the file ends before its data", 0, true},
+      {good.substr(0, good.size() - 1), "", 1, true},
+      {with([](AsfFile* f) { f->headerCount = 9; }), "", 2, false},
+      {withHeaderSize(10), "the header's size is impossible", 0, false},
+      {withHeaderSize(~0ull), "the file ends before its data", 0, true},
+      {with([](AsfFile* f) { f->header[0] = Object(ID_PADDING_OBJECT, "", 0); }),
+       "an object of impossible size in the header", 2, false},
+      {with([](AsfFile* f) { f->dataSize = 50; }),
+       "the data object says that it is empty, as in a live recording never finished", 0, false},
+      {with([](AsfFile* f) { f->dataSize = ~0ull; }), "", 2, true},
+      {with([](AsfFile* f) { f->trailing = Object(ID_PADDING_OBJECT, "", 23); }),
+       "an object of impossible size in what lies behind the data", 2, false},
+  };
+  for (const auto& test : cases) {
+    const host::AsfLayout layout = Layout(test.bytes);
+    EXPECT_EQ(test.problem, layout.problem) << &test - cases;
+    EXPECT_EQ(test.whole, layout.PacketsInFile()) << &test - cases;
+    EXPECT_EQ(test.truncated, layout.IsTruncated()) << &test - cases;
+  }
+}
+
+TEST(HostLayout, WalksPacketsAsTheParserDoes) {
+  AsfFile file = TwoStreams();
+  Packet plain({Media(1, 3500, "abc")});
+  plain.errorCorrection = "";
+  file.packets = {
+      Packet({Key(2, 3100, "abcd").Offset(0), Media(2, 3200, "ef").Offset(7)}),
+      Packet({Media(1, 2000, "alone")}),  // before the preroll's end
+      Packet({Compressed(1, 3300, 40, {"a", "bcd"}), Media(1, 3400, "e")}),
+      plain,
+      Packet(std::vector<Payload>{}),
+      Packet({Media(1, 3600, "x"), Media(1, 3700, "y").Length(0)}),
+      Packet({Media(1, 3800, "x").Replicated("")}),
+      Packet({Compressed(1, 3900, 0, {"a", ""})}),
+      Packet({Media(1, 3900, Bytes(100, 'x'))}),
+  };
+  const Bytes whole = file.Build();
+  EXPECT_EQ(
+      "k2@100:0+4 2@200:7+2 | 1@0:0+5 | 1@300:0+1 1@340:0+3 1@400:0+1 | unreadable | | "
+      "1@600:0+1 a payload of impossible size| a payload without replicated data| "
+      "1@900:0+1 an empty sub-payload| 1@900:0+100 ",
+      Walk(whole));
+  const std::string cut = Walk(whole.substr(0, whole.size() - 170));
+  EXPECT_EQ("an empty sub-payload| the file ends in it", cut.substr(cut.size() - 41));
+
+  host::MemorySource source(whole.data(), whole.size());
+  const std::map<unsigned char, unsigned int> last = {{1, 900}, {2, 100}};
+  EXPECT_EQ(last, host::LastObjectTimes(&source, Layout(whole)));
+}
+
+TEST(HostLayout, AnyBytesAreTolerated) {
+  AsfFile file = TwoStreams();
+  file.header.push_back(HeaderExtension(Object(ID_EXTENDED_STREAM_PROPERTIES_OBJECT, "short")));
+  for (unsigned int i = 0; i < 8; ++i) {
+    file.packets.push_back(Packet({Key(2, 3000 + i, "video"), Compressed(1, 3000, 9, {"a", "b"})}));
+  }
+  file.trailing = SimpleIndex(5000000, {0, 1, 1});
+  const Bytes good = file.Build();
+  std::mt19937 random(3);
+  for (int i = 0; i < 5000; ++i) {
+    Bytes bytes = good.substr(0, i % 3 == 0 ? random() % good.size() : good.size());
+    for (int n = i % 4; n > 0 && !bytes.empty(); --n) {
+      bytes[random() % bytes.size()] = static_cast<char>(random() % 2 == 0 ? 0xFF : random());
+    }
+    host::MemorySource source(bytes.data(), bytes.size());
+    const host::AsfLayout layout = Layout(bytes);
+    host::SeekPoints points;
+    int left = 1000;  // a packet length of 1 makes many packets
+    EXPECT_LT(layout.streams.size(), good.size());
+    EXPECT_NE(host::WalkEnd::kSourceFailed,
+              points.Learn(&source, layout, [&](auto, auto) { return --left > 0; }).end);
+  }
+}
+
+}  // namespace

@@ -1,0 +1,233 @@
+// Byte sources of the host library: whatever stands between the parser and the
+// bytes, every call has the result and leaves the position of the plain source.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <random>
+
+#include "host/FileSource.h"
+#include "host/MemorySource.h"
+#include "host/ReadAheadSource.h"
+#include "host/TraceSource.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string RandomBytes(std::size_t size) {
+  std::mt19937 random(7);
+  std::string bytes(size, '\0');
+  for (char& byte : bytes) byte = static_cast<char>(random());
+  return bytes;
+}
+
+struct TemporaryFile {
+  explicit TemporaryFile(const std::string& bytes)
+      : path(fs::path(testing::TempDir()) / ("host_source." + std::to_string(getpid()))) {
+    std::ofstream(path, std::ios::binary) << bytes;
+  }
+  ~TemporaryFile() { fs::remove(path); }
+  std::unique_ptr<host::FileSource> Open() const {
+    std::string error;
+    auto source = host::FileSource::OpenPath(path.string(), &error);
+    EXPECT_TRUE(source) << error;
+    return source;
+  }
+  const fs::path path;
+};
+
+// Memory, of which any read that touches some bytes fails. Keeps the reads.
+class BadRegionSource : public IDataSource {
+ public:
+  explicit BadRegionSource(const std::string& bytes) : memory_(bytes.data(), bytes.size()) {}
+
+  struct Range {
+    unsigned long long offset, size;
+  };
+  std::vector<Range> reads;
+  Range bad = {100000, 700};
+
+  int Open() override { return memory_.Open(); }
+  int Close() override { return memory_.Close(); }
+  int GetSize(unsigned long long* size) override { return memory_.GetSize(size); }
+  int ReadAt(unsigned long long offset, void* buffer, unsigned long long* size) override {
+    reads.push_back({offset, *size});
+    const bool before = *size <= bad.offset && offset <= bad.offset - *size;
+    if (*size != 0 && !before && offset < bad.offset + bad.size) return *size = 0, -5;
+    return memory_.ReadAt(offset, buffer, size);
+  }
+  int Read(void* buffer, unsigned long long* size) override {
+    unsigned long long position;
+    memory_.GetPosition(&position);
+    return ReadAt(position, buffer, size);
+  }
+  int SeekTo(unsigned long long offset, int whence) override {
+    return memory_.SeekTo(offset, whence);
+  }
+  int GetPosition(unsigned long long* position) override { return memory_.GetPosition(position); }
+
+ private:
+  host::MemorySource memory_;
+};
+
+// The same random calls to both, most of them near the place of the last one.
+void ExpectSameAnswers(IDataSource* plain, IDataSource* other, unsigned long long size) {
+  static constexpr unsigned long long kSizes[] = {0, 1, 1, 2, 3, 4, 6, 8, 3165, 70000, 300000};
+  static constexpr unsigned long long kFar[] = {1ull << 32, ~0ull >> 1, ~0ull >> 1, ~0ull - 3};
+  std::mt19937_64 random(11);
+  std::vector<unsigned char> a(300000), b(300000);
+  unsigned long long near = 0, p, q;
+  int failures = 0, shortReads = 0;
+  for (int i = 0; i < 20000; ++i) {
+    if (random() % 40 == 0) near = random() % size;
+    if (random() % 100 == 0) near = size - random() % 20;
+    const unsigned long long offset = random() % 500 == 0 ? kFar[random() % 4] : near;
+    const unsigned long long wanted = kSizes[random() % 1000 == 0 ? 10 : random() % 10];
+    p = q = wanted;
+    int x = 0, y = 0;
+    const unsigned kind = random() % 8;
+    if (kind == 0) {
+      x = plain->SeekTo(offset, 0), y = other->SeekTo(offset, 0);
+    } else if (kind == 1) {
+      const unsigned long long step = random() % 2 == 0 ? wanted : 0 - wanted;
+      x = plain->SeekTo(step, 1), y = other->SeekTo(step, 1);
+    } else if (kind == 2) {
+      x = plain->ReadAt(offset, a.data(), &p), y = other->ReadAt(offset, b.data(), &q);
+    } else {
+      x = plain->Read(a.data(), &p), y = other->Read(b.data(), &q);
+    }
+    ASSERT_EQ(x, y) << "call " << i;
+    ASSERT_EQ(p, q) << "call " << i;
+    ASSERT_TRUE(kind < 2 || std::equal(a.begin(), a.begin() + static_cast<long>(p), b.begin()));
+    failures += x < 0;
+    shortReads += x >= 0 && p < wanted;
+    ASSERT_EQ(plain->GetPosition(&p), other->GetPosition(&q));
+    ASSERT_EQ(p, q) << "call " << i;
+    if (kind == 2) near = p;
+  }
+  EXPECT_GT(shortReads, 100);
+  EXPECT_EQ(-EINVAL, other->SeekTo(0, 2));
+}
+
+TEST(HostSource, FileAnswersAsMemoryDoes) {
+  const std::string bytes = RandomBytes(1000003);
+  const TemporaryFile file(bytes);
+  host::MemorySource memory(bytes.data(), bytes.size());
+  ExpectSameAnswers(&memory, file.Open().get(), bytes.size());
+}
+
+TEST(HostSource, ReadAheadAnswersAsItsSourceDoesFailuresIncluded) {
+  const std::string bytes = RandomBytes(200001);
+  for (const std::size_t window : {1u << 9, 1u << 14, 1u << 18}) {
+    BadRegionSource plain(bytes);
+    host::ReadAheadSource ahead(std::make_unique<BadRegionSource>(bytes), window);
+    ExpectSameAnswers(&plain, &ahead, bytes.size());
+  }
+}
+
+TEST(HostSource, ReadAheadReadsLargeAlignedPiecesOnce) {
+  const std::string bytes = RandomBytes(200000);
+  auto owned = std::make_unique<BadRegionSource>(bytes);
+  BadRegionSource* const inner = owned.get();
+  inner->bad = {~0ull, 0};
+  host::ReadAheadSource ahead(std::move(owned), 1 << 14);
+  // Two cursors, one some way behind the other, as audio and video read.
+  constexpr unsigned long long kBehind = 40000;
+  unsigned char byte;
+  for (unsigned long long offset = 0; offset < bytes.size(); offset += 5) {
+    for (const unsigned long long place : {offset, offset - std::min(offset, kBehind)}) {
+      unsigned long long size = 1;
+      ASSERT_EQ(0, ahead.ReadAt(place, &byte, &size));
+      ASSERT_EQ(static_cast<unsigned char>(bytes[place]), byte);
+    }
+  }
+  EXPECT_EQ((bytes.size() >> 14) + 1, inner->reads.size());
+  for (const auto& read : inner->reads) {
+    EXPECT_EQ(0u, read.offset % (1 << 14));
+    EXPECT_EQ(1u << 14, read.size);
+  }
+}
+
+TEST(HostSource, FileBeyondFourGigabytes) {
+  const TemporaryFile file("head");
+  constexpr unsigned long long kFar = 5ull << 30;
+  fs::resize_file(file.path, kFar);
+  std::ofstream(file.path, std::ios::binary | std::ios::app) << "tail";
+  const auto source = file.Open();
+  char buffer[16];
+  unsigned long long size = 0, got = sizeof(buffer);
+  EXPECT_EQ(0, source->GetSize(&size));
+  EXPECT_EQ(kFar + 4, size);
+  EXPECT_EQ(0, source->ReadAt(kFar - 2, buffer, &got));
+  EXPECT_EQ(std::string("\0\0tail", 6), std::string(buffer, got));
+}
+
+TEST(HostSource, FileThatShrinksGivesShortReads) {
+  const std::string bytes = RandomBytes(3000000);
+  const TemporaryFile file(bytes);
+  const auto source = file.Open();
+  std::string buffer(bytes.size(), '\0');
+  unsigned long long got = 1;
+  EXPECT_EQ(0, source->ReadAt(0, buffer.data(), &got));
+  fs::resize_file(file.path, 1000000);
+  for (const unsigned long long offset : {999990ull, 2000000ull, 0ull}) {
+    got = bytes.size();
+    EXPECT_EQ(0, source->ReadAt(offset, buffer.data(), &got));
+    EXPECT_EQ(offset < 1000000 ? 1000000 - offset : 0, got);
+    EXPECT_EQ(0, bytes.compare(std::min(offset, 1000000ull), got, buffer, 0, got));
+  }
+  unsigned long long size;
+  EXPECT_EQ(0, source->GetSize(&size));
+  EXPECT_EQ(1000000u, size);
+}
+
+TEST(HostSource, SaysWhyAFileCannotBeOpened) {
+  const std::string pipe = testing::TempDir() + "/host_source_pipe." + std::to_string(getpid());
+  ASSERT_EQ(0, mkfifo(pipe.c_str(), 0600));
+  const struct {
+    std::string path, reason;
+  } cases[] = {{"/no/such/file", "No such file or directory"},
+               {"/", "Is a directory"},
+               {pipe, "it cannot be read at any position, like a file"}};
+  for (const auto& test : cases) {
+    std::string error;
+    EXPECT_FALSE(host::FileSource::OpenPath(test.path, &error));
+    EXPECT_NE(std::string::npos, error.find(test.path + ": " + test.reason)) << error;
+  }
+  fs::remove(pipe);
+}
+
+TEST(HostSource, TraceRecordsEveryCall) {
+  const std::string bytes = "0123456789";
+  std::string calls;
+  host::TraceSource trace(std::make_unique<BadRegionSource>(bytes), [&](const auto& call) {
+    calls += std::string(SourceOperationName(call.operation)) + " " + std::to_string(call.offset) +
+             "+" + std::to_string(call.requested) + "=" + std::to_string(call.status) + ":" +
+             std::to_string(call.value) + " ";
+  });
+  char buffer[8];
+  unsigned long long n = 4;
+  trace.Open();
+  trace.ReadAt(5, buffer, &n);
+  trace.Read(buffer, &(n = 4));
+  trace.SeekTo(static_cast<unsigned long long>(-8), 1);
+  trace.Read(buffer, &(n = 2));
+  trace.ReadAt(100000, buffer, &(n = 2));
+  trace.GetPosition(&n);
+  trace.GetSize(&n);
+  EXPECT_EQ(
+      "Open 0+0=0:0 ReadAt 5+4=0:4 Read 9+4=0:1 SeekTo 18446744073709551608+0=0:0 Read 2+2=0:2 "
+      "ReadAt 100000+2=-5:0 GetPosition 0+0=0:4 GetSize 0+0=0:10 ",
+      calls);
+  const host::SourceTotals readAt = trace.Totals(host::SourceOperation::kReadAt);
+  EXPECT_EQ(2u, readAt.calls);
+  EXPECT_EQ(1u, readAt.failures);
+  EXPECT_EQ(4u, readAt.bytes);
+  EXPECT_EQ(8u, trace.AllTotals().calls);
+  EXPECT_EQ(7u, trace.AllTotals().bytes);
+}
+
+}  // namespace

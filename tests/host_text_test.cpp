@@ -1,0 +1,106 @@
+// Tags as text, cover art, and names of codecs.
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "AsfBuilder.h"
+#include "host/CodecNames.h"
+#include "host/TagText.h"
+
+namespace {
+
+const unsigned char* Data(const Bytes& bytes) {
+  return reinterpret_cast<const unsigned char*>(bytes.data());
+}
+
+TEST(HostText, Utf16BecomesUtf8) {
+  const struct {
+    const char *units, *text;
+  } cases[] = {
+      {"", ""},
+      {"41 00 42 00 00 00 43 00", "AB"},  // up to the terminator
+      {"41 00 42", "A"},                  // an odd last byte
+      {"E9 00 41 00",
+       "\xC3\xA9"
+       "A"},  // two bytes; what follows stays
+      {"FF 07 00 08 FF FF", "\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF"},
+      {"3D D8 00 DE", "\xF0\x9F\x98\x80"},  // a pair
+      {"FF DB FF DF", "\xF4\x8F\xBF\xBF"},  // the last code point
+      {"3D D8", "\xEF\xBF\xBD"},            // half a pair: at the end,
+      {"3D D8 00 00", "\xEF\xBF\xBD"},      // before the terminator,
+      {"3D D8 41 00",
+       "\xEF\xBF\xBD"
+       "A"},  // before another character,
+      {"00 DE 41 00",
+       "\xEF\xBF\xBD"
+       "A"},  // the second half alone,
+      {"3D D8 3D D8 00 DE", "\xEF\xBF\xBD\xF0\x9F\x98\x80"},
+  };
+  for (const auto& test : cases) {
+    const Bytes units = Hex(test.units);
+    EXPECT_EQ(test.text, host::Utf16ToUtf8(Data(units), units.size())) << test.units;
+  }
+}
+
+meta_descriptor Descriptor(unsigned short type, unsigned int length, const Bytes& scalar,
+                           const Bytes* bytes = nullptr) {
+  meta_descriptor descriptor = {META_YEAR, type, length, {}};
+  const unsigned char* address = bytes != nullptr ? Data(*bytes) : nullptr;
+  if (bytes != nullptr) std::memcpy(descriptor.value, &address, sizeof(address));
+  std::memcpy(descriptor.value, scalar.data(), scalar.size());
+  return descriptor;
+}
+
+TEST(HostText, TagsOfEveryType) {
+  const Bytes text = Utf16("1999", false);
+  const Bytes full = Hex("01 02 03 80 05 06 07 80");
+  const struct {
+    meta_descriptor descriptor;
+    const char* text;
+    unsigned long long number;
+  } cases[] = {
+      {Descriptor(kMetaString, 8, "", &text), "1999", 0},
+      {Descriptor(kMetaString, 4, "", &text), "19", 0},
+      {Descriptor(kMetaBytes, 8, "", &text), "", 0},
+      {Descriptor(kMetaBool, 4, Hex("00 00 01 00")), "true", 1},
+      {Descriptor(kMetaBool, 2, Hex("00")), "false", 0},
+      {Descriptor(kMetaDword, 4, full), "2147680769", 0x80030201},
+      {Descriptor(kMetaQword, 8, full), "9225348982384034305", 0x8007060580030201},
+      {Descriptor(kMetaWord, 2, full), "513", 0x0201},
+      {Descriptor(6, 16, ""), "", 0},  // a type without a value
+  };
+  for (const auto& test : cases) {
+    const auto tag = host::MakeTag(test.descriptor);
+    ASSERT_TRUE(tag);
+    EXPECT_EQ(test.text, tag->text) << test.descriptor.type;
+    EXPECT_EQ(test.number, tag->number) << test.descriptor.type;
+    EXPECT_STREQ("year", host::TagName(tag->key));
+  }
+  EXPECT_FALSE(host::MakeTag(Descriptor(kMetaString, 0, "")));
+}
+
+TEST(HostText, PictureIsTakenApartOrRefused) {
+  const Bytes whole = Hex("03") + Le(5, 4) + Utf16("image/png") + Utf16("front") + "\x89PNG\n";
+  const auto picture = host::MakePicture(
+      Descriptor(kMetaBytes, static_cast<unsigned int>(whole.size()), "", &whole));
+  ASSERT_TRUE(picture);
+  EXPECT_EQ(3, picture->type);
+  EXPECT_EQ("image/png", picture->mimeType);
+  EXPECT_EQ("front", picture->description);
+  EXPECT_EQ("\x89PNG\n", Bytes(picture->bytes.begin(), picture->bytes.end()));
+  EXPECT_FALSE(host::MakePicture(Descriptor(kMetaString, 40, "", &whole)));
+  for (std::size_t size = 0; size < whole.size(); ++size) {
+    const std::vector<unsigned char> cut(whole.begin(), whole.begin() + static_cast<long>(size));
+    EXPECT_FALSE(host::ParsePicture(cut.data(), cut.size())) << size;
+  }
+}
+
+TEST(HostText, CodecsHaveNames) {
+  EXPECT_STREQ("Windows Media Video 9", host::CodecName(108));
+  EXPECT_STREQ("E-AC-3", host::CodecName(204));
+  EXPECT_STREQ("unknown", host::CodecName(kCodecUnknown));
+  EXPECT_EQ("WMV2", host::FourCcText(0x32564D57));
+  EXPECT_EQ("\\x01 ~\\x7f", host::FourCcText(0x7F7E2001));
+}
+
+}  // namespace
