@@ -240,7 +240,6 @@ class QO_EXPORT ASFParser final : public IParser {
   void WalkTrailingObjects(int mode);
   void BuildTrackTable(const char* operation);
   bool TakeAsTrack(const media_data& entry);
-  void AllocateTrackRecords();
   bool AdoptPacketLen(unsigned int explicitLen);
 
   // HeaderObjects.cpp

@@ -10,7 +10,8 @@ constexpr unsigned int kMaxAllocBytes = 0x100000;
 // any number of objects of the size above.
 constexpr unsigned long long kMaxHeaderBytes = 0x1000000;
 
-// Bytes. Spare media buffers that the parser keeps for reuse.
+// Bytes. Spare media buffers, with their list nodes, that the parser keeps for
+// reuse.
 constexpr unsigned long long kMaxSpareBytes = 8ull << 20;
 
 // UTF-16 code units of an attribute name that are compared: more would not fit

@@ -60,7 +60,7 @@ class MediaPool {
 
  private:
   MediaQueue m_Spare;
-  unsigned long long m_SpareBytes = 0;  // capacities of m_Spare, added up
+  unsigned long long m_SpareBytes = 0;  // what m_Spare holds, nodes included
 };
 
 // The value of TrackIndex that means "no track".

@@ -146,9 +146,9 @@ meta_info* ASFParser::GetMetaInfo() { return m_pMetaInfo; }
 bool ASFParser::TakeFromExtendedContentDescription(const char* name, meta_descriptor* d) const {
   if (m_pExtContentDescription == nullptr) return false;
   const auto& descriptors = m_pExtContentDescription->descriptors;
-  const auto found = std::find_if(descriptors.begin(), descriptors.end(), [name](const auto& d) {
-    return IsNamed(d.name, d.nameLength, name);
-  });
+  const auto found = std::find_if(
+      descriptors.begin(), descriptors.end(),
+      [name](const auto& entry) { return IsNamed(entry.name, entry.nameLength, name); });
   if (found == descriptors.end()) {
     LOG_TRACE("ECD has no matched meta data");
     return false;

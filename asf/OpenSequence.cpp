@@ -16,6 +16,10 @@ int ASFParser::OpenEx(IDataSource* source, int mode) {
 }
 
 int ASFParser::OpenWithMode(IDataSource* source, int mode, const char* operation) {
+  // Nothing of an earlier Open may point into what this one replaces.
+  ReleaseTrackRecords();
+  Release(m_pMetaInfo);
+  m_pMetaInfo = nullptr;
   m_pDataSource = source;
   m_bClosed = false;
   static_cast<void>(m_pDataSource->Open());
@@ -35,7 +39,8 @@ int ASFParser::OpenWithMode(IDataSource* source, int mode, const char* operation
   if (!m_vSimpleIndex.empty()) m_pSimpleIndex = m_vSimpleIndex.front();
   static_cast<void>(SetDataPacketLen());  // a file without packets is opened all the same
   static_cast<void>(SetASFMetaData());    // always 0
-  AllocateTrackRecords();
+  m_pExtraInterface = new AsfTrackExt();
+  m_pTrackInfo = new TrackInfo[m_vStreamProperties.size()]();
   return kParserOk;
 }
 
@@ -104,12 +109,6 @@ bool ASFParser::TakeAsTrack(const media_data& entry) {
   if (entry.StreamType == GuidOf(ID_AUDIO_MEDIA)) return take(&m_AudioData, &m_AudioTrackIndex);
   if (entry.StreamType == GuidOf(ID_VIDEO_MEDIA)) return take(&m_VideoData, &m_VideoTrackIndex);
   return false;
-}
-
-void ASFParser::AllocateTrackRecords() {
-  ReleaseTrackRecords();
-  m_pExtraInterface = new AsfTrackExt();
-  m_pTrackInfo = new TrackInfo[m_vStreamProperties.size()]();
 }
 
 int ASFParser::SetDataPacketLen() {
