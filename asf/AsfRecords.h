@@ -236,8 +236,10 @@ template <typename Fixed>
 Fixed TypeSpecific(const asf_stream_properties_object& stream) {
   Fixed fixed{};
   const std::size_t length = stream.image.typeSpecificLength;
-  if (length != 0) {
-    std::memcpy(&fixed, stream.typeSpecificData, length < sizeof(fixed) ? length : sizeof(fixed));
+  if (length >= sizeof(fixed)) {
+    std::memcpy(&fixed, stream.typeSpecificData, sizeof(fixed));
+  } else if (length != 0) {
+    std::memcpy(&fixed, stream.typeSpecificData, length);
   }
   return fixed;
 }

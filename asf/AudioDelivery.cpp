@@ -5,6 +5,7 @@
 #include "asf/ASFParser.h"
 #include "asf/Log.h"
 #include "asf/StartCode.h"
+#include "asf/UnitCopy.h"
 
 namespace {
 
@@ -86,7 +87,7 @@ bool ASFParser::FillAudio() {
 void ASFParser::DeliverAudioObject(unsigned char* buffer, unsigned long* size,
                                    unsigned long* timeMs) {
   const QueuedMedia& object = m_AudioData.qData.front();
-  std::memcpy(buffer, object.pData, object.DataLen);
+  CopyUnit(buffer, object.pData, object.DataLen);
   *size = object.DataLen;
   *timeMs = object.TimeStamp;
   RemoveFrontAudio();
@@ -116,7 +117,7 @@ int ASFParser::DeliverAudioFrame(const audio_specific_data& asd, unsigned char* 
     return kParserInternal;
   }
   const frame_loc_data frame = table.Front();
-  std::memcpy(buffer, object.pData + frame.offset, frame.size);
+  CopyUnit(buffer, object.pData + frame.offset, frame.size);
   *size = frame.size;
   *timeMs = object.TimeStamp + frame.ts_offset;
   if (IsLogged(kTraceBit)) {

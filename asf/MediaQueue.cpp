@@ -2,16 +2,16 @@
 #include "asf/MediaQueue.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "asf/Limits.h"
+#include "asf/UnitCopy.h"
 
 void QueuedMedia::Reserve(unsigned int bytes) {
   if (bytes <= m_Capacity) return;
   const unsigned int doubled = std::min(2 * m_Capacity, kMaxAllocBytes);
   const unsigned int capacity = std::max(bytes, doubled);
   auto* grown = new unsigned char[capacity];
-  if (DataLen != 0) std::memcpy(grown, pData, DataLen);
+  CopyUnit(grown, pData, DataLen);
   delete[] pData;
   pData = grown;
   m_Capacity = capacity;
@@ -24,13 +24,22 @@ void QueuedMedia::Adopt(unsigned char* data, unsigned int length) {
   m_Capacity = length;
 }
 
+namespace {
+
+// What a spare element holds, its own list node included: many tiny ones count.
+unsigned long long HeldBytes(const QueuedMedia& element) {
+  return element.capacity() + sizeof(element) + 2 * sizeof(void*);
+}
+
+}  // namespace
+
 MediaQueue MediaPool::Take(unsigned int bytes) {
   MediaQueue taken;
   if (m_Spare.empty()) {
     taken.emplace_back();
   } else {
     taken.splice(taken.end(), m_Spare, m_Spare.begin());
-    m_SpareBytes -= taken.front().capacity();
+    m_SpareBytes -= HeldBytes(taken.front());
     taken.front().DataLen = 0;
   }
   taken.front().Reserve(bytes);
@@ -42,12 +51,12 @@ void MediaPool::Recycle(MediaQueue* from) {
 }
 
 void MediaPool::RecycleFront(MediaQueue* from) {
-  const unsigned int capacity = from->front().capacity();
-  if (capacity > kMaxSpareBytes - m_SpareBytes) {
+  const unsigned long long held = HeldBytes(from->front());
+  if (held > kMaxSpareBytes - m_SpareBytes) {
     from->pop_front();
     return;
   }
-  m_SpareBytes += capacity;
+  m_SpareBytes += held;
   m_Spare.splice(m_Spare.begin(), *from, from->begin());
 }
 

@@ -30,7 +30,7 @@ int ASFParser::ParseDataPacket(unsigned long packetNum) {
   });
 }
 
-int ASFParser::DemuxPacket(unsigned long packetNum, const DemuxRules& rules) {
+[[gnu::flatten]] int ASFParser::DemuxPacket(unsigned long packetNum, const DemuxRules& rules) {
   PacketCursor packet;
   int status = BeginPacket(packetNum, &packet);
   for (unsigned int k = 0; status >= 0 && k < packet.payloads; ++k) {

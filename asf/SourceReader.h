@@ -6,6 +6,7 @@
 #ifndef QO_ASF_SOURCEREADER_H
 #define QO_ASF_SOURCEREADER_H
 
+#include <algorithm>
 #include <cstring>
 
 #include "IDataSource.h"
@@ -59,12 +60,19 @@ class SourceReader {
 
   // Reads a field whose width a 2-bit length type gives: 0 = absent, 1, 2 or 3 =
   // one, two or four bytes. An absent field and one that cannot be read are 0.
+  // Each width loads what was stored, no more: a wider load would wait for it.
   unsigned int ReadCoded(unsigned int lengthType) {
-    static constexpr unsigned char kWidth[4] = {0, 1, 2, 4};
-    const unsigned int width = lengthType < 4 ? kWidth[lengthType] : 0;
-    unsigned char bytes[4] = {};
-    if (width == 0 || Read(bytes, width) < 0) return 0;
-    return LoadLe32(bytes);
+    unsigned char bytes[4];
+    switch (lengthType) {
+      case 1:
+        return Read(bytes, 1) < 0 ? 0 : bytes[0];
+      case 2:
+        return Read(bytes, 2) < 0 ? 0 : LoadLe16(bytes);
+      case 3:
+        return Read(bytes, 4) < 0 ? 0 : LoadLe32(bytes);
+      default:
+        return 0;
+    }
   }
 
  private:
@@ -72,8 +80,8 @@ class SourceReader {
 
   static int Finish(int status, void* out, unsigned long long size, unsigned long long* got) {
     if (status < 0) return status;
-    if (*got > size) *got = size;
     if (*got < size) std::memset(static_cast<char*>(out) + *got, 0, size - *got);
+    *got = std::min(*got, size);
     return 0;
   }
 

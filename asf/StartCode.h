@@ -42,7 +42,11 @@ constexpr std::size_t PositionsBeforeLast(std::size_t len) {
 template <std::size_t Size>
 struct HeadBytes {
   HeadBytes(const unsigned char* data, std::size_t length) {
-    if (length != 0) std::memcpy(bytes, data, length < Size ? length : Size);
+    if (length >= Size) {
+      std::memcpy(bytes, data, Size);
+    } else if (length != 0) {
+      std::memcpy(bytes, data, length);
+    }
   }
   unsigned char bytes[Size] = {};
 };

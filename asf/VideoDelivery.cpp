@@ -6,6 +6,7 @@
 #include "asf/FourCc.h"
 #include "asf/Log.h"
 #include "asf/StartCode.h"
+#include "asf/UnitCopy.h"
 
 namespace {
 
@@ -104,7 +105,7 @@ bool ASFParser::DeliverVideoUnit(unsigned int fourcc, unsigned char* buffer, uns
 void ASFParser::DeliverVideoObject(unsigned char* buffer, unsigned long* size,
                                    unsigned long* timeMs) {
   const QueuedMedia& object = m_VideoData.qData.front();
-  std::memcpy(buffer, object.pData, object.DataLen);
+  CopyUnit(buffer, object.pData, object.DataLen);
   *size = object.DataLen;
   *timeMs = object.TimeStamp;
   RemoveFrontVideo();
@@ -138,7 +139,7 @@ bool ASFParser::DeliverNalUnit(unsigned char* buffer, unsigned long* size, unsig
   if (table.Empty()) return false;
   const frame_loc_data unit = table.Front();
   std::memcpy(buffer, kNalStartCode, kNalPrefixBytes);
-  std::memcpy(buffer + kNalPrefixBytes, object.pData + unit.offset + kNalPrefixBytes, unit.size);
+  CopyUnit(buffer + kNalPrefixBytes, object.pData + unit.offset + kNalPrefixBytes, unit.size);
   *size = unit.size + kNalPrefixBytes;
   *timeMs = object.TimeStamp;
   if (IsLogged(kErrorBit)) {
@@ -167,7 +168,7 @@ void ASFParser::DeliverPicture(unsigned char* buffer, unsigned long* size, unsig
     m_VidFrameTableState = 1;
   }
   const frame_loc_data unit = table.Front();
-  std::memcpy(buffer, object.pData + unit.offset, unit.size);
+  CopyUnit(buffer, object.pData + unit.offset, unit.size);
   *size = unit.size;
   *timeMs = object.TimeStamp + unit.ts_offset;
   if (IsLogged(kErrorBit)) {
