@@ -33,7 +33,7 @@ Bytes PayloadHeader(const Packet& packet, const Payload& payload) {
                            : payload.replicated  ? *payload.replicated
                                                  : Le(payload.data.size(), 4) + Le(payload.time, 4);
   return Le(payload.stream | (payload.key ? 0x80 : 0), 1) +
-         Coded(packet.objectType, payload.object) +
+         Coded(packet.objectType, 0) +
          Coded(packet.offsetType, IsCompressed(payload) ? payload.time : payload.offset) +
          Coded(packet.replicatedType, payload.replicatedLength.value_or(replicated.size())) +
          replicated;
@@ -42,7 +42,7 @@ Bytes PayloadHeader(const Packet& packet, const Payload& payload) {
 Bytes PayloadSection(const Packet& packet) {
   Bytes all;
   if (packet.multiple) {
-    all = Le(packet.payloadFlags.value_or(packet.payloads.size() | packet.lengthType << 6), 1);
+    all = Le(packet.payloads.size() | packet.lengthType << 6, 1);
   }
   for (const Payload& payload : packet.payloads) {
     const Bytes body = PayloadBody(payload);
@@ -177,24 +177,16 @@ Bytes Packet::Build(unsigned int length) const {
          Bytes(rest, '\xFF');
 }
 
-Bytes AsfFile::Data() const {
+Bytes AsfFile::Build() const {
+  const Bytes count = Le(packetCount.value_or(packets.size()), 8);
+  const Bytes properties =
+      Object(ID_FILE_PROPERTIES_OBJECT,
+             Bytes(16, 'f') + Bytes(16, '\0') + count + Le(duration, 8) + Le(duration, 8) +
+                 Le(preroll, 8) + Le(2, 4) + Le(minPacket.value_or(packetLength), 4) +
+                 Le(maxPacket.value_or(packetLength), 4) + Le(bitrate, 4));
   Bytes data;
   for (const Packet& packet : packets) data += packet.Build(packetLength);
-  const unsigned long long count = packetCount.value_or(packets.size());
-  return Object(ID_DATA_OBJECT, Bytes(16, 'f') + Le(count, 8) + Le(0x0101, 2) + data, dataSize);
-}
-
-Bytes AsfFile::Header() const {
-  Bytes objects;
-  if (fileProperties) {
-    objects =
-        Object(ID_FILE_PROPERTIES_OBJECT,
-               Bytes(16, 'f') + Bytes(16, '\0') + Le(packetCount.value_or(packets.size()), 8) +
-                   Le(duration, 8) + Le(duration, 8) + Le(preroll, 8) + Le(2, 4) +
-                   Le(minPacket.value_or(packetLength), 4) +
-                   Le(maxPacket.value_or(packetLength), 4) + Le(bitrate, 4));
-  }
-  objects += Join(header);
-  const unsigned int count = headerCount.value_or(header.size() + (fileProperties ? 1 : 0));
-  return Object(ID_HEADER_OBJECT, Le(count, 4) + Le(0x0201, 2) + objects, headerSize);
+  return Object(ID_HEADER_OBJECT, Le(headerCount.value_or(header.size() + 1), 4) + Le(0x0201, 2) +
+                                      properties + Join(header)) +
+         Object(ID_DATA_OBJECT, Bytes(16, 'f') + count + Le(0x0101, 2) + data, dataSize) + trailing;
 }

@@ -7,6 +7,7 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "asf/guid.h"
@@ -46,13 +47,12 @@ struct Payload {
   unsigned int time = 0;
   Bytes data;
   bool key = false;
-  unsigned int object = 0;
   unsigned int offset = 0;
   std::optional<Bytes> replicated;  // instead of object size and time
   Lie32 replicatedLength;
-  Lie32 length;                    // of the data, or of all sub-payloads
-  std::vector<Bytes> subPayloads;  // not empty, or a delta of 0 or more: compressed
-  int delta = -1;
+  Lie32 length;                     // of the data, or of all sub-payloads
+  int delta = -1;                   // ms; not negative: compressed
+  std::vector<Bytes> subPayloads;
 
   Payload& Key(bool on = true) { return key = on, *this; }
   Payload& Offset(unsigned int bytes) { return offset = bytes, *this; }
@@ -71,7 +71,7 @@ struct Packet {
   int packetLengthType = 0, sequenceType = 0, paddingType = 2;
   int objectType = 1, offsetType = 3, replicatedType = 1, lengthType = 2;
   bool multiple = false;  // also with one payload
-  Lie32 packetLength, padding, payloadFlags;
+  Lie32 packetLength, padding;
   unsigned int sendTime = 0;
 
   Packet(std::vector<Payload> list) : payloads(std::move(list)), multiple(payloads.size() != 1) {}
@@ -81,18 +81,17 @@ struct Packet {
 struct AsfFile {
   std::vector<Bytes> header;  // behind the file properties
   std::vector<Packet> packets;
-  Bytes trailing;
+  Bytes trailing;  // behind the data
   unsigned int packetLength = 200;
   unsigned long long duration = 0;  // 100 ns
   unsigned long long preroll = 3000;
   unsigned int bitrate = 0;
-  bool fileProperties = true;
   Lie32 headerCount, minPacket, maxPacket;
-  Lie64 headerSize, dataSize, packetCount;
+  Lie64 dataSize, packetCount;
 
-  Bytes Header() const;
-  Bytes Data() const;  // the data object with its packets
-  Bytes Build() const { return Header() + Data() + trailing; }
+  AsfFile(std::vector<Bytes> objects = {}, std::vector<Packet> list = {}, Bytes behind = {})
+      : header(std::move(objects)), packets(std::move(list)), trailing(std::move(behind)) {}
+  Bytes Build() const;
 };
 
 #endif  // QO_TESTS_ASFBUILDER_H

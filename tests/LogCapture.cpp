@@ -1,13 +1,13 @@
 // See LogCapture.h.
 #include "LogCapture.h"
 
-#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <optional>
 #include <utility>
+#include <vector>
 
 #include "platform/Platform.h"
 
@@ -18,13 +18,12 @@ std::optional<std::string> level;
 
 }  // namespace
 
-std::vector<std::string> TakeLog() { return std::exchange(lines, {}); }
-
-std::vector<std::string> TakeLog(const std::string& part) {
-  std::vector<std::string> all = TakeLog();
-  const auto other = [&](const std::string& line) { return line.find(part) == line.npos; };
-  all.erase(std::remove_if(all.begin(), all.end(), other), all.end());
-  return all;
+std::string TakeLog(const std::string& part) {
+  std::string log;
+  for (const std::string& line : std::exchange(lines, {})) {
+    if (line.find(part) != line.npos) log += line + "\n";
+  }
+  return log;
 }
 
 void SetLevelProperty(const char* value) {

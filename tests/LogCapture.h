@@ -3,14 +3,10 @@
 #define QO_TESTS_LOGCAPTURE_H
 
 #include <string>
-#include <vector>
 
-// The lines printed since the last call, each as "PRIORITY TEXT". A line with
-// another tag than "ASFParser" carries that tag too.
-std::vector<std::string> TakeLog();
-
-// The same, those lines alone that contain `part`.
-std::vector<std::string> TakeLog(const std::string& part);
+// The lines printed since the last call that contain `part`, each as
+// "PRIORITY TEXT\n". A line with another tag than "ASFParser" carries that too.
+std::string TakeLog(const std::string& part = {});
 
 // Sets the property "qocp.debug.level"; null unsets it. Parsers constructed from
 // now on take it.

@@ -4,16 +4,16 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "AsfBuilder.h"
 #include "FaultySource.h"
 #include "LogCapture.h"
 #include "asf/ASFParser.h"
-
-using Lines = std::vector<std::string>;
 
 class ParserSession {
  public:
@@ -36,12 +36,15 @@ class ParserSession {
   std::string WholeVideo() {
     return Unit([&](auto... out) { return parser->GetVideoData(out...); });
   }
-  // Everything up to the end of the stream.
-  Lines AllAudio() {
+  // Everything up to the end of the stream: "DATA@MS DATA@MS ".
+  std::string AllAudio() {
     return All([this] { return Audio(); });
   }
-  Lines AllVideo() {
+  std::string AllVideo() {
     return All([this] { return Video(); });
+  }
+  std::string AllWholeVideo() {
+    return All([this] { return WholeVideo(); });
   }
 
   FaultySource source;
@@ -51,14 +54,14 @@ class ParserSession {
   template <typename Get>
   std::string Unit(Get get) {
     unsigned long size = 0, timeMs = 0;
-    const int status = get(buffer_.get(), &size, &timeMs, static_cast<unsigned long>(1));
+    const int status = get(buffer_.get(), &size, &timeMs, 1ul);
     if (status != 0) return "(" + std::to_string(status) + ")";
     return std::string(buffer_.get(), buffer_.get() + size) + "@" + std::to_string(timeMs);
   }
   template <typename Next>
-  static Lines All(Next next) {
-    Lines units;
-    for (std::string unit = next(); unit.front() != '('; unit = next()) units.push_back(unit);
+  static std::string All(Next next) {
+    std::string units;
+    for (std::string unit = next(); unit.front() != '('; unit = next()) units += unit + " ";
     return units;
   }
 
@@ -76,13 +79,17 @@ class OpenSession : public ParserSession {
   }
 };
 
-// Audio stream 1 (delivered as it is queued, unless `tag` says otherwise) and
-// video stream 2.
-inline AsfFile AvFile(int tag = 0xFF, const char* fourcc = "WMV2") {
-  AsfFile file;
-  file.header = {Stream(ID_AUDIO_MEDIA, 1, AudioFormat(tag)),
-                 Stream(ID_VIDEO_MEDIA, 2, VideoFormat(fourcc))};
-  return file;
+inline Bytes AudioStream(int number, const Bytes& format = AudioFormat(0xFF)) {
+  return Stream(ID_AUDIO_MEDIA, number, format);
+}
+inline Bytes VideoStream(int number, const Bytes& format = VideoFormat("WMV2")) {
+  return Stream(ID_VIDEO_MEDIA, number, format);
+}
+
+// Audio stream 1 and video stream 2, both delivered as they are queued. Packet 0
+// is at byte 409.
+inline AsfFile AvFile(const std::vector<Packet>& packets = {}) {
+  return AsfFile({AudioStream(1), VideoStream(2)}, packets);
 }
 
 #endif  // QO_TESTS_PARSERSESSION_H

@@ -16,13 +16,12 @@ struct Input {
 
 // The sample files, and one built file that has what they lack.
 std::vector<Input> Inputs() {
-  AsfFile file = AvFile(0x2000, "H264");
-  file.header.push_back(ExtendedContent({Descriptor(Utf16("WM/Genre"), 0, Utf16("g"))}));
-  file.header.push_back(HeaderExtension(Metadata({Record(Utf16("WM/Year"), 3, Le(1999, 4))})));
-  file.header.push_back(ContentDescription({Utf16("T"), Utf16("A"), "", "", ""}));
-  const Bytes nals = Le(0x02000000, 4) + "ab" + Le(0x01000000, 4) + "c";
-  for (unsigned i = 0; i < 6; ++i) {
-    const unsigned time = 3000 + 100 * i;
+  AsfFile file({AudioStream(1, AudioFormat(0x2000)), VideoStream(2, VideoFormat("H264")),
+                ExtendedContent({Descriptor(Utf16("WM/Genre"), 0, Utf16("g"))}),
+                HeaderExtension(Metadata({Record(Utf16("WM/Year"), 3, Le(1999, 4))})),
+                ContentDescription({Utf16("T"), Utf16("A"), "", "", ""})});
+  const Bytes nals = Hex("00 00 00 02") + "ab" + Hex("00 00 00 01") + "c";
+  for (unsigned time = 3000; time < 3600; time += 100) {
     file.packets.push_back(Packet({Compressed(1, time, 10, {"aa", "bb"}), Key(2, time, nals),
                                    Media(2, time, "x").Offset(11)}));
   }
@@ -153,8 +152,7 @@ TEST(Faults, ReadsOfAByteAtATimeAreShort) {
 }
 
 TEST(Faults, ThrownFromTheSourceBecomeAStatus) {
-  AsfFile file = AvFile();
-  file.packets = {Packet({Media(1, 3000, "a")})};
+  const AsfFile file = AvFile({Packet({Media(1, 3000, "a")})});
   const std::pair<FaultySource::Fault, int> faults[] = {
       {FaultySource::kFail, FaultySource::kFailure},
       {FaultySource::kThrow, kParserEndOfStream},

@@ -93,11 +93,8 @@ TEST(Guid, IsIdentifiedByTheFirstEqualRow) {
 }
 
 TEST(FatalAssertion, EndsCallsWithoutATrack) {
-  AsfFile audioOnly = AvFile(), videoOnly = AvFile(), dropped = AvFile();
-  audioOnly.header.pop_back();
-  videoOnly.header.erase(videoOnly.header.begin());
-  dropped.header.push_back(Stream(ID_AUDIO_MEDIA, 3, AudioFormat(1)));
-  OpenSession audio(audioOnly), video(videoOnly), both(dropped);
+  OpenSession audio(AsfFile({AudioStream(1)})), video(AsfFile({VideoStream(2)}));
+  OpenSession both(AsfFile({AudioStream(1), VideoStream(2), AudioStream(3)}));
   unsigned char buffer[8];
   unsigned long size;
   const std::string range = "index>=size\\(\\) ASFParser .*: index=16777215 out of range \\(1\\)";

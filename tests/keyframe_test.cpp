@@ -1,5 +1,5 @@
 // Key frame detection, codec by codec.
-#include <cstring>
+#include <sstream>
 
 #include "ParserSession.h"
 #include "asf/Globals.h"
@@ -16,101 +16,67 @@ unsigned IsKeyFrame(ASFParser* parser, const char* fourcc, const Bytes& picture)
 }
 
 TEST(KeyFrame, IsDecidedByThePictureHeader) {
-  const struct {
-    const char* fourccs;  // four characters each
-    Bytes picture;
-    unsigned expected;
-  } cases[] = {
-      {"MPG1mpg1MPG2mpg2", Hex("00 00 01 00 AA 08"), 1},
-      {"MPG1mpg1MPG2mpg2", Hex("00 00 01 00 AA CF"), 1},
-      {"MPG2", Hex("00 00 01 00 AA 10"), 0},
-      {"MPG2", Hex("00 00 01 00 AA 18"), 0},
-      {"MPG2", Hex("00 00 01 00 AA 10 00 00 01 00 AA 08"), 1},
-      {"MPG2", Hex("00 00 01 B3 00 00 00 01 00 AA 08"), 1},
-      {"MPG2", Hex("00 00 01 00 AA"), 0},  // what is missing is 0
-      {"MPG2", Hex("00 00 01"), 0},
-      {"MPG2", "", 0},
-      {"H263h263", Hex("00 00 80 02 00 00 00 00"), 1},
-      {"H263h263", Hex("00 00 83 02 1A 00 00 00"), 0},
-      {"H263", Hex("00 00 80 02 18 00 00 00"), 1},
-      {"H263", Hex("00 00 80 02 02 00 00 00"), 0},
-      {"H263", Hex("01 00 80 02 00 00 00 00"), 0},
-      {"H263", Hex("00 01 80 02 00 00 00 00"), 0},
-      {"H263", Hex("00 00 84 02 00 00 00 00"), 0},
-      {"H263", Hex("00 00 80 02 1E 8F 7F E3"), 1},  // extended, with OPPTYPE
-      {"H263", Hex("00 00 80 02 1C 80 00 04"), 0},
-      {"H263", Hex("00 00 80 02 1C 80 00 10"), 0},
-      {"H263", Hex("00 00 80 02 1C 0F FF FF"), 1},  // extended, without
-      {"H263", Hex("00 00 80 02 1C 10 00 00"), 0},
-      {"H263", Hex("00 00 80 02 1C 40 00 00"), 0},
-      {"H263", Hex("00 00 80 02"), 1},  // what is missing is 0
-      {"H263", Hex("00 00"), 0},
-      {"MJPGmjpg", Hex("FF D8 00"), 1},
-      {"MJPGmjpg", Hex("FF D9"), 0},
-      {"MJPG", Hex("FE D8"), 0},
-      {"MJPG", Hex("FF"), 0},
-      {"WVC1wvc1", Hex("C0"), 1},
-      {"WVC1wvc1", Hex("D0"), 1},
-      {"WVC1", Hex("00"), 0},
-      {"WVC1", Hex("B0"), 0},
-      {"WVC1", Hex("E0"), 0},
-      {"WVC1", Hex("F0"), 0},
-      {"WVC1", "", 0},
-      {"WMV3WMVAH264Mpg2DIVXh262", "x", 1},
-      {"WMV3", "", 1},
+  // FourCCs of four characters each, then pictures in hexadecimal: + is a key frame.
+  // Bytes that are missing count as 0; but a cut-off MPEG start code is none.
+  const std::pair<const char*, const char*> cases[] = {
+      {"MPG1mpg1MPG2mpg2",
+       "+00000100AA08 +00000100AACF -00000100AA10 -00000100AA18 +00000100AA1000000100AA08 "
+       "+000001B300000100AA08 -00000100AA -000001 -"},
+      {"H263h263",
+       "+0000800200000000 -000083021A000000 +0000800218000000 -0000800202000000 -0100800200000000 "
+       "-0001800200000000 -0000840200000000 +00008002 -0000"},
+      {"H263",  // with the extended picture type
+       "+000080021E8F7FE3 -000080021C800004 -000080021C800010 +000080021C0FFFFF "
+       "-000080021C100000 -000080021C400000"},
+      {"MJPGmjpg", "+FFD800 -FFD9 -FED8 -FF"},
+      {"WVC1wvc1", "+C0 +D0 -00 -B0 -E0 -F0 -"},
+      {"WMV3WMVAH264Mpg2DIVXh262", "+99 +"},
   };
   ParserSession session("");
-  for (const auto& test : cases) {
-    for (const char* fourcc = test.fourccs; *fourcc != '\0'; fourcc += 4) {
-      EXPECT_EQ(test.expected, IsKeyFrame(session.parser.get(), fourcc, test.picture))
-          << fourcc << " " << &test - cases;
+  for (const auto& [fourccs, pictures] : cases) {
+    for (const char* fourcc = fourccs; *fourcc != '\0'; fourcc += 4) {
+      std::istringstream list(pictures);
+      for (std::string picture; list >> picture;) {
+        EXPECT_EQ(picture[0] == '+' ? 1u : 0u,
+                  IsKeyFrame(session.parser.get(), fourcc, Hex(picture.c_str() + 1)))
+            << fourcc << " " << picture;
+      }
     }
   }
 }
 
 TEST(KeyFrame, PrintsWhatItFound) {
+  const std::string h263 = "2 CheckIframe_h263\n2 [";
+  const std::string intra = "]H263 StartCode and Iframe picture type are founded\n";
+  const std::string mpeg = "2 CheckIframe_mpeg\n6 MPEG1 or 2 StartCode(P frmae) is founded, ";
   const struct {
-    const char* fourcc;
-    Bytes picture;
-    Lines log;
+    const char *fourcc, *picture;
+    std::string log;
   } cases[] = {
-      {"MPG2",
-       Hex("99 00 00 01 00 AA 10 00 00 01 00 AA 08"),
-       {"2 CheckIframe_mpeg", "6 MPEG1 or 2 StartCode(P frmae) is founded, es_offset 1",
-        "6 MPEG1 or 2 StartCode(I frmae) is founded, es_offset 7"}},
-      {"H263",
-       Hex("00 00 80 02 00 00 00 00"),
-       {"2 CheckIframe_h263", "2 [PTYPE]H263 StartCode and Iframe picture type are founded"}},
-      {"H263",
-       Hex("00 00 80 02 1C 80 00 00"),
-       {"2 CheckIframe_h263",
-        "2 [PLUSPTYPE with OPPTYPE]H263 StartCode and Iframe picture type are founded"}},
-      {"H263",
-       Hex("00 00 80 02 1C 00 00 00"),
-       {"2 CheckIframe_h263", "2 [PLUSPTYPE]H263 StartCode and Iframe picture type are founded"}},
-      {"MJPG", Hex("FF D8"), {"2 CheckIframe_mjpeg", "2 MJPEG StartCode founded"}},
-      {"WVC1", Hex("C0"), {"2 not interlaced clip, frametype(1)", "2 VC1 StartCode founded"}},
-      {"WVC1", Hex("A0"), {"2 not interlaced clip, frametype(3)"}},
-      {"WMV3", "x", {}},
+      {"MPG2", "99 00 00 01 00 AA 10 00 00 01 00 AA 08",
+       mpeg + "es_offset 1\n6 MPEG1 or 2 StartCode(I frmae) is founded, es_offset 7\n"},
+      {"H263", "00 00 80 02 00 00 00 00", h263 + "PTYPE" + intra},
+      {"H263", "00 00 80 02 1C 80 00 00", h263 + "PLUSPTYPE with OPPTYPE" + intra},
+      {"H263", "00 00 80 02 1C 00 00 00", h263 + "PLUSPTYPE" + intra},
+      {"MJPG", "FF D8", "2 CheckIframe_mjpeg\n2 MJPEG StartCode founded\n"},
+      {"WVC1", "C0", "2 not interlaced clip, frametype(1)\n2 VC1 StartCode founded\n"},
+      {"WVC1", "A0", "2 not interlaced clip, frametype(3)\n"},
   };
   ParserSession session("", "7");
   for (const auto& test : cases) {
-    Lines expected = test.log;
-    expected.insert(expected.begin(),
-                    "2 CheckIFrameStartCode Start, pLen=" + std::to_string(test.picture.size()));
-    IsKeyFrame(session.parser.get(), test.fourcc, test.picture);
-    EXPECT_EQ(expected, TakeLog());
+    const Bytes picture = Hex(test.picture);
+    IsKeyFrame(session.parser.get(), test.fourcc, picture);
+    const std::string length = std::to_string(picture.size());
+    EXPECT_EQ("2 CheckIFrameStartCode Start, pLen=" + length + "\n" + test.log, TakeLog());
   }
 }
 
 TEST(KeyFrame, ReadsInterlacedVc1) {
-  AsfFile file;
-  file.header = {
-      Stream(ID_VIDEO_MEDIA, 2, VideoFormat("WVC1", Hex("00 00 01 0F 00 00 00 00 00 40")))};
-  OpenSession session(file, "4");
-  unsigned char config[16];
+  const Bytes config = Hex("00 00 01 0F 00 00 00 00 00 40");
+  OpenSession session(AsfFile({VideoStream(2, VideoFormat("WVC1", config))}), "4");
+  unsigned char buffer[16];
   unsigned long length;
-  session.parser->GetVideoConfig(config, &length, sizeof(config));
+  session.parser->GetVideoConfig(buffer, &length, sizeof(buffer));
   TakeLog();
   const int types[][2] = {{0x00, 2}, {0x40, 3}, {0x60, 1}, {0x68, 1},  {0x70, 4},  {0x78, 5},
                           {0xC0, 6}, {0xC8, 7}, {0xD0, 8}, {0xE0, 10}, {0xF8, 13}, {0x80, 2},
@@ -119,7 +85,7 @@ TEST(KeyFrame, ReadsInterlacedVc1) {
     unsigned char byte = static_cast<unsigned char>(picture);
     const bool key = type == 1 || type == 6 || type == 7;
     EXPECT_EQ(key ? 0u : 1u, session.parser->CheckIframe_vc1_adv(&byte)) << picture;
-    EXPECT_EQ("2 interlaced clip, frametype(" + std::to_string(type) + ")", TakeLog().front());
+    EXPECT_EQ("2 interlaced clip, frametype(" + std::to_string(type) + ")\n", TakeLog("clip"));
   }
 }
 
