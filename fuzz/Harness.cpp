@@ -31,6 +31,7 @@ namespace {
 std::atomic<std::size_t> heapBytes{0};
 std::atomic<std::size_t> heapPeak{0};
 std::atomic<std::size_t> heapTotal{0};
+std::size_t keptBytes = 0;  // that the parser left on purpose
 int debugLevel = 1;
 
 void CountNew(std::size_t bytes) {
@@ -47,6 +48,8 @@ void CountNew(std::size_t bytes) {
 
 namespace {
 
+constexpr bool kKnowsWhatIsKept = true;
+
 const int hooked = __sanitizer_install_malloc_and_free_hooks(
     [](const volatile void*, std::size_t size) { CountNew(size); },
     [](const volatile void* block) {
@@ -55,7 +58,20 @@ const int hooked = __sanitizer_install_malloc_and_free_hooks(
 
 }  // namespace
 
+// The link options put this in the place of what the parser calls.
+extern "C" void __real___lsan_ignore_object(const void* block);
+extern "C" void __wrap___lsan_ignore_object(const void* block) {
+  keptBytes += __sanitizer_get_allocated_size(block);
+  __real___lsan_ignore_object(block);
+}
+
 #else
+
+namespace {
+
+constexpr bool kKnowsWhatIsKept = false;
+
+}  // namespace
 
 void* operator new(std::size_t size) {
   void* block = std::malloc(size);
@@ -112,14 +128,6 @@ constexpr unsigned long long kPacketsConstant = 64;
 constexpr std::size_t kHeapPerByte = 64;
 constexpr std::size_t kHeapConstant = 32 << 20;
 
-// Units are delivered here. Allocated, so that the address sanitizer sees a unit
-// that is too large.
-unsigned char* UnitBuffer() {
-  static unsigned char* const buffer =
-      static_cast<unsigned char*>(std::malloc(kMaxAccessUnitBytes));
-  return buffer;
-}
-
 bool IsParserStatus(int status) {
   switch (status) {
     case kParserOk:
@@ -148,6 +156,15 @@ std::size_t HeapBytes() { return heapBytes; }
 std::size_t HeapPeak() { return heapPeak; }
 std::size_t HeapTotal() { return heapTotal; }
 void ResetHeapPeak() { heapPeak = heapBytes.load(); }
+
+LeakCheck::LeakCheck() : before_(heapBytes - keptBytes) {}
+
+LeakCheck::~LeakCheck() { CHECK(!kKnowsWhatIsKept || heapBytes - keptBytes == before_); }
+
+unsigned char* UnitBuffer() {
+  static auto* const buffer = static_cast<unsigned char*>(std::malloc(kMaxAccessUnitBytes));
+  return buffer;
+}
 
 int Source::Note() {
   ++calls_;
@@ -263,6 +280,8 @@ int Source::Deliver(void* buffer, unsigned long long* size) {
 
 Host::Host(IDataSource* source, std::size_t fileBytes, Source* counted)
     : source_(source), counted_(counted) {
+  CHECK(UnitBuffer() != nullptr);
+  if (counted != nullptr) leaks_.emplace();  // other sources allocate as they are read
   ResetHeapPeak();
   maxHeapBytes_ = HeapBytes() + kHeapPerByte * fileBytes + kHeapConstant;
   parser_ = createParser();
@@ -458,9 +477,8 @@ void Host::Close() {
   CHECK(parser_->Close() == kParserOk);
 }
 
-namespace {
-
-std::uint64_t Play(Input script, std::size_t fileBytes, IDataSource* source, Source* counted) {
+std::uint64_t PlayScript(Input script, std::size_t fileBytes, IDataSource* source,
+                         Source* counted) {
   SetDebugLevel(script.Byte() % 8);
   Host host(source, fileBytes, counted);
   if (host.Open(script.Byte() % 8)) {
@@ -470,20 +488,14 @@ std::uint64_t Play(Input script, std::size_t fileBytes, IDataSource* source, Sou
   return host.Digest();
 }
 
-}  // namespace
-
-void RunSession(Input script, std::string_view file, Source* source) {
-  Play(script, file.size(), source, source);
-}
-
 void CompareReadAhead(Input script, std::string_view file) {
   Source plain(file);
-  const std::uint64_t digest = Play(script, file.size(), &plain, &plain);
+  const std::uint64_t digest = PlayScript(script, file.size(), &plain, &plain);
   if (plain.GaveUp()) return;
   constexpr std::size_t kWindowBytes = 1024;
   host::ReadAheadSource ahead(std::make_unique<host::MemorySource>(file.data(), file.size()),
                               kWindowBytes);
-  CHECK(Play(script, file.size(), &ahead, nullptr) == digest);
+  CHECK(PlayScript(script, file.size(), &ahead, nullptr) == digest);
 }
 
 }  // namespace fuzz

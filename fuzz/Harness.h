@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -33,6 +34,23 @@ std::size_t HeapBytes();
 std::size_t HeapPeak();
 std::size_t HeapTotal();
 void ResetHeapPeak();
+
+// Holds, under the address sanitizer, that all heap memory taken while it lives
+// was given back, but for what the parser leaves on purpose and says so.
+class LeakCheck {
+ public:
+  LeakCheck();
+  ~LeakCheck();
+  LeakCheck(const LeakCheck&) = delete;
+  LeakCheck& operator=(const LeakCheck&) = delete;
+
+ private:
+  std::size_t before_;
+};
+
+// kMaxAccessUnitBytes, for access units. Allocated, so that the address sanitizer
+// sees one that is too large.
+unsigned char* UnitBuffer();
 
 // Takes numbers off the front of an input; 0 where it has ended.
 class Input {
@@ -179,6 +197,7 @@ class Host {
   void SeekEx(Input* script);
   void InertSlots();
 
+  std::optional<LeakCheck> leaks_;  // goes last
   IDataSource* source_;
   IParser* parser_;
   Source* counted_;
@@ -191,10 +210,12 @@ class Host {
   bool closed_ = false;
 };
 
-// Plays `script` over `file`: a debug level, an open mode, then steps.
-void RunSession(Input script, std::string_view file, Source* source);
+// Plays `script` under one parser: a debug level, an open mode, then steps.
+// `fileBytes` and `counted` as for Host. Returns the digest of all results.
+std::uint64_t PlayScript(Input script, std::size_t fileBytes, IDataSource* source, Source* counted);
 
-// The same through the read-ahead source; both must give the same results.
+// The same over `file`, also through the read-ahead source; both must give the
+// same results.
 void CompareReadAhead(Input script, std::string_view file);
 
 }  // namespace fuzz

@@ -189,7 +189,7 @@ class Exports {
   }
 
   void Deliver(Input* script) {
-    static unsigned char* const buffer = new unsigned char[kMaxAccessUnitBytes];
+    unsigned char* const buffer = fuzz::UnitBuffer();
     unsigned long size = 0, timeMs = 0;
     const unsigned int how = script->Byte();
     const int status = (how & 1) != 0 ? parser_.GetAudioData(buffer, &size, &timeMs, 0)
@@ -214,6 +214,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   constexpr int kLayouts = 3;
   const Bytes file = fuzz::MakeFile(&input, kLayouts);
   fuzz::Source source(file);
+  CHECK(fuzz::UnitBuffer() != nullptr);
+  const fuzz::LeakCheck leaks;
   ASFParser parser;
   if (parser.Open(&source) == kParserOk) {
     Exports exports(&parser, &source);

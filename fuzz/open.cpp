@@ -7,6 +7,6 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const fuzz::Input script(input.TakeBytes(2));
   const std::string_view file = input.Rest();
   fuzz::Source source(file);
-  fuzz::RunSession(script, file, &source);
+  fuzz::PlayScript(script, file.size(), &source, &source);
   return 0;
 }

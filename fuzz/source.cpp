@@ -16,6 +16,6 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string_view file = input.Rest();
   fuzz::Source source(file);
   for (const auto& [at, fault] : plan) source.Plan(at, fault);
-  fuzz::RunSession(script, file, &source);
+  fuzz::PlayScript(script, file.size(), &source, &source);
   return 0;
 }
