@@ -1,0 +1,11 @@
+# 64-bit Arm Android by the NDK's own toolchain file, with what this project pins:
+# the interface of Android 10 and a C++ library inside the parser, so that the
+# host's own doesn't matter.
+if(NOT EXISTS "$ENV{ANDROID_NDK_ROOT}/build/cmake/android.toolchain.cmake")
+  message(FATAL_ERROR "ANDROID_NDK_ROOT is '$ENV{ANDROID_NDK_ROOT}': "
+    "no Android NDK there. Install one and set the variable to its folder, see docs/android.md.")
+endif()
+set(ANDROID_ABI arm64-v8a)
+set(ANDROID_PLATFORM android-29)
+set(ANDROID_STL c++_static)
+include($ENV{ANDROID_NDK_ROOT}/build/cmake/android.toolchain.cmake)
