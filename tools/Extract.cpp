@@ -1,0 +1,201 @@
+// asftool extract: writes elementary streams, configuration bytes and cover art
+// to files.
+//
+// A file appears under its final name only once it is complete: it is written
+// under a temporary name beside it, which goes away when anything fails or the
+// user interrupts.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <memory>
+
+#include "tools/Commands.h"
+#include "tools/Output.h"
+#include "tools/Verdict.h"
+
+namespace tool {
+namespace {
+
+volatile std::sig_atomic_t interrupted = 0;
+
+// Lets an interruption end the command in order, so that no temporary file stays.
+void NoticeInterruptions() {
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    std::signal(signal, [](int) { interrupted = 1; });
+  }
+}
+
+class OutputFile {
+ public:
+  // Throws Failure(kExitCannotRun), as all here do.
+  explicit OutputFile(const std::string& path) : path_(path), written_(path) {
+    struct stat existing {};
+    const bool isDevice = stat(path.c_str(), &existing) == 0 && !S_ISREG(existing.st_mode);
+    if (!isDevice) written_ += ".part-" + std::to_string(getpid());
+    const int flags = O_WRONLY | O_CLOEXEC | (isDevice ? 0 : O_CREAT | O_EXCL);
+    const int descriptor = open(written_.c_str(), flags, 0666);
+    if (descriptor < 0) Fail();
+    file_.reset(fdopen(descriptor, "wb"));
+    if (!file_) Fail();
+  }
+  // Removes what was not finished.
+  ~OutputFile() {
+    file_.reset();
+    if (!finished_ && written_ != path_) unlink(written_.c_str());
+  }
+  OutputFile(const OutputFile&) = delete;
+  OutputFile& operator=(const OutputFile&) = delete;
+
+  void Write(const unsigned char* data, std::size_t size) {
+    if (std::fwrite(data, 1, size, file_.get()) != size) Fail();
+  }
+  // Gives the file its final name.
+  void Finish() {
+    if (std::fclose(file_.release()) != 0) Fail();
+    if (written_ != path_ && rename(written_.c_str(), path_.c_str()) != 0) Fail();
+    finished_ = true;
+  }
+
+ private:
+  struct Closer {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+  };
+  [[noreturn]] void Fail() const {
+    throw Failure(kExitCannotRun, path_ + ": cannot be written: " + std::strerror(errno));
+  }
+
+  const std::string path_;
+  std::string written_;  // the name that is written under
+  std::unique_ptr<std::FILE, Closer> file_;
+  bool finished_ = false;
+};
+
+void WriteWhole(const std::string& path, const unsigned char* data, std::size_t size) {
+  OutputFile file(path);
+  file.Write(data, size);
+  file.Finish();
+}
+
+struct Arguments {
+  std::string file;
+  std::string audio, video;              // elementary streams
+  std::string configAudio, configVideo;  // codec configuration bytes
+  std::string cover;
+
+  bool isEmpty() const {
+    return audio.empty() && video.empty() && configAudio.empty() && configVideo.empty() &&
+           cover.empty();
+  }
+};
+
+void ExtractConfig(Input* input, host::TrackKind kind, const std::string& path, Verdict* verdict) {
+  if (path.empty()) return;
+  const host::Track* track = input->session().FindTrack(kind);
+  if (!track || track->config.empty()) {
+    verdict->problems.push_back(std::string("no ") + TrackKindName(kind) +
+                                " configuration to put "
+                                "into " +
+                                path);
+    return;
+  }
+  WriteWhole(path, track->config.data(), track->config.size());
+}
+
+void ExtractCover(Input* input, const std::string& path, Verdict* verdict) {
+  if (path.empty()) return;
+  const auto& picture = input->session().picture();
+  if (!picture) {
+    verdict->problems.push_back("no cover art to put into " + path);
+    return;
+  }
+  WriteWhole(path, picture->bytes.data(), picture->bytes.size());
+}
+
+using Outputs = std::map<host::TrackKind, std::unique_ptr<OutputFile>>;
+
+void OpenOutput(Input* input, host::TrackKind kind, const std::string& path, Outputs* outputs,
+                Verdict* verdict) {
+  if (path.empty()) return;
+  if (input->session().FindTrack(kind)) {
+    (*outputs)[kind] = std::make_unique<OutputFile>(path);
+  } else {
+    verdict->problems.push_back(std::string("no ") + TrackKindName(kind) + " track to put into " +
+                                path);
+  }
+}
+
+// Plays out the tracks that are wanted: all by time, or a single one.
+Totals ExtractStreams(Input* input, const Outputs& outputs) {
+  Totals totals;
+  if (outputs.empty()) return totals;
+  host::ParserSession& session = input->session();
+  const bool isSingle = outputs.size() == 1;
+  ProgressBar bar;
+  while (const host::AccessUnit* unit =
+             isSingle ? session.NextUnit(outputs.begin()->first) : session.NextUnit()) {
+    if (interrupted) throw Failure(kExitCannotRun, "interrupted: nothing was written");
+    totals.Add(*unit);
+    outputs.at(unit->kind)->Write(unit->data, unit->size);
+    bar.Show(unit->timeMs, session.durationMs());
+  }
+  return totals;
+}
+
+// Gives the streams that hold anything their names.
+void FinishStreams(const Outputs& outputs, const Totals& totals, Verdict* verdict) {
+  for (const auto& [kind, file] : outputs) {
+    if (totals.of(kind).units != 0) {
+      file->Finish();
+    } else {
+      verdict->problems.push_back(std::string("no unit came out of the ") + TrackKindName(kind) +
+                                  " track");
+    }
+  }
+}
+
+void Run(const Arguments& arguments, const Options& options, int* exitCode) {
+  if (arguments.isEmpty()) {
+    throw Failure(kExitCannotRun, "nothing to extract: name at least one output, --video F say");
+  }
+  if (!arguments.audio.empty() && arguments.audio == arguments.video) {
+    throw Failure(kExitCannotRun, arguments.audio + ": named for both audio and video");
+  }
+  NoticeInterruptions();
+  Input input(options, arguments.file);
+  Verdict verdict = OpenAndJudge(&input);
+  ExtractConfig(&input, host::TrackKind::kAudio, arguments.configAudio, &verdict);
+  ExtractConfig(&input, host::TrackKind::kVideo, arguments.configVideo, &verdict);
+  ExtractCover(&input, arguments.cover, &verdict);
+  Outputs outputs;
+  OpenOutput(&input, host::TrackKind::kAudio, arguments.audio, &outputs, &verdict);
+  OpenOutput(&input, host::TrackKind::kVideo, arguments.video, &outputs, &verdict);
+  FinishStreams(outputs, ExtractStreams(&input, outputs), &verdict);
+  PrintProblems(input, verdict);
+  *exitCode = verdict.exitCode();
+}
+
+}  // namespace
+
+void AddExtract(CLI::App& app, const Options& options, int* exitCode) {
+  auto arguments = std::make_shared<Arguments>();
+  CLI::App* command =
+      app.add_subcommand("extract", "Write elementary streams, configuration and cover art");
+  command->add_option("FILE", arguments->file, "The file")->required();
+  const auto output = [command](const char* name, std::string* path, const char* text) {
+    command->add_option(name, *path, text)->type_name("F");
+  };
+  output("--audio", &arguments->audio, "The audio units, one behind the other");
+  output("--video", &arguments->video, "The video units, one behind the other");
+  output("--config-audio", &arguments->configAudio, "The audio codec's configuration bytes");
+  output("--config-video", &arguments->configVideo, "The video codec's configuration bytes");
+  output("--cover", &arguments->cover, "The cover art's picture");
+  command->callback([arguments, &options, exitCode] { Run(*arguments, options, exitCode); });
+}
+
+}  // namespace tool

@@ -1,0 +1,124 @@
+// Formatting and printing. Owns nothing but the progress bar's line on stderr.
+#include "tools/Output.h"
+
+#include <nettle/md5.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include "host/CodecNames.h"
+#include "tools/Tool.h"
+
+namespace tool {
+namespace {
+
+constexpr int kBarWidth = 40;
+constexpr std::chrono::milliseconds kBarInterval{100};
+
+[[noreturn]] void ThrowOutputFailure() {
+  throw Failure(kExitCannotRun, std::string("standard output: ") + std::strerror(errno));
+}
+
+}  // namespace
+
+std::string JsonText(const Json& json, int indent) {
+  return json.dump(indent, ' ', false, Json::error_handler_t::replace);
+}
+
+std::string Bold(const std::string& text, std::FILE* stream) {
+  const char* noColor = std::getenv("NO_COLOR");
+  if ((noColor && *noColor) || !isatty(fileno(stream))) return text;
+  return "\x1b[1m" + text + "\x1b[0m";
+}
+
+std::string Printable(const std::string& text) {
+  std::string out;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const unsigned char c = static_cast<unsigned char>(text[i]);
+    const bool isC1 = c == 0xC2 && i + 1 < text.size() &&
+                      static_cast<unsigned char>(text[i + 1]) < 0xA0;  // U+0080 to U+009F
+    if (c < 0x20 || c == 0x7F || isC1) {
+      out += "\uFFFD";
+      if (isC1) ++i;
+    } else {
+      out += text[i];
+    }
+  }
+  return out;
+}
+
+std::string TimeText(unsigned long long ms) {
+  const unsigned long long hours = ms / 3600000;
+  const unsigned minutes = ms / 60000 % 60, seconds = ms / 1000 % 60, rest = ms % 1000;
+  char text[48];
+  if (hours > 0) {
+    std::snprintf(text, sizeof text, "%llu:%02u:%02u.%03u", hours, minutes, seconds, rest);
+  } else {
+    std::snprintf(text, sizeof text, "%u:%02u.%03u", minutes, seconds, rest);
+  }
+  return text;
+}
+
+std::string Count(unsigned long long number, const char* noun) {
+  return std::to_string(number) + " " + noun + (number == 1 ? "" : "s");
+}
+
+std::string HexText(const unsigned char* data, std::size_t size) {
+  static constexpr char kDigits[] = "0123456789abcdef";
+  std::string text(2 * size, '\0');
+  for (std::size_t i = 0; i < size; ++i) {
+    text[2 * i] = kDigits[data[i] >> 4];
+    text[2 * i + 1] = kDigits[data[i] & 15];
+  }
+  return text;
+}
+
+std::string Md5Text(const unsigned char* data, std::size_t size) {
+  md5_ctx context;
+  unsigned char digest[MD5_DIGEST_SIZE];
+  md5_init(&context);
+  md5_update(&context, size, data);
+  md5_digest(&context, sizeof digest, digest);
+  return HexText(digest, sizeof digest);
+}
+
+std::string TrackText(const host::Track& track) {
+  const TrackInfo& info = track.info;
+  std::string text =
+      std::string(host::CodecName(info.codec)) + " (" + std::to_string(info.codec) + "), ";
+  if (track.kind == host::TrackKind::kVideo) {
+    return text + std::to_string(info.value1) + "x" + std::to_string(info.value2);
+  }
+  return text + std::to_string(info.value2) + " Hz, " + Count(info.value1, "channel");
+}
+
+void Print(const std::string& text) {
+  if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size()) ThrowOutputFailure();
+}
+
+void FlushOutput() {
+  if (std::fflush(stdout) != 0 || std::ferror(stdout)) ThrowOutputFailure();
+}
+
+ProgressBar::ProgressBar() : visible_(isatty(STDERR_FILENO) == 1) {}
+
+ProgressBar::~ProgressBar() {
+  if (drawn_) std::fputs("\r\x1b[K", stderr);
+}
+
+void ProgressBar::Show(unsigned long long done, unsigned long long total) {
+  if (!visible_ || total == 0) return;
+  const auto now = std::chrono::steady_clock::now();
+  if (now < next_) return;
+  next_ = now + kBarInterval;
+  drawn_ = true;
+  const double share = std::min(1.0, static_cast<double>(done) / static_cast<double>(total));
+  std::string bar(static_cast<std::size_t>(share * kBarWidth), '#');
+  bar.resize(kBarWidth, '.');
+  std::fprintf(stderr, "\r[%s] %3d %%", bar.c_str(), static_cast<int>(share * 100));
+}
+
+}  // namespace tool

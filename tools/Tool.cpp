@@ -1,0 +1,78 @@
+// Loading the library and opening a file, with every failure in words.
+#include "tools/Tool.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <utility>
+
+#include "host/FileSource.h"
+#include "host/ReadAheadSource.h"
+
+namespace tool {
+namespace {
+
+// The parser prints error lines unless told otherwise, some of them once per
+// access unit; it looks at the variable when it is made.
+void SetDebugLevel(const std::optional<int>& level) {
+  const std::string value = std::to_string(level.value_or(0));
+  setenv("QOCP_DEBUG_LEVEL", value.c_str(), level.has_value());
+}
+
+bool IsVerdictOnFile(int status) {
+  return status == kParserMalformed || status == kParserOutOfRange ||
+         status == kParserUnsupported || status == kParserEndOfStream || status == kParserInternal;
+}
+
+}  // namespace
+
+Input::Input(const Options& options, const std::string& path, Trace trace) : path_(path) {
+  SetDebugLevel(options.logLevel);
+  std::string error;
+  library_ = host::ParserLibrary::Load(options.library, &error);
+  if (!library_) throw Failure(kExitCannotRun, error);
+  std::unique_ptr<IDataSource> source = host::FileSource::OpenPath(path, &error);
+  if (!source) throw Failure(kExitCannotRun, error);
+  if (trace == Trace::kOn) {
+    auto traced = std::make_unique<host::TraceSource>(std::move(source));
+    trace_ = traced.get();
+    source = std::move(traced);
+  }
+  if (options.readAhead) source = std::make_unique<host::ReadAheadSource>(std::move(source));
+  session_ = std::make_unique<host::ParserSession>(*library_, std::move(source));
+}
+
+void Input::Open() {
+  openStatus_ = session_->Open();
+  if (openStatus_ == kParserOk) return;
+  throw Failure(IsVerdictOnFile(openStatus_) ? kExitBadFile : kExitCannotRun,
+                path_ + ": " + host::ParserSession::StatusText(openStatus_));
+}
+
+const host::AsfLayout& Input::layout() {
+  if (!layout_) {
+    host::AsfLayout layout;
+    IDataSource* source = trace_ ? trace_->inner() : session_->source();
+    const int status = host::ReadLayout(source, &layout);
+    if (status < 0) {
+      throw Failure(kExitCannotRun, path_ + ": " + host::ParserSession::StatusText(status));
+    }
+    layout_ = std::move(layout);
+  }
+  return *layout_;
+}
+
+unsigned long long SecondsToMs(double seconds) {
+  constexpr double kLargest = 9.0e18;
+  return static_cast<unsigned long long>(std::min(seconds * 1000 + 0.5, kLargest));
+}
+
+void SeekPlainly(Input* input, unsigned long long timeMs, int seekMode) {
+  const host::SeekStatus status = input->session().Seek(timeMs, seekMode);
+  const int failed = status.video < 0 ? status.video : status.audio;
+  if (failed < 0) {
+    throw Failure(kExitBadFile,
+                  input->path() + ": seek failed: " + host::ParserSession::StatusText(failed));
+  }
+}
+
+}  // namespace tool

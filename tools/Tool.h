@@ -1,0 +1,81 @@
+// What every command of asftool shares: exit codes, failures, the options before
+// the command, and the file that a command works on.
+#ifndef QO_TOOLS_TOOL_H
+#define QO_TOOLS_TOOL_H
+
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+#include "host/AsfLayout.h"
+#include "host/ParserLibrary.h"
+#include "host/ParserSession.h"
+#include "host/TraceSource.h"
+
+namespace tool {
+
+constexpr int kExitGood = 0;       // the file is good, notes or not
+constexpr int kExitBadFile = 1;    // the file is bad
+constexpr int kExitCannotRun = 2;  // the command could not run
+
+// Ends a command. what() is the reason in words, with the file's name; main
+// prints it and exits with `exitCode`.
+class Failure : public std::runtime_error {
+ public:
+  Failure(int exitCode, const std::string& reason) : runtime_error(reason), exitCode_(exitCode) {}
+  int exitCode() const { return exitCode_; }
+
+ private:
+  int exitCode_;
+};
+
+// Options that every command takes.
+struct Options {
+  std::string library;          // path of the parser's library; empty: the one beside the tool
+  std::optional<int> logLevel;  // the parser's debug level
+  bool readAhead = false;       // read through host::ReadAheadSource
+};
+
+// A file and the session that reads it.
+class Input {
+ public:
+  enum class Trace { kOff, kOn };
+
+  // Loads the library and opens the file for reading, but not yet with the
+  // parser. Throws Failure(kExitCannotRun).
+  Input(const Options& options, const std::string& path, Trace trace = Trace::kOff);
+
+  // Opens the file with the parser. Throws Failure: kExitBadFile when the parser
+  // refuses the file, kExitCannotRun when it cannot be read.
+  void Open();
+
+  // What the parser answered; kParserOk before Open.
+  int openStatus() const { return openStatus_; }
+
+  const std::string& path() const { return path_; }
+  host::ParserSession& session() { return *session_; }
+  // Null with Trace::kOff. What the layout reads is never recorded.
+  host::TraceSource* trace() const { return trace_; }
+  // Read when it is first asked for. Throws Failure(kExitCannotRun).
+  const host::AsfLayout& layout();
+
+ private:
+  std::string path_;
+  int openStatus_ = kParserOk;
+  std::unique_ptr<host::ParserLibrary> library_;
+  host::TraceSource* trace_ = nullptr;  // owned by the session
+  std::unique_ptr<host::ParserSession> session_;
+  std::optional<host::AsfLayout> layout_;
+};
+
+// Milliseconds of a time that a user gave; what is beyond 2^63 is brought to it.
+unsigned long long SecondsToMs(double seconds);
+
+// Seeks all tracks of an open file without an exact walk. Throws
+// Failure(kExitBadFile).
+void SeekPlainly(Input* input, unsigned long long timeMs, int seekMode);
+
+}  // namespace tool
+
+#endif  // QO_TOOLS_TOOL_H

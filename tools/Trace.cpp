@@ -1,0 +1,93 @@
+// asftool trace: every call on the byte source during an open, a play-out or a
+// seek, with totals: what a slow source will feel.
+#include <functional>
+
+#include "tools/Commands.h"
+#include "tools/Output.h"
+
+namespace tool {
+namespace {
+
+struct Arguments {
+  std::string file;
+  std::string command;
+  double to = 0;  // seconds
+  bool totalsOnly = false;
+};
+
+void PrintCall(const host::SourceCall& call) {
+  std::string line = host::SourceOperationName(call.operation);
+  switch (call.operation) {
+    case host::SourceOperation::kReadAt:
+    case host::SourceOperation::kRead:
+      line += "\tat " + std::to_string(call.offset) + "\tasked " + std::to_string(call.requested) +
+              "\tgot " + std::to_string(call.value);
+      break;
+    case host::SourceOperation::kSeekTo:
+      line += std::string("\t") + (call.whence == 0 ? "to " : "by ") + std::to_string(call.offset);
+      break;
+    case host::SourceOperation::kGetSize:
+    case host::SourceOperation::kGetPosition:
+      line += "\tis " + std::to_string(call.value);
+      break;
+    case host::SourceOperation::kOpen:
+    case host::SourceOperation::kClose:
+      break;
+  }
+  if (call.status < 0) line += "\tfailed " + std::to_string(call.status);
+  Print(line + "\n");
+}
+
+void PrintTotalsLine(const char* name, const host::SourceTotals& totals) {
+  char line[120];
+  std::snprintf(line, sizeof line, "%-12s %12llu calls %14llu bytes %6llu failed\n", name,
+                totals.calls, totals.bytes, totals.failures);
+  Print(line);
+}
+
+void PrintTotals(const host::TraceSource& trace) {
+  for (std::size_t k = 0; k < host::kSourceOperationCount; ++k) {
+    const auto operation = static_cast<host::SourceOperation>(k);
+    const host::SourceTotals& totals = trace.Totals(operation);
+    if (totals.calls != 0) PrintTotalsLine(SourceOperationName(operation), totals);
+  }
+  PrintTotalsLine("all", trace.AllTotals());
+}
+
+void Run(const Arguments& arguments, const Options& options) {
+  Input input(options, arguments.file, Input::Trace::kOn);
+  host::TraceSource& trace = *input.trace();
+  const auto watch = [&] {
+    trace.Reset();
+    if (!arguments.totalsOnly) trace.SetObserver(PrintCall);
+  };
+  const bool tracesOpen = arguments.command == "open";
+  if (tracesOpen) watch();
+  input.Open();
+  if (!tracesOpen) watch();
+  if (arguments.command == "play") {
+    while (input.session().NextUnit()) continue;
+  } else if (arguments.command == "seek") {
+    SeekPlainly(&input, SecondsToMs(arguments.to), kSeekPreviousSync);
+  }
+  trace.SetObserver({});
+  PrintTotals(trace);
+}
+
+}  // namespace
+
+void AddTrace(CLI::App& app, const Options& options, int*) {
+  auto arguments = std::make_shared<Arguments>();
+  CLI::App* command = app.add_subcommand("trace", "List every call on the byte source");
+  command->add_option("FILE", arguments->file, "The file")->required();
+  command->add_option("COMMAND", arguments->command, "What to trace: open, play or seek")
+      ->required()
+      ->check(CLI::IsMember({"open", "play", "seek"}));
+  command->add_option("--to", arguments->to, "Where to seek")
+      ->check(CLI::NonNegativeNumber)
+      ->type_name("SECONDS");
+  command->add_flag("--totals", arguments->totalsOnly, "Only the totals");
+  command->callback([arguments, &options] { Run(*arguments, options); });
+}
+
+}  // namespace tool

@@ -1,0 +1,53 @@
+// asftool: looks into ASF files with the parser's shared library, the way a host
+// does. Wires the command line; each command has a source of its own.
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <string>
+
+#include "tools/Commands.h"
+#include "tools/Output.h"
+
+namespace {
+
+constexpr const char* kExitCodes =
+    "Exit codes: 0 the file is good, perhaps with notes; 1 the file is bad (refused, no track,\n"
+    "no unit, truncated, a packet that failed); 2 the command could not run.\n"
+    "The parser's log is off unless QOCP_DEBUG_LEVEL is set or --log-level is given.";
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  CLI::App app(
+      "Looks into ASF files (WMA, WMV): describes them, plays them out, takes them apart.");
+  app.footer(kExitCodes);
+  app.require_subcommand(0, 1);
+  app.fallthrough();
+  tool::Options options;
+  int exitCode = tool::kExitGood;
+  app.add_option("--library", options.library, "The parser's library; default: the one installed")
+      ->type_name("PATH");
+  app.add_option("--log-level", options.logLevel,
+                 "The parser's log, a sum: 1 errors, 2 life cycle, 4 trace")
+      ->type_name("N");
+  app.add_flag("--read-ahead", options.readAhead, "Read the file in large pieces, ahead of need");
+  tool::AddInfo(app, options, &exitCode);
+  tool::AddUnits(app, options, &exitCode);
+  tool::AddExtract(app, options, &exitCode);
+  tool::AddVerify(app, options, &exitCode);
+  tool::AddSeek(app, options, &exitCode);
+  tool::AddTrace(app, options, &exitCode);
+  try {
+    app.parse(argc, argv);
+    if (app.get_subcommands().empty()) throw CLI::RequiredError("A command");
+    tool::FlushOutput();
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? tool::kExitGood : tool::kExitCannotRun;
+  } catch (const tool::Failure& failure) {
+    std::fprintf(stderr, "asftool: %s\n", failure.what());
+    return failure.exitCode();
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "asftool: %s\n", error.what());
+    return tool::kExitCannotRun;
+  }
+  return exitCode;
+}
