@@ -50,9 +50,12 @@ struct meta_info {
 
 #pragma pack(pop)
 
-static_assert(sizeof(meta_descriptor) == 18 && offsetof(meta_descriptor, value) == 10,
+static_assert(sizeof(meta_descriptor) == 18 && offsetof(meta_descriptor, key) == 0 &&
+                  offsetof(meta_descriptor, type) == 4 && offsetof(meta_descriptor, length) == 6 &&
+                  offsetof(meta_descriptor, value) == 10,
               "meta_descriptor crosses the library boundary");
-static_assert(sizeof(meta_info) == 10 && offsetof(meta_info, descriptors) == 2,
+static_assert(sizeof(meta_info) == 10 && offsetof(meta_info, count) == 0 &&
+                  offsetof(meta_info, descriptors) == 2,
               "meta_info crosses the library boundary");
 
 #endif  // QO_METAINFO_H

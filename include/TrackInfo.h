@@ -42,11 +42,20 @@ struct AsfTrackExt {
   unsigned long long colorsImportant;
 };
 
-static_assert(sizeof(TrackInfo) == 36 && offsetof(TrackInfo, blockAlign) == 32,
+static_assert(sizeof(TrackInfo) == 36 && offsetof(TrackInfo, trackType) == 0 &&
+                  offsetof(TrackInfo, codec) == 4 && offsetof(TrackInfo, value1) == 8 &&
+                  offsetof(TrackInfo, value2) == 12 && offsetof(TrackInfo, value3) == 16 &&
+                  offsetof(TrackInfo, bitrate) == 20 && offsetof(TrackInfo, seekable) == 24 &&
+                  offsetof(TrackInfo, reserved) == 28 && offsetof(TrackInfo, blockAlign) == 32,
               "TrackInfo crosses the library boundary");
-static_assert(sizeof(AsfTrackExt) == 72 && offsetof(AsfTrackExt, headerSize) == 8 &&
-                  offsetof(AsfTrackExt, planes) == 16 && offsetof(AsfTrackExt, bitCount) == 18 &&
+static_assert(sizeof(AsfTrackExt) == 72 && offsetof(AsfTrackExt, valid) == 0 &&
+                  offsetof(AsfTrackExt, headerSize) == 8 && offsetof(AsfTrackExt, planes) == 16 &&
+                  offsetof(AsfTrackExt, bitCount) == 18 &&
                   offsetof(AsfTrackExt, compression) == 24 &&
+                  offsetof(AsfTrackExt, imageSize) == 32 &&
+                  offsetof(AsfTrackExt, xPelsPerMeter) == 40 &&
+                  offsetof(AsfTrackExt, yPelsPerMeter) == 48 &&
+                  offsetof(AsfTrackExt, colorsUsed) == 56 &&
                   offsetof(AsfTrackExt, colorsImportant) == 64,
               "AsfTrackExt crosses the library boundary");
 
