@@ -5,6 +5,8 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 # What a build needs, as Debian 12 names it.
 build_packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev nettle-dev)
+# What the tests need besides.
+test_packages=(binutils pkg-config python3 libgtest-dev abigail-tools)
 
 die() {
   echo "${0##*/}: $*" >&2
@@ -33,6 +35,34 @@ As root run: apt-get update && apt-get install -y --no-install-recommends ${miss
     "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
       apt-get install -y -qq --no-install-recommends "${missing[@]}"; } </dev/null >&2 ||
     die "$refusal"
+}
+
+# Unpacks Debian packages of another architecture, without what they depend on,
+# into FOLDER: unpack_foreign_packages ARCHITECTURE FOLDER NAME... Apt gets lists
+# of its own there, so that the system never hears of the architecture.
+unpack_foreign_packages() {
+  local architecture=$1 folder=$2 apt
+  shift 2
+  [ "$(cat "$folder/.unpacked" 2>/dev/null)" != "$*" ] || return 0
+  echo "Unpacking for $architecture: $*" >&2
+  rm -rf "$folder"
+  mkdir -p "$folder"/.apt/{lists,cache}/partial
+  apt=$(realpath "$folder/.apt")
+  : >"$apt/status"
+  cat >"$apt/apt.conf" <<END
+APT::Architecture "$architecture";
+#clear APT::Architectures;
+APT::Architectures { "$architecture"; };
+APT::Sandbox::User "root";
+Dir::State "$apt";
+Dir::State::status "$apt/status";
+Dir::Cache "$apt/cache";
+END
+  (cd "$apt" && apt-get -c apt.conf update -qq && apt-get -c apt.conf download -qq "$@") >&2 ||
+    die "these packages for $architecture could not be downloaded: $*"
+  find "$apt" -name '*.deb' -exec dpkg-deb -x {} "$folder" \;
+  rm -r "$apt"
+  echo "$*" >"$folder/.unpacked"
 }
 
 # Configures and builds a preset; further arguments name targets.
