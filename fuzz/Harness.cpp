@@ -191,7 +191,7 @@ void Source::Misbehave(Fault fault) {
       file_ = file_.substr(0, file_.size() / 2);
       break;
     case Fault::kReadShort:
-      maxRead_ = 1;
+      maxRead_ = 8;
       break;
     case Fault::kSizeUnknown:
       sizeKnown_ = false;
