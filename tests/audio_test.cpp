@@ -101,6 +101,18 @@ TEST(Audio, PrintsItsFrames) {
       TakeLog());
 }
 
+TEST(Audio, CutsFormatsThatAreDeliveredWholeIntoFixedFrames) {
+  ParserSession session("", "4");
+  std::vector<unsigned char> data(20000, 7);
+  EXPECT_EQ(1, session.parser->MakeAudFrameInfoTable(data.data(), 20000, {}));
+  EXPECT_EQ(
+      "2 loc size(4000)offset(4000)ts_offset(0)[7 7 7]\n"
+      "2 loc size(e20)offset(4e20)ts_offset(0)[7 7 7]\n",
+      TakeLog("loc "));
+  EXPECT_EQ(1, session.parser->MakeAudFrameInfoTable(data.data(), 0, {}));
+  EXPECT_EQ("", TakeLog("loc "));
+}
+
 TEST(Audio, ForgetsATableThatDoesNotFit) {
   // Selecting the second audio stream points audio at the stream properties
   // behind the first: the video's, whose width reads as a format tag. The older

@@ -1,6 +1,7 @@
 // What the host is told about a track: its description, with the probe that
 // tells E-AC-3 from AC-3, and its configuration bytes.
 #include <algorithm>
+#include <cstdint>
 #include <sstream>
 
 #include "ParserSession.h"
@@ -37,11 +38,12 @@ TEST(TrackInfo, NumbersVideoCodecsByFourcc) {
       codec = static_cast<unsigned>(std::stoul(word));
       continue;
     }
-    TrackInfo info{};
+    TrackInfo info{9, 9, 9, 9, 9, 9, 9, 9, 9};
     video_specific_data data{};
     std::memcpy(&data.compression, word.data(), 4);
     setTrackInfo(&info, &data, nullptr);
     EXPECT_EQ(codec, info.codec) << word;
+    EXPECT_EQ(0u, info.value3 + info.bitrate);
   }
 }
 
@@ -169,24 +171,34 @@ TEST(Config, IsWhatFollowsTheFixedPart) {
   for (const std::size_t size : {0, 1, 300}) {
     const Bytes config(size, 'c');
     OpenSession session(AsfFile({AudioStream(1, AudioFormat(0x161, 1, 1, config)),
-                                 VideoStream(2, VideoFormat("H264", config))}));
+                                 VideoStream(2, VideoFormat("H264", config))}),
+                        "5");
     for (const bool audio : {true, false}) {
       const auto get = [&](unsigned char* buffer, unsigned long* length, unsigned long capacity) {
         return audio ? session.parser->GetAudioConfig(buffer, length, capacity)
                      : session.parser->GetVideoConfig(buffer, length, capacity);
       };
       std::vector<unsigned char> buffer(size + 1, '!');
+      std::ostringstream trace;
+      const char* name = audio ? "[ASFParser] GetAudioConfig" : "[ASFParser] GetVideoConfig";
+      const std::size_t fixed = audio ? 18 : 51;
+      trace << "2 " << name << " : TypeSpecificDataLen=" << fixed + size
+            << (audio ? ", audio" : ", video") << "_specific_data len=" << fixed << "\n";
+      if (size > 0) {
+        trace << "2 " << name << " : dataLen=" << size << "(" << fixed + size << "), pData=0x"
+              << std::hex << reinterpret_cast<std::uintptr_t>(buffer.data()) << "\n";
+      }
       unsigned long length = 99;
       if (size > 0) {
         EXPECT_EQ(kParserMalformed, get(buffer.data(), &length, size - 1));
         EXPECT_EQ(size, length);
         EXPECT_EQ('!', buffer[0]);
-        const std::string kind = audio ? "Audio" : "Video";
-        EXPECT_EQ("6 [ASFParser] Get" + kind + "Config Len Error\n", TakeLog());
+        EXPECT_EQ(trace.str() + "6 " + name + " Len Error\n", TakeLog());
       }
       EXPECT_EQ(0, get(buffer.data(), &length, size));
       EXPECT_EQ(size, length);
       EXPECT_EQ(config + "!", Bytes(buffer.begin(), buffer.end()));
+      EXPECT_EQ(trace.str(), TakeLog());
     }
   }
 }

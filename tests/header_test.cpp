@@ -141,6 +141,8 @@ TEST(Header, StopsAValueAtTheEndOfItsObject) {
 }
 
 TEST(Header, RefusesAnExtendedDescriptionThatEndsBeforeItBegins) {
+  ParserSession bare(File({ExtendedContent({}, {}, 24)}));
+  EXPECT_EQ(0, bare.Open());
   for (const unsigned long long size : {0ull, 23ull, ~0ull}) {
     ParserSession session(File({ExtendedContent({}, {}, size)}), "4");
     EXPECT_EQ(kParserMalformed, session.Open()) << size;

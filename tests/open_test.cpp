@@ -231,6 +231,12 @@ TEST(Open, GoesOnWithoutTheWalk) {
   failing.source.failOn = "ReadAt 609+24";
   EXPECT_EQ(0, failing.Open());
   EXPECT_EQ("6 ParseOtherObjects ReadAt Error m_CurPos=609\n", TakeLog());
+  for (const char* call : {"Read 32", "Read 6"}) {
+    ParserSession cut(file.Build());
+    cut.source.failOn = call;
+    EXPECT_EQ(0, cut.Open());
+    EXPECT_EQ(0u, cut.parser->GetTrackInfo(1)->seekable);
+  }
 
   file.header.push_back(HeaderExtension(Metadata({})));
   ParserSession skipping(file.Build(), "4");

@@ -293,30 +293,34 @@ TEST(Demux, TheOlderFormDiffers) {
   EXPECT_EQ("", result.log);
 }
 
-TEST(Demux, PassesFailuresOnWithTheirMessages) {
-  const struct {
-    const char* call;
-    int mode, status;
-    const char* message;  // of the two-argument form
-  } cases[] = {
-      {"ReadAt 409+1", 2, -77, ""},
-      {"ReadAt 409+3", 2, -77, ""},
-      {"Read 2", 2, -77, ""},
-      {"Read 6", 2, -77, ""},
-      {"GetPosition", 2, -77, ""},
-      {"Read 8", 2, -77, "6 [ASFParser] ParseDataPacket payload read fail \n"},
-      {"Read 123", 2, -77, "6 [ASFParser] ParseDataPacket read fail ret (-77)\n"},
-      {"Skip 123", 1, -77, "6 [ASFParser] ParseDataPacket  set pos fail \n"},
-      {"Skip 49", 2, 0, ""},  // padding
+TEST(Demux, PassesEveryFailureOn) {
+  // By number of the failing call; those left out are fields that read as 0, and
+  // the last one skips the padding.
+  const Payload subs = Compressed(1, 3500, 5, {"a", "bb"}), sub = Compressed(2, 3500, 5, {"ccc"});
+  for (const int call : {1, 2, 3, 5, 6, 7, 8, 12, 14, 15, 16, 17, 18, 22, 24, 25, 26}) {
+    for (const bool probe : {false, true}) {
+      OpenSession session(AvFile({Packet({subs, sub})}));
+      session.source.faultCall = session.source.callCount() + call;
+      EXPECT_EQ(call == 26 ? 0 : -77, probe ? session.parser->GetPacketTime(0, kTrackVideo)
+                                            : session.parser->ParseDataPacket(0, 2))
+          << call << " " << probe;
+    }
+  }
+  const std::pair<const char*, const char*> messages[] = {
+      // of the two-argument form
+      {"Read 8", "6 [ASFParser] ParseDataPacket payload read fail \n"},
+      {"Read 123", "6 [ASFParser] ParseDataPacket read fail ret (-77)\n"},
+      {"Skip 123", "6 [ASFParser] ParseDataPacket  set pos fail \n"},
   };
-  for (const auto& test : cases) {
-    for (const bool older : {false, true}) {
+  for (const auto& [call, message] : messages) {
+    for (const int mode : {1, 2, -1}) {
       OpenSession session(AvFile({Packet({Media(1, 3000, Bytes(123, 'x'))})}));
-      session.source.failOn = test.call;
-      const int status = older ? session.parser->ParseDataPacket(0)
-                               : session.parser->ParseDataPacket(0, test.mode);
-      EXPECT_EQ(older && test.mode == 1 ? 0 : test.status, status) << test.call;
-      EXPECT_EQ(older ? "" : test.message, TakeLog());
+      session.source.failOn = call;
+      const int status =
+          mode < 0 ? session.parser->ParseDataPacket(0) : session.parser->ParseDataPacket(0, mode);
+      const bool failed = session.source.failOn.empty();
+      EXPECT_EQ(failed ? -77 : 0, status) << call;
+      EXPECT_EQ(failed && mode > 0 ? message : "", TakeLog());
     }
   }
 }
@@ -329,6 +333,11 @@ TEST(Demux, EndsWithTheDataOrTheBytes) {
     EXPECT_EQ("", session.source.TakeCalls());
     EXPECT_EQ("2 [ASFParser] ParseDataPacket  End Of Data\n", TakeLog());
   }
+  AsfFile noLength = file;
+  noLength.minPacket = noLength.maxPacket = 0;  // then there is only packet 0
+  OpenSession first(noLength);
+  EXPECT_EQ(kParserOutOfRange, first.parser->ParseDataPacket(0, 2));
+  EXPECT_EQ(kParserEndOfStream, first.parser->ParseDataPacket(1, 2));
   const struct {
     std::size_t bytes;  // of packet 1 that are there
     int status;

@@ -221,6 +221,8 @@ TEST(Seek, TurnsTheHostsOffsetIntoAPacket) {
   audioOnly.header.pop_back();
   OpenSession audio(audioOnly);  // its packets begin 129 bytes earlier; one packet further on
   EXPECT_EQ(11, audio.parser->GetStartPacketNumEx(1, 2, kSeekTimeMode, 0, 2414 - 129, 0));
+  EXPECT_EQ(1, audio.parser->GetStartPacketNumEx(1, 2, kSeekTimeMode, 0, 280, 0));
+  EXPECT_EQ(-1010, audio.parser->GetStartPacketNumEx(1, 2, kSeekTimeMode, 0, 279, 0));
   audioOnly.minPacket = audioOnly.maxPacket = 0;
   OpenSession noLength(audioOnly);
   EXPECT_EQ(1, noLength.parser->GetStartPacketNumEx(1, 2, kSeekTimeMode, 0, 2414, 0));
@@ -271,6 +273,7 @@ TEST(Seek, RefinesFromAStart) {
   } cases[] = {
       {sixTimes, 3, 300, 2, "3 2 1"},
       {sixTimes, 3, 400, 3, "3 2"},
+      {sixTimes, 3, 401, 3, "3 4"},
       {sixTimes, 3, 350, 2, "3 2"},  // a tie: the earlier one
       {sixTimes, 3, 351, 3, "3 2"},
       {sixTimes, 3, 450, 3, "3 4"},
@@ -311,6 +314,7 @@ TEST(Seek, EstimatesWithAnIndexOfTwoEntries) {
       "3 [ASFParser] Simple Index but Invalid : packetNum(40)\n"
       "2 [GetStartPacketNumEx]Use Simple Index for Video track (40)\n",
       TakeLog("Index"));
+  EXPECT_EQ(40, session.parser->GetStartPacketNumEx(4000, 2, 0, 0, 0, 0));  // bitrate unknown
   session.parser->GetTrackInfo(0);
   TakeLog();
   EXPECT_EQ(8, session.parser->GetStartPacketNumEx(4000, 2, 0, 0, 0, 0));
@@ -365,11 +369,14 @@ TEST(Seek, PrintsEveryMessage) {
 TEST(Seek, RestartsItsTrackAlone) {
   AsfFile file = SeekFile();
   file.header[0] = AudioStream(1, AudioFormat(0x161, 400, 1));  // a byte a frame
+  for (Packet& packet : file.packets) packet.payloads[1].key = true;
   OpenSession session(file, "4");
   EXPECT_EQ("a@2", session.Audio());
   EXPECT_EQ("v0@0", session.Video());
   EXPECT_EQ(0, session.parser->SeekEx(5000, kTrackVideo, 0, 0, 0, kSeekPreviousSync));
   EXPECT_EQ("v8@4000", session.Video());
+  EXPECT_EQ(0, session.parser->SeekEx(0, kTrackVideo, 0, 0, 0, kSeekPreviousSync));
+  EXPECT_EQ("v0@0", session.Video());
   EXPECT_EQ("0@4", session.Audio());
   session.Audio();
   TakeLog();
@@ -436,6 +443,8 @@ TEST(TrackSelection, DropsWhatIsQueued) {
       "6 [ASFParser] GetTrackInfo > get audio data obj(1)\n",
       TakeLog());
   EXPECT_EQ("(-1011)", session.Audio());
+  EXPECT_EQ(0, session.parser->SelectAudioTrack(1));
+  EXPECT_EQ("", TakeLog());
 }
 
 }  // namespace

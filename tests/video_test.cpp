@@ -22,13 +22,15 @@ const Bytes kStart = Hex("00 00 00 01");
 const Bytes kPicture = Hex("00 00 01 00");
 
 TEST(Video, WaitsForASecondObjectOrTheEnd) {
-  AsfFile file = VideoFile("WMV2", {"begun", "last"});
+  AsfFile file = VideoFile("WMV2", {"begun", "more", "last"});
   file.packets.insert(file.packets.begin() + 1, Packet({Media(2, 9000, "ended").Offset(5)}));
   for (const bool whole : {false, true}) {
     OpenSession session(file, "4");
     const auto next = [&] { return whole ? session.WholeVideo() : session.Video(); };
     EXPECT_EQ("begunended@0", next());
-    EXPECT_EQ("last@100", next());
+    EXPECT_EQ(Bytes::npos, session.source.TakeCalls().find("ReadAt 913+1"));  // packet 3
+    EXPECT_EQ("more@100", next());
+    EXPECT_EQ("last@200", next());
     EXPECT_EQ("", TakeLog("GetVideoData"));
     session.source.TakeCalls();
     EXPECT_EQ("(-1011)", next());
@@ -123,6 +125,7 @@ TEST(Mpeg12, ComesInPictures) {
       {"one", first, first + "@0 "},
       {"none", "nothing", "nothing@0 "},
       // A code at offset 0 is not seen: the picture behind it is the first.
+      {"one behind a byte", "x" + second + third, "x" + second + "@0 " + third + "@50 "},
       {"one at the start", second + third, second + third + "@0 "},
       {"a code that is cut off", first + second + cut, first + "@0 " + second + cut + "@50 "},
       {"a code that ends the object", first + kPicture, first + "@0 " + kPicture + "@50 "},
