@@ -5,7 +5,6 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
-#include <string>
 #include <string_view>
 
 #include "platform/Platform.h"
@@ -22,20 +21,23 @@ char PriorityLetter(int priority) {
                                                    : kLetters[static_cast<std::size_t>(priority)];
 }
 
-// Writes `message`, each of its lines behind a prefix of its own, in one piece
-// so that lines of several threads stay whole.
+// Writes `message`, each of its lines behind a prefix of its own; the stream is
+// locked meanwhile, so that messages of several threads stay whole. Allocates
+// nothing: a host may be out of memory when the parser says so.
 int WriteLines(int priority, const char* tag, std::string_view message) {
-  char prefix[kMessageBytes];
-  std::snprintf(prefix, sizeof(prefix), "%c/%-8s(%5d): ", PriorityLetter(priority), tag ? tag : "",
-                static_cast<int>(getpid()));
-  std::string lines;
+  int written = 0;
+  flockfile(stderr);
   do {
     const std::size_t end = message.find('\n');
-    lines.append(prefix).append(message.substr(0, end)).append(1, '\n');
+    const std::string_view line = message.substr(0, end);
+    const int result =
+        std::fprintf(stderr, "%c/%-8s(%5d): %.*s\n", PriorityLetter(priority), tag ? tag : "",
+                     static_cast<int>(getpid()), static_cast<int>(line.size()), line.data());
+    written = result < 0 || written < 0 ? -1 : written + result;
     message.remove_prefix(end == message.npos ? message.size() : end + 1);
   } while (!message.empty());
-  const std::size_t written = std::fwrite(lines.data(), 1, lines.size(), stderr);
-  return written == lines.size() ? static_cast<int>(written) : -1;
+  funlockfile(stderr);
+  return written;
 }
 
 int Print(int priority, const char* tag, const char* format, std::va_list arguments) {
