@@ -1,0 +1,163 @@
+// Whole process against whole process, in turn: asftool verify beside other
+// programs that read a file through and throw its media away, and the floor.
+//
+//   qo_peers TINY FILE...
+//
+// What a program takes for TINY, a small file, is its start-up.
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "host/FileSource.h"
+#include "host/ParserSession.h"
+
+namespace {
+
+using Command = std::vector<std::string>;
+
+constexpr int kRounds = 7;  // behind one that isn't counted
+
+struct Cost {
+  double processor = 0;  // seconds, user and system
+  double clock = 0;      // seconds
+  double peakMiB = 0;
+};
+
+struct Program {
+  const char* name;
+  std::vector<Cost> costs, startUps;
+};
+
+[[noreturn]] void Fail(const std::string& text) {
+  std::fprintf(stderr, "qo_peers: %s\n", text.c_str());
+  std::exit(2);
+}
+
+double Seconds(const timeval& time) {
+  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6;
+}
+
+// Runs a command with its output thrown away. A command that fails ends the
+// measurement: its time would mean nothing.
+Cost Run(const Command& command) {
+  std::vector<char*> arguments;
+  for (const std::string& word : command) arguments.push_back(const_cast<char*>(word.c_str()));
+  arguments.push_back(nullptr);
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    posix_spawn_file_actions_addopen(&actions, stream, "/dev/null", O_RDWR, 0);
+  }
+  const auto start = std::chrono::steady_clock::now();
+  pid_t child = 0;
+  const int error =
+      posix_spawnp(&child, arguments[0], &actions, nullptr, arguments.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  if (error != 0) Fail("cannot run " + command[0] + ": " + std::generic_category().message(error));
+  int status = 0;
+  rusage usage{};
+  if (wait4(child, &status, 0, &usage) < 0 || status != 0) {
+    Fail(command[0] + " failed on " + command.back());
+  }
+  const std::chrono::duration<double> clock = std::chrono::steady_clock::now() - start;
+  return {Seconds(usage.ru_utime) + Seconds(usage.ru_stime), clock.count(),
+          static_cast<double>(usage.ru_maxrss) / 1024};
+}
+
+std::string OwnFolder() {
+  return std::filesystem::read_symlink("/proc/self/exe").parent_path().string();
+}
+
+std::size_t TrackCount(const host::ParserLibrary& library, const std::string& path) {
+  std::string error;
+  auto source = host::FileSource::OpenPath(path, &error);
+  if (source == nullptr) Fail(error);
+  host::ParserSession session(library, std::move(source));
+  const int status = session.Open();
+  if (status != kParserOk) Fail(path + ": " + host::ParserSession::StatusText(status));
+  return session.tracks().size();
+}
+
+Command CommandOf(const std::string& name, const std::string& path, std::size_t tracks) {
+  if (name == "floor") return {OwnFolder() + "/qo_copy_floor", path};
+  if (name == "asftool verify") return {OwnFolder() + "/asftool", "verify", path};
+  if (name == "ffmpeg") {
+    return {"ffmpeg", "-v", "error", "-nostdin", "-i",   path, "-map",
+            "0",      "-c", "copy",  "-f",       "null", "-"};
+  }
+  Command command{"gst-launch-1.0", "-q", "filesrc", "location=" + path, "!", "asfdemux", "name=d"};
+  for (std::size_t k = 0; k < tracks; ++k) {
+    command.insert(command.end(), {"d.", "!", "fakesink", "async=false", "sync=false"});
+  }
+  return command;
+}
+
+template <typename Value>
+double Median(const std::vector<Cost>& costs, Value value) {
+  std::vector<double> values;
+  for (std::size_t k = 0; k < costs.size(); ++k) values.push_back(value(k));
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::nth_element(values.begin(), middle, values.end());
+  return *middle;
+}
+
+void PrintRow(const std::string& file, const Program& program, const Program& floor) {
+  const auto& costs = program.costs;
+  const auto net = [](const Program& of, std::size_t k) {
+    return std::max(of.costs[k].processor - of.startUps[k].processor, 1e-4);
+  };
+  std::printf("| %s | %s | %.1f | %.1f | %.1f | %.2f | %.2f |\n", file.c_str(), program.name,
+              Median(costs, [&](std::size_t k) { return costs[k].processor * 1e3; }),
+              Median(costs, [&](std::size_t k) { return costs[k].clock * 1e3; }),
+              Median(costs, [&](std::size_t k) { return costs[k].peakMiB; }),
+              Median(costs,
+                     [&](std::size_t k) {
+                       return costs[k].processor / std::max(floor.costs[k].processor, 1e-4);
+                     }),
+              Median(costs, [&](std::size_t k) { return net(program, k) / net(floor, k); }));
+  std::fflush(stdout);
+}
+
+void Compare(const host::ParserLibrary& library, const std::string& tiny, const std::string& path) {
+  std::vector<Program> programs{
+      {"floor", {}, {}}, {"asftool verify", {}, {}}, {"ffmpeg", {}, {}}, {"GStreamer", {}, {}}};
+  const std::size_t tracks = TrackCount(library, path);
+  const std::size_t tinyTracks = TrackCount(library, tiny);
+  for (int round = 0; round <= kRounds; ++round) {
+    for (Program& program : programs) {
+      const Cost startUp = Run(CommandOf(program.name, tiny, tinyTracks));
+      const Cost cost = Run(CommandOf(program.name, path, tracks));
+      if (round == 0) continue;
+      program.startUps.push_back(startUp);
+      program.costs.push_back(cost);
+    }
+  }
+  const std::string file = std::filesystem::path(path).filename().string();
+  for (const Program& program : programs) PrintRow(file, program, programs.front());
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc < 3) Fail("usage: qo_peers TINY FILE...");
+  std::string error;
+  const auto library = host::ParserLibrary::Load("", &error);
+  if (library == nullptr) Fail(error);
+  std::puts(
+      "| file | program | user + system, ms | wall, ms | peak, MiB | ratio to the floor | less "
+      "start-up |\n|---|---|---|---|---|---|---|");
+  for (int k = 2; k < argc; ++k) Compare(*library, argv[1], argv[k]);
+  return 0;
+}
