@@ -1,0 +1,174 @@
+// asftool as a person or a script meets it: what it prints, where, and with which
+// exit code.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Outcome {
+  int exitCode;
+  std::string out;
+  std::string err;
+};
+
+std::string Contents(const fs::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::stringstream text;
+  text << file.rdbuf();
+  return text.str();
+}
+
+class Tool : public ::testing::Test {
+ protected:
+  Tool() { fs::create_directories(folder_); }
+  ~Tool() override { fs::remove_all(folder_); }
+
+  std::string Path(const std::string& name) const { return (folder_ / name).string(); }
+  static std::string Sample(const std::string& name) { return QO_SAMPLES_DIR "/" + name; }
+
+  Outcome Run(const std::string& arguments) const {
+    const bool namesLibrary = arguments.rfind("--library", 0) == 0;
+    const std::string command = "cd '" + folder_.string() + "' && ( " QO_ASFTOOL " " +
+                                (namesLibrary ? "" : "--library " QO_PARSER_LIBRARY " ") +
+                                arguments + " ) >out 2>err";
+    const int status = std::system(command.c_str());
+    return {WEXITSTATUS(status), Contents(Path("out")), Contents(Path("err"))};
+  }
+
+  // A sample with its bytes changed.
+  std::string Variant(const std::string& sample, void (*change)(std::string*)) const {
+    std::string bytes = Contents(Sample(sample));
+    change(&bytes);
+    std::ofstream(Path("variant.asf"), std::ios::binary) << bytes;
+    return "variant.asf";
+  }
+
+ private:
+  const fs::path folder_ =
+      fs::temp_directory_path() / ("asftool-test-" + std::to_string(getpid()) + "-" +
+                                   ::testing::UnitTest::GetInstance()->current_test_info()->name());
+};
+
+TEST_F(Tool, ListsTheUnitsOfEverySampleAsCommitted) {
+  int compared = 0;
+  for (const auto& entry : fs::directory_iterator(QO_SAMPLES_DIR)) {
+    const fs::path dump = entry.path().string() + ".units.txt";
+    if (!fs::exists(dump)) continue;
+    ++compared;
+    for (const char* source : {"", " --read-ahead"}) {
+      const Outcome outcome = Run("units '" + entry.path().string() + "'" + source);
+      EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
+      EXPECT_TRUE(outcome.out == Contents(dump))
+          << dump << " differs; if the difference is wanted:\n  asftool units " << entry.path()
+          << " > " << dump;
+    }
+  }
+  EXPECT_GE(compared, 10);
+}
+
+TEST_F(Tool, JsonAgreesWithTheTextAndIsAllThereIsOnStdout) {
+  const auto info = nlohmann::json::parse(Run("info --json " + Sample("tags.wma")).out);
+  EXPECT_EQ(info["tags"]["album"], "The Album");
+  EXPECT_EQ(info["tracks"][0]["codec"], 211);
+  const auto units =
+      nlohmann::json::parse(Run("units --json --track video " + Sample("two_audio.wmv")).out);
+  const std::string lines = Run("units --track video " + Sample("two_audio.wmv")).out;
+  EXPECT_EQ(static_cast<long>(units["units"].size()) + 1,
+            std::count(lines.begin(), lines.end(), '\n'));
+  const auto seek =
+      nlohmann::json::parse(Run("seek --to 1.2 --exact --json " + Sample("wmv2_wma2.wmv")).out);
+  EXPECT_LE(seek["video"]["time_ms"], 1200);
+  EXPECT_EQ(seek["video"]["time_ms"], 1046);
+}
+
+TEST_F(Tool, ExitCodesTellBadFilesFromCommandsThatCannotRun) {
+  const std::string cut =
+      Variant("wmv2_wma2.wmv", [](std::string* bytes) { bytes->resize(bytes->size() / 2); });
+  fs::copy(Path(cut), Path("cut.asf"));
+  const std::string broken = Variant("wmv2_wma2.wmv", [](std::string* bytes) {
+    // Packet 5 of 3200 bytes, from its payload flags on.
+    bytes->replace(bytes->find("\x82\x00\x00", 0, 3) + 5 * 3200 + 3, 40, 40, '\xFF');
+  });
+  std::ofstream(Path("text.asf")) << "no ASF at all";
+  struct Case {
+    std::string arguments;
+    int exitCode;
+    const char* error;  // part of what stderr says
+  };
+  const std::string good = Sample("wmv2_wma2.wmv");
+  const std::vector<Case> cases = {
+      {"verify " + good, 0, ""},
+      {"verify --explain " + good, 0, ""},
+      {"verify cut.asf", 1, "cut.asf: truncated"},
+      {"info cut.asf", 1, "cut.asf: truncated"},
+      {"verify " + broken, 1, "variant.asf: video ends early"},
+      {"units " + broken, 1, "variant.asf: 1 packet failed, first packet 5"},
+      {"info text.asf", 1, "text.asf: not an ASF file"},
+      {"info nowhere.asf", 2, "nowhere.asf: No such file"},
+      {"info .", 2, "Is a directory"},
+      {"--library nowhere.so info " + good, 2, "nowhere.so"},
+      {"play " + good, 2, "play"},
+      {"units --track text " + good, 2, "--track"},
+      {"seek " + good, 2, "--to"},
+      {"extract " + good, 2, "nothing to extract"},
+      {"extract --cover c " + good, 1, "no cover art"},
+      {"extract --video nowhere/v " + good, 2, "nowhere/v: cannot be written"},
+      {"extract --video /dev/full " + good, 2, "No space left"},
+      {"units " + good + " >/dev/full", 2, "standard output"},
+  };
+  for (const Case& c : cases) {
+    const Outcome outcome = Run(c.arguments);
+    EXPECT_EQ(outcome.exitCode, c.exitCode) << c.arguments << "\n" << outcome.err;
+    EXPECT_NE(outcome.err.find(c.error), std::string::npos) << c.arguments << outcome.err;
+    EXPECT_EQ(outcome.err.empty(), c.exitCode == 0) << c.arguments << outcome.err;
+  }
+}
+
+TEST_F(Tool, ExtractsWholeFilesOrNone) {
+  const Outcome outcome =
+      Run("extract --audio a --video v --config-video c " + Sample("wmv2_wma2.wmv"));
+  EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
+  EXPECT_EQ(fs::file_size(Path("c")), 4u);
+  std::size_t bytes = 0;
+  std::istringstream lines(Contents(Sample("wmv2_wma2.wmv.units.txt")));
+  std::string number, track, time, size, md5;
+  for (std::getline(lines, md5); lines >> number >> track >> time >> size >> md5;) {
+    bytes += std::stoul(size);
+  }
+  EXPECT_EQ(fs::file_size(Path("a")) + fs::file_size(Path("v")), bytes);
+
+  // A file that holds no unit leaves nothing behind, and replaces nothing.
+  std::ofstream(Path("kept")) << "kept";
+  const std::string silent = Variant("pcm.wma", [](std::string* text) {
+    for (std::size_t at = 0; (at = text->find("\x82\x00\x00", at, 3)) != std::string::npos; ++at) {
+      text->replace(at, 3, 3, '\0');
+    }
+  });
+  EXPECT_EQ(Run("extract --audio kept " + silent).exitCode, 1);
+  EXPECT_EQ(Contents(Path("kept")), "kept");
+  for (const auto& entry : fs::directory_iterator(fs::path(Path("kept")).parent_path())) {
+    EXPECT_EQ(entry.path().string().find(".part"), std::string::npos) << entry.path();
+  }
+}
+
+TEST_F(Tool, TracesTheCallsOfAnOpen) {
+  const Outcome outcome = Run("trace " + Sample("wmv2_wma2.wmv") + " open");
+  EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
+  EXPECT_EQ(
+      outcome.out.rfind("Open\nReadAt\tat 0\tasked 30\tgot 30\nRead\tat 30\tasked 24\tgot 24\n", 0),
+      0u)
+      << outcome.out.substr(0, 300);
+}
+
+}  // namespace
