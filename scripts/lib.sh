@@ -6,7 +6,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 # What a build needs, as Debian 12 names it.
 build_packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev nettle-dev)
 # What the tests need besides.
-test_packages=(binutils pkg-config python3 libgtest-dev abigail-tools)
+test_packages=(binutils pkg-config python3 libgtest-dev abigail-tools blueprint-tools)
 
 die() {
   echo "${0##*/}: $*" >&2
