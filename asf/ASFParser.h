@@ -417,7 +417,8 @@ class QO_EXPORT ASFParser final : public IParser {
   asf_content_description_object* m_objContentDescription = nullptr;
   asf_extended_content_description_object* m_pExtContentDescription = nullptr;
   AsfTrackExt* m_pExtraInterface = nullptr;
-  TrackInfo* m_pTrackInfo = nullptr;  // one per element of m_vStreamProperties
+  TrackInfo* m_pTrackInfo = nullptr;  // m_TrackRecords of them
+  std::size_t m_TrackRecords = 0;     // one per stream kept when Open ended
   meta_info* m_pMetaInfo = nullptr;
 };
 

@@ -9,11 +9,16 @@
 void QueuedMedia::Reserve(unsigned int bytes) {
   if (bytes <= m_Capacity) return;
   const unsigned int doubled = std::min(2 * m_Capacity, kMaxAllocBytes);
-  const unsigned int capacity = std::max(bytes, doubled);
-  auto* grown = new unsigned char[capacity];
-  CopyUnit(grown, pData, DataLen);
+  Resize(std::max(bytes, doubled));
+}
+
+void QueuedMedia::Trim() { Resize(DataLen); }
+
+void QueuedMedia::Resize(unsigned int capacity) {
+  auto* resized = new unsigned char[capacity];
+  CopyUnit(resized, pData, DataLen);
   delete[] pData;
-  pData = grown;
+  pData = resized;
   m_Capacity = capacity;
 }
 

@@ -36,10 +36,16 @@ class QueuedMedia : public ParsedMediaData {
   // geometrically: an object joined from many fragments costs linear time.
   void Reserve(unsigned int bytes);
 
+  // Gives back the room behind DataLen: for an object whose length promised more
+  // than the source brought.
+  void Trim();
+
   // Takes over a new[] block of `length` bytes; the former one is freed.
   void Adopt(unsigned char* data, unsigned int length);
 
  private:
+  void Resize(unsigned int capacity);
+
   unsigned int m_Capacity = 0;
 };
 

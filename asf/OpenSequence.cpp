@@ -41,6 +41,7 @@ int ASFParser::OpenWithMode(IDataSource* source, int mode, const char* operation
   static_cast<void>(SetASFMetaData());    // always 0
   m_pExtraInterface = new AsfTrackExt();
   m_pTrackInfo = new TrackInfo[m_vStreamProperties.size()]();
+  m_TrackRecords = m_vStreamProperties.size();
   return kParserOk;
 }
 

@@ -108,6 +108,7 @@ int ASFParser::JoinBody(media_data* stream, const payload_header& header, unsign
   const unsigned int stripped = SequenceHeaderBytes(header, tail, got);
   if (stripped == 0) {
     last.DataLen += got;
+    if (got < length) last.Trim();
     return kParserOk;
   }
   // A frame of its own began in this fragment, whatever its offset says.
@@ -121,10 +122,13 @@ int ASFParser::JoinBody(media_data* stream, const payload_header& header, unsign
 int ASFParser::TakeNewBody(media_data* stream, const payload_header& header, unsigned int timeMs,
                            unsigned int length, const DemuxRules& rules) {
   MediaQueue fresh = m_MediaPool.Take(length);
-  unsigned char* body = fresh.front().pData;
+  QueuedMedia& object = fresh.front();
   unsigned int got;
-  const int status = ReadBody(body, length, rules, &got);
+  const int status = ReadBody(object.pData, length, rules, &got);
   if (status < 0) return status;
+  object.DataLen = got;
+  if (got < length) object.Trim();
+  unsigned char* body = object.pData;
   const unsigned int stripped = SequenceHeaderBytes(header, body, got);
   if (stripped != 0) {
     std::memmove(body, body + stripped, got - stripped);

@@ -78,6 +78,7 @@ void ASFParser::ReleaseTrackRecords() {
   m_pExtraInterface = nullptr;
   delete[] m_pTrackInfo;
   m_pTrackInfo = nullptr;
+  m_TrackRecords = 0;
 }
 
 unsigned int ASFParser::GetTrackCount() {

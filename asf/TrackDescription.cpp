@@ -104,7 +104,7 @@ void setTrackInfo(TrackInfo* info, video_specific_data* data, AsfTrackExt* ext) 
 
 TrackInfo* ASFParser::GetTrackInfo(unsigned long index) {
   return m_Barrier.Run([=]() -> TrackInfo* {
-    if (m_pTrackInfo == nullptr || index >= m_vStreamProperties.size()) {
+    if (index >= m_TrackRecords) {
       LOG_ERROR("[%s] Non A/V Track", getName());
       return nullptr;
     }
@@ -163,8 +163,7 @@ TrackInfo* ASFParser::DescribeVideo(unsigned long index, AsfTrackExt* ext) {
 bool ASFParser::IsEAC3() {
   return m_Barrier.Run([this] {
     const auto index = static_cast<std::size_t>(m_AudioData.TrackIndex);
-    const bool described = m_pTrackInfo != nullptr && index < m_vStreamProperties.size();
-    return ProbeEAC3(described ? m_pTrackInfo[index].blockAlign : 0);
+    return ProbeEAC3(index < m_TrackRecords ? m_pTrackInfo[index].blockAlign : 0);
   });
 }
 
