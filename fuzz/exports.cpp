@@ -156,7 +156,7 @@ class Exports {
     const int index = static_cast<int>(which & 1);
     CHECK(((which & 2) != 0 ? parser_.SelectVideoTrack(index) : parser_.SelectAudioTrack(index)) ==
           0);
-    for (unsigned int track = 0; track < 2; ++track) {
+    for (unsigned int track = 0; track < parser_.GetTrackCount(); ++track) {
       parser_.GetTrackInfo(track);
     }
   }
