@@ -141,6 +141,7 @@ class SlotHost : public testing::Test {
     slots_ = parser_->slots;
   }
   void TearDown() override {
+    if (!library_) return;
     DestroyParser();
     dlclose(library_);
   }
@@ -236,18 +237,6 @@ TEST_F(SlotHost, MeetsNoException) {
   source_.throwing = 2;
   EXPECT_EQ(kOutOfRange, slots_->Open(parser_, &source_));
   slots_->Close(parser_);
-}
-
-TEST_F(SlotHost, SharesTheExportedData) {
-  const auto* level = static_cast<const int*>(dlsym(library_, "debug_level"));
-  const auto* frames = static_cast<const unsigned*>(dlsym(library_, "frmBasedTypeCodes"));
-  const auto* fields = static_cast<const unsigned*>(dlsym(library_, "fldBasedTypeCodes"));
-  ASSERT_TRUE(level && frames && fields);
-  EXPECT_EQ(1, *level);
-  EXPECT_EQ(std::vector<unsigned>({2, 2, 2, 2, 2, 2, 2, 2, 3, 3, 3, 3, 1, 1, 4, 5}),
-            std::vector<unsigned>(frames, frames + 16));
-  EXPECT_EQ(std::vector<unsigned>({6, 7, 8, 9, 10, 11, 12, 13}),
-            std::vector<unsigned>(fields, fields + 8));
 }
 
 }  // namespace
