@@ -9,7 +9,6 @@
 #endif
 #endif
 #if defined(__SANITIZE_ADDRESS__) || defined(QO_CLANG_ADDRESS_SANITIZER)
-#include <sanitizer/allocator_interface.h>
 #define QO_ADDRESS_SANITIZER 1
 #endif
 
@@ -45,8 +44,14 @@ void CountNew(std::size_t bytes) {
 }  // namespace
 
 // The address sanitizer keeps its own operator new, which tells apart how blocks
-// are to be freed.
+// are to be freed, and offers hooks.
 #ifdef QO_ADDRESS_SANITIZER
+
+// As <sanitizer/allocator_interface.h> declares them, which g++ comes without.
+extern "C" std::size_t __sanitizer_get_allocated_size(const volatile void* block);
+extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*onNew)(const volatile void*,
+                                                                       std::size_t),
+                                                         void (*onFree)(const volatile void*));
 
 namespace {
 
@@ -54,9 +59,7 @@ constexpr bool kKnowsWhatIsKept = true;
 
 const int hooked = __sanitizer_install_malloc_and_free_hooks(
     [](const volatile void*, std::size_t size) { CountNew(size); },
-    [](const volatile void* block) {
-      heapBytes -= __sanitizer_get_allocated_size(const_cast<const void*>(block));
-    });
+    [](const volatile void* block) { heapBytes -= __sanitizer_get_allocated_size(block); });
 
 }  // namespace
 
