@@ -251,7 +251,7 @@ class QO_EXPORT ASFParser final : public IParser {
   int ParseExtendedContentDescription(const asf_object_header& header);
   int ParseContentDescriptor(unsigned long long end, asf_content_descriptor* descriptor,
                              bool* exceeded);
-  int ReadDescriptorValue(asf_content_descriptor* descriptor);
+  int ReadDescriptorValue(unsigned short length, asf_content_descriptor* descriptor);
   int SkipHeaderObject(const asf_object_header& header);
   int ReadHeaderBuffer(unsigned int size, unsigned int terminator, ByteBuffer* out);
 

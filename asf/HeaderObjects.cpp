@@ -121,7 +121,13 @@ int ASFParser::ParseContentDescription(const asf_object_header& header) {
     status = ReadHeaderBuffer(length, sizeof(unsigned short), &string);
     m_objContentDescription->strings[k] = string.release();
   }
-  if (status < 0) return status;
+  if (status < 0) {
+    // No length stays without its string.
+    for (int k = 0; k < kContentStrings; ++k) {
+      if (m_objContentDescription->strings[k] == nullptr) m_objContentDescription->lengths[k] = 0;
+    }
+    return status;
+  }
   if (m_objContentDescription->strings[kTitle] != nullptr) {
     LOG_TRACE("Title : %s", reinterpret_cast<char*>(m_objContentDescription->strings[kTitle]));
   }
@@ -159,12 +165,14 @@ int ASFParser::ParseExtendedContentDescription(const asf_object_header& header) 
 // behind the object.
 int ASFParser::ParseContentDescriptor(unsigned long long end, asf_content_descriptor* descriptor,
                                       bool* exceeded) {
-  int status = Source().Read(&descriptor->nameLength, sizeof(descriptor->nameLength));
+  unsigned short nameLength = 0;
+  int status = Source().Read(&nameLength, sizeof(nameLength));
   if (status < 0) return status;
   ByteBuffer name;
-  status = ReadHeaderBuffer(descriptor->nameLength, 0, &name);
+  status = ReadHeaderBuffer(nameLength, 0, &name);
   if (status < 0) return status;
   descriptor->name = name.release();
+  descriptor->nameLength = nameLength;
   status = Source().Read(&descriptor->valueType, sizeof(descriptor->valueType));
   if (status < 0) return status;
   unsigned short length = 0;
@@ -179,14 +187,14 @@ int ASFParser::ParseContentDescriptor(unsigned long long end, asf_content_descri
     *exceeded = true;
     return Source().SeekTo(end + 1);
   }
-  descriptor->valueLength = length;
-  return ReadDescriptorValue(descriptor);
+  status = ReadDescriptorValue(length, descriptor);
+  if (status >= 0) descriptor->valueLength = length;
+  return status;
 }
 
 // The fixed-width types read their own width, whatever length the file declares:
 // kept so, for writers exist whose files are read by it.
-int ASFParser::ReadDescriptorValue(asf_content_descriptor* descriptor) {
-  const int length = descriptor->valueLength;
+int ASFParser::ReadDescriptorValue(unsigned short length, asf_content_descriptor* descriptor) {
   switch (descriptor->valueType) {
     case kMetaString:
       LOG_TRACE("[ID_EXTENDED_CONTENT_DESCRIPTION_OBJECT]string length: %d", length);
@@ -212,7 +220,7 @@ int ASFParser::ReadDescriptorValue(asf_content_descriptor* descriptor) {
       break;
   }
   ByteBuffer value;
-  const int status = ReadHeaderBuffer(descriptor->valueLength, sizeof(unsigned short), &value);
+  const int status = ReadHeaderBuffer(length, sizeof(unsigned short), &value);
   descriptor->value.bytes = value.release();
   return status;
 }

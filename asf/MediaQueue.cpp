@@ -12,7 +12,16 @@ void QueuedMedia::Reserve(unsigned int bytes) {
   Resize(std::max(bytes, doubled));
 }
 
-void QueuedMedia::Trim() { Resize(DataLen); }
+void QueuedMedia::Settle() {
+  if (!m_IsShort) return;
+  Resize(DataLen);
+  m_IsShort = false;
+}
+
+void QueuedMedia::Reset() {
+  DataLen = 0;
+  m_IsShort = false;
+}
 
 void QueuedMedia::Resize(unsigned int capacity) {
   auto* resized = new unsigned char[capacity];
@@ -45,7 +54,7 @@ MediaQueue MediaPool::Take(unsigned int bytes) {
   } else {
     taken.splice(taken.end(), m_Spare, m_Spare.begin());
     m_SpareBytes -= HeldBytes(taken.front());
-    taken.front().DataLen = 0;
+    taken.front().Reset();
   }
   taken.front().Reserve(bytes);
   return taken;

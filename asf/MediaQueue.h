@@ -36,9 +36,14 @@ class QueuedMedia : public ParsedMediaData {
   // geometrically: an object joined from many fragments costs linear time.
   void Reserve(unsigned int bytes);
 
-  // Gives back the room behind DataLen: for an object whose length promised more
-  // than the source brought.
-  void Trim();
+  // A payload promised more bytes than the source brought. Such an object gives
+  // back the room that was made for them once it is complete (Settle): a packet
+  // can promise much.
+  void NoteShort() { m_IsShort = true; }
+  void Settle();
+
+  // Makes it an element without data, as good as new but for its buffer.
+  void Reset();
 
   // Takes over a new[] block of `length` bytes; the former one is freed.
   void Adopt(unsigned char* data, unsigned int length);
@@ -47,6 +52,7 @@ class QueuedMedia : public ParsedMediaData {
   void Resize(unsigned int capacity);
 
   unsigned int m_Capacity = 0;
+  bool m_IsShort = false;
 };
 
 using MediaQueue = std::list<QueuedMedia>;

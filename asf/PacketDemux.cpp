@@ -108,7 +108,7 @@ int ASFParser::JoinBody(media_data* stream, const payload_header& header, unsign
   const unsigned int stripped = SequenceHeaderBytes(header, tail, got);
   if (stripped == 0) {
     last.DataLen += got;
-    if (got < length) last.Trim();
+    if (got < length) last.NoteShort();
     return kParserOk;
   }
   // A frame of its own began in this fragment, whatever its offset says.
@@ -126,8 +126,7 @@ int ASFParser::TakeNewBody(media_data* stream, const payload_header& header, uns
   unsigned int got;
   const int status = ReadBody(object.pData, length, rules, &got);
   if (status < 0) return status;
-  object.DataLen = got;
-  if (got < length) object.Trim();
+  if (got < length) object.NoteShort();
   unsigned char* body = object.pData;
   const unsigned int stripped = SequenceHeaderBytes(header, body, got);
   if (stripped != 0) {
@@ -201,6 +200,7 @@ int ASFParser::QueueObject(media_data* stream, const payload_header& header, uns
   object.bKeyFrame = IsKeyFrame(header) ? rules.keyMark : 0;
   object.TimeStamp = timeMs;
   object.DataLen = length;
+  if (!stream->qData.empty()) stream->qData.back().Settle();
   stream->qData.splice(stream->qData.end(), *fresh);
   return kParserOk;
 }

@@ -13,8 +13,8 @@ int ASFParser::SelectAudioTrack(int index) {
   const int count = static_cast<int>(m_vMediaData.size());
   for (int p = 0; p < count; ++p) {
     if (!IsEntryOf(p, index, ID_AUDIO_MEDIA)) continue;
-    MakeCurrent(p, "SelectAudioTrack", &m_AudioData);
     m_AudioTrackIndex = static_cast<unsigned int>(p);
+    MakeCurrent(p, "SelectAudioTrack", &m_AudioData);
     LOG_ERROR("[%s] GetTrackInfo > get audio data obj(%d)", getName(), p);
   }
   return kParserOk;
@@ -30,8 +30,8 @@ int ASFParser::SelectVideoTrack(int index) {
   const int count = static_cast<int>(m_vMediaData.size());
   for (int p = 0; p < count; ++p) {
     if (!IsEntryOf(p, index, ID_VIDEO_MEDIA)) continue;
-    MakeCurrent(p, "SelectVideoTrack", &m_VideoData);
     m_AudioTrackIndex = static_cast<unsigned int>(p);
+    MakeCurrent(p, "SelectVideoTrack", &m_VideoData);
     LOG_ERROR("[%s] GetTrackInfo > get video data obj(%d)", getName(), p);
   }
   return kParserOk;

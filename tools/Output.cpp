@@ -51,13 +51,13 @@ std::string Printable(const std::string& text) {
 }
 
 std::string TimeText(unsigned long long ms) {
-  const unsigned long long hours = ms / 3600000;
-  const unsigned minutes = ms / 60000 % 60, seconds = ms / 1000 % 60, rest = ms % 1000;
+  const unsigned long long hours = ms / 3600000, minutes = ms / 60000 % 60;
+  const unsigned long long seconds = ms / 1000 % 60, rest = ms % 1000;
   char text[48];
   if (hours > 0) {
-    std::snprintf(text, sizeof text, "%llu:%02u:%02u.%03u", hours, minutes, seconds, rest);
+    std::snprintf(text, sizeof text, "%llu:%02llu:%02llu.%03llu", hours, minutes, seconds, rest);
   } else {
-    std::snprintf(text, sizeof text, "%u:%02u.%03u", minutes, seconds, rest);
+    std::snprintf(text, sizeof text, "%llu:%02llu.%03llu", minutes, seconds, rest);
   }
   return text;
 }
