@@ -112,21 +112,16 @@ int ASFParser::ParseContentDescription(const asf_object_header& header) {
     for (const unsigned char* string : m_objContentDescription->strings) KeepLeaked(string);
   }
   m_objContentDescription = description.release();
-  int status =
-      Source().Read(m_objContentDescription->lengths, sizeof(m_objContentDescription->lengths));
-  for (int k = 0; status >= 0 && k < kContentStrings; ++k) {
-    const unsigned short length = m_objContentDescription->lengths[k];
-    if (length == 0) continue;
+  unsigned short lengths[kContentStrings] = {};
+  int status = Source().Read(lengths, sizeof(lengths));
+  if (status < 0) return status;
+  for (int k = 0; k < kContentStrings; ++k) {
+    if (lengths[k] == 0) continue;
     ByteBuffer string;
-    status = ReadHeaderBuffer(length, sizeof(unsigned short), &string);
+    status = ReadHeaderBuffer(lengths[k], sizeof(unsigned short), &string);
+    if (status < 0) return status;
     m_objContentDescription->strings[k] = string.release();
-  }
-  if (status < 0) {
-    // No length stays without its string.
-    for (int k = 0; k < kContentStrings; ++k) {
-      if (m_objContentDescription->strings[k] == nullptr) m_objContentDescription->lengths[k] = 0;
-    }
-    return status;
+    m_objContentDescription->lengths[k] = lengths[k];
   }
   if (m_objContentDescription->strings[kTitle] != nullptr) {
     LOG_TRACE("Title : %s", reinterpret_cast<char*>(m_objContentDescription->strings[kTitle]));
