@@ -174,7 +174,16 @@ void ResetHeapPeak() { heapPeak = heapBytes.load(); }
 
 LeakCheck::LeakCheck() : before_(heapBytes - keptBytes) {}
 
-LeakCheck::~LeakCheck() { CHECK(!kKnowsWhatIsKept || heapBytes - keptBytes == before_); }
+LeakCheck::~LeakCheck() {
+  CHECK(!kKnowsWhatIsKept || heapBytes - keptBytes == before_);
+  while (keptBlocks != nullptr) {
+    unsigned char* const block = keptBlocks;
+    std::memcpy(&keptBlocks, block, sizeof(keptBlocks));
+    const std::size_t with = heapBytes;
+    delete[] block;
+    keptBytes -= with - heapBytes;
+  }
+}
 
 unsigned char* UnitBuffer() {
   static auto* const buffer = static_cast<unsigned char*>(std::malloc(kMaxAccessUnitBytes));
