@@ -215,7 +215,7 @@ void Source::Misbehave(Fault fault) {
       file_ = file_.substr(0, file_.size() / 2);
       break;
     case Fault::kReadShort:
-      maxRead_ = 8;
+      maxRead_ = 16;
       break;
     case Fault::kSizeUnknown:
       sizeKnown_ = false;

@@ -86,7 +86,7 @@ enum class Fault : std::uint8_t {
   kThrowBadAlloc,
   kBringNothing,
   kShrink,        // to half of what it had
-  kReadShort,     // 8 bytes a read at most from now on
+  kReadShort,     // 16 bytes a read at most from now on
   kSizeUnknown,   // from now on
   kSizeTooLarge,  // from now on
   kOverstate,     // says that a read brought more than was asked for
