@@ -154,9 +154,10 @@ void MeasurePlayOut(benchmark::State& state, const host::ParserLibrary& library,
 
 // Opening, describing and closing. Its one unit is the file.
 void OpenAndClose(IParser* parser, IDataSource* source) {
-  parser->Open(source);
-  for (unsigned int k = 0; k < parser->GetTrackCount(); ++k) parser->GetTrackInfo(k);
-  parser->GetMetaInfo();
+  if (parser->Open(source) == kParserOk) {
+    for (unsigned int k = 0; k < parser->GetTrackCount(); ++k) parser->GetTrackInfo(k);
+    parser->GetMetaInfo();
+  }
   parser->Close();
 }
 
@@ -186,7 +187,7 @@ class Seeker {
  public:
   Seeker(const host::ParserLibrary& library, std::unique_ptr<IDataSource> source)
       : source_(std::move(source)), parser_(library.MakeParser()) {
-    parser_->Open(source_.get());
+    if (parser_->Open(source_.get()) != kParserOk) return;
     parser_->GetDurationMs(&durationMs_);
     for (unsigned int k = 0; k < parser_->GetTrackCount(); ++k) {
       const TrackInfo* track = parser_->GetTrackInfo(k);
