@@ -99,6 +99,10 @@ TEST(TrackInfo, FindsATrackThatIsNoLongerCurrent) {
       "2 [ASFParser] GetTrackInfo > loop(1) trackindex(1) streamtype(35)\n"
       "2 [ASFParser] GetTrackInfo > loop(2) trackindex(1) streamtype(36)\n",
       TakeLog());
+  OpenSession video(AsfFile({VideoStream(2), VideoStream(5), AudioStream(1)}));
+  video.parser->SelectVideoTrack(1);
+  EXPECT_EQ(107u, video.parser->GetTrackInfo(0)->codec);
+  EXPECT_EQ(0, video.parser->getExtraInterface()->valid);  // that is the current track's
 }
 
 // One AC-3 payload per packet.
@@ -125,6 +129,7 @@ TEST(Eac3Probe, ReadsTheIdentifierBehindTheFirstSyncWord) {
   } cases[] = {
       {"E-AC-3", {eac3, none}, 7, 204, 1},
       {"byte-swapped", {swapped, none}, 7, 204, 1},
+      {"half a sync word", {Hex("0B 00 77 00 00 80 00")}, 7, 203, 2},
       {"AC-3", {ac3, eac3}, 7, 203, 1},
       {"the first one decides", {ac3 + eac3}, 14, 203, 1},
       {"at the last place", {Bytes(9, 'n') + eac3}, 16, 204, 1},
@@ -165,6 +170,11 @@ TEST(Eac3Probe, LeavesWhatWasQueuedBefore) {
     EXPECT_EQ("", session.source.TakeCalls());
     EXPECT_EQ("nothing@0", session.Audio());
   }
+  OpenSession ended(Ac3File({Hex("0B 77 00 00 00 80 00")}, 7));
+  ended.AllAudio();
+  ended.source.TakeCalls();
+  EXPECT_EQ(203u, ended.parser->GetTrackInfo(0)->codec);
+  EXPECT_EQ("", ended.source.TakeCalls());
 }
 
 TEST(Config, IsWhatFollowsTheFixedPart) {

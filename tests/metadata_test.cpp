@@ -133,7 +133,7 @@ TEST(Tags, ComeFromTheFirstObjectThatHasThem) {
       {{meta(kYear, 1, "bytes")}, 16, "1/5/bytes"},
       {{meta(kYear, 2, Le(0x10000, 4))}, 16, "2/4/65536"},
       {{meta(kYear, 3, Le(0x187654321, 5))}, 16, "3/5/2271560481"},
-      {{meta(kYear, 4, Le(1ull << 40, 8))}, 16, "4/8/1099511627776"},
+      {{meta(kYear, 4, Le(1ull << 40, 8) + "x")}, 16, "4/9/1099511627776"},
       {{meta(kYear, 5, Le(0x1238001, 4))}, 16, "5/4/32769"},
       {{meta(kYear, 4, "\x05")}, 16, "4/1/5"},  // what is missing is 0
       {{library("WM/Composer", "c")}, 17, "0/1/c"},

@@ -33,6 +33,29 @@ TEST(Open, CallsTheSourceInOrder) {
     EXPECT_EQ(header + ((mode & 6) == 0 ? trailing : "") + "ReadAt 486+1, ReadAt 486+3, Read 2",
               session.source.TakeCalls());
   }
+  // Failures from the header on to the data object are passed on, all others are not.
+  const long last = std::count(header.begin(), header.end(), ',');
+  for (long call = 1; call <= last + 14; ++call) {
+    ParserSession session(EveryObject().Build());
+    session.source.faultCall = call;
+    EXPECT_EQ(call > 1 && call <= last ? FaultySource::kFailure : 0, session.Open()) << call;
+  }
+}
+
+TEST(Open, HasItsStepsApart) {
+  OpenSession session(EveryObject());
+  EXPECT_EQ(0, session.parser->PreparseDataObjects());
+  EXPECT_EQ("ReadAt 436+50", session.source.TakeCalls());
+  EXPECT_EQ(kParserUnsupported, session.parser->ParseOtherObjects(0, 2));
+  EXPECT_EQ("", session.source.TakeCalls());
+  EXPECT_EQ(30, session.parser->ParseOtherObjects(0, 0));
+  EXPECT_EQ(1, session.parser->SetDataPacketLen());
+  for (const char* call : {"ReadAt 486+1", "ReadAt 486+3", "Read 2"}) {
+    session.source.failOn = call;
+    EXPECT_EQ(FaultySource::kFailure, session.parser->SetDataPacketLen());
+  }
+  session.source.failOn = "ReadAt 436+50";
+  EXPECT_EQ(FaultySource::kFailure, session.parser->PreparseDataObjects());
 }
 
 TEST(Open, PrintsEveryMessage) {
@@ -252,9 +275,9 @@ TEST(Open, OnceMoreKeepsNoTrack) {
   FaultySource other(file.Build());
   file.packetLength = 200;
   OpenSession session(file);
-  EXPECT_EQ(0, session.parser->Open(&other));
+  EXPECT_EQ(0, session.parser->OpenEx(&other, 0));
   EXPECT_EQ(0u, session.parser->GetTrackCount());
-  const std::string dropped = "6 [Open] not support StreamType\n";
+  const std::string dropped = "6 [OpenEx] not support StreamType\n";
   EXPECT_EQ(dropped + dropped + dropped + dropped +
                 "6 [ASFParser] SetDataPacketLen : Wrong Pakcet Len Info.\n",
             TakeLog());

@@ -258,6 +258,13 @@ TEST(Demux, AcceptsSizesAtTheLimit) {
   file.packets[0].replicatedType = 3;
   file.packetLength = 0x200100;
   EXPECT_EQ(Bytes(0x100000, 'x') + "@7 ", Demux(file, 2).units);
+  // A fragment above the limit is dropped, and the packet goes on.
+  file.packets[0] = Packet({Media(1, 3007, Bytes(0xFFFFF, 'x')), Media(1, 0, "yy").Offset(9),
+                            Media(1, 0, "z").Offset(9), Media(1, 3008, "new")});
+  file.packets[0].lengthType = 3;
+  const Demuxed result = Demux(file, 2);
+  EXPECT_EQ(0, result.status);
+  EXPECT_EQ(Bytes(0xFFFFF, 'x') + "z@7 new@8 ", result.units);
 }
 
 TEST(Demux, StripsVc1SequenceHeaders) {

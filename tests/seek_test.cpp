@@ -179,14 +179,34 @@ TEST(Seek, FindsThePacketInTheIndex) {
   }
 }
 
+TEST(Seek, ScansBackToTheSecondEntry) {
+  const std::pair<unsigned long, long long> cases[] = {{5000, 4}, {1500, 0}};
+  for (const auto& [target, packet] : cases) {
+    OpenSession session(SeekFile(SimpleIndex(10000000, {8, 4, 16, 16})));
+    EXPECT_EQ(packet, session.parser->GetStartPacketNumEx(target, 1, 0, 0, 0, 0));
+    EXPECT_EQ("16 4", Probed(&session));
+  }
+}
+
+TEST(Seek, EstimatesWhereTheIndexOfAnAudioFileHasNoPacket) {
+  AsfFile file = SeekFile();
+  file.header[1] = Stream(ID_COMMAND_MEDIA, 2, VideoFormat("WMV2"));  // as long as the video's
+  OpenSession session(file);
+  session.parser->GetTrackInfo(0);
+  EXPECT_EQ(0, session.parser->GetStartPacketNumEx(500, kTrackAudio, 0, 0, 0, 0));
+  EXPECT_EQ("1 0", Probed(&session));  // from the estimate on
+}
+
 TEST(Seek, TakesTheEntryAsItIsInByteMode) {
-  OpenSession session(SeekFile());
+  OpenSession session(SeekFile(), "4");
   const std::pair<unsigned long, long long> cases[] = {{0, 0},     {999, 0},         {1999, 0},
                                                        {2000, 4},  {7000, 12},       {8000, 16},
                                                        {~0ul, 16}, {~0ul - 3000, 16}};
   for (const auto& [target, packet] : cases) {
     for (const int flags : {kSeekByteMode, kSeekByteMode | kSeekTimeMode}) {
-      EXPECT_EQ(packet, session.parser->GetStartPacketNumEx(target, 1, flags, 0, 77, 0)) << target;
+      EXPECT_EQ(packet, session.parser->GetStartPacketNumEx(target, 1, flags, 1, 77, 0)) << target;
+      EXPECT_EQ("2 GetStartPacketNumEx  isScanMode(1), isByteMode(1), isTimeMode(0)\n",
+                TakeLog("Mode"));
     }
   }
   EXPECT_EQ("", session.source.TakeCalls());
@@ -431,6 +451,13 @@ TEST(TrackSelection, SwitchesByThePlaceInTheHeader) {
   EXPECT_EQ("5 [ASFParser] SelectAudioTrack(1->0)\n", TakeLog());
   // Both are at stream 1 now, which either direction skips as the other's.
   EXPECT_EQ("(-1011)", session.Audio());
+}
+
+TEST(TrackSelection, DoesNothingForTheCurrentTrack) {
+  OpenSession session(AvFile()), other(AsfFile({VideoStream(2), AudioStream(1)}));
+  EXPECT_EQ(0, session.parser->SelectAudioTrack(0) | session.parser->SelectVideoTrack(1));
+  EXPECT_EQ(0, other.parser->SelectAudioTrack(1) | other.parser->SelectVideoTrack(0));
+  EXPECT_EQ("", TakeLog());
 }
 
 TEST(TrackSelection, DropsWhatIsQueued) {

@@ -77,6 +77,7 @@ TEST(Avc, ComesInNalUnits) {
       {"start codes already", kStart + "abc", unit("abc")},
       {"a unit of one byte further on", Nal("ab") + Nal("c"), unit("ab") + unit("c")},
       {"an empty unit", Nal("ab") + Nal("") + Nal("c"), unit("ab") + unit("") + unit("c")},
+      {"an empty unit last", Nal("ab") + Nal(""), unit("ab") + unit("")},
       {"the second overruns", Nal("ab") + cut, unit("ab")},
       {"the second prefix is cut off", Nal("ab") + Hex("00 00 00"), unit("ab")},
       {"the first overruns", cut, ""},
