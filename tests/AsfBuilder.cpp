@@ -32,8 +32,7 @@ Bytes PayloadHeader(const Packet& packet, const Payload& payload) {
   const Bytes replicated = IsCompressed(payload) ? Le(payload.delta, 1)
                            : payload.replicated  ? *payload.replicated
                                                  : Le(payload.data.size(), 4) + Le(payload.time, 4);
-  return Le(payload.stream | (payload.key ? 0x80 : 0), 1) +
-         Coded(packet.objectType, 0) +
+  return Le(payload.stream | (payload.key ? 0x80 : 0), 1) + Coded(packet.objectType, 0) +
          Coded(packet.offsetType, IsCompressed(payload) ? payload.time : payload.offset) +
          Coded(packet.replicatedType, payload.replicatedLength.value_or(replicated.size())) +
          replicated;

@@ -50,8 +50,8 @@ struct Payload {
   unsigned int offset = 0;
   std::optional<Bytes> replicated;  // instead of object size and time
   Lie32 replicatedLength;
-  Lie32 length;                     // of the data, or of all sub-payloads
-  int delta = -1;                   // ms; not negative: compressed
+  Lie32 length;    // of the data, or of all sub-payloads
+  int delta = -1;  // ms; not negative: compressed
   std::vector<Bytes> subPayloads;
 
   Payload& Key(bool on = true) { return key = on, *this; }

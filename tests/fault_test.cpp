@@ -2,7 +2,6 @@
 // documented status, keeps to its buffers, and Close leaves nothing behind.
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <sstream>
 
 #include "ParserSession.h"
@@ -45,15 +44,14 @@ bool IsDocumented(int status) {
 }
 
 // Does all that a host does with a file, `units` access units a track at most.
-// Calls `beforeReading` once the file is open. False: it did not open.
-bool UseFile(ParserSession* session, int units, const std::function<void()>& beforeReading = {}) {
+// False: it did not open.
+bool UseFile(ParserSession* session, int units) {
   static std::vector<unsigned char> buffer(kMaxAccessUnitBytes);
   unsigned long size = 0, time = 0;
   ASFParser& parser = *session->parser;
   const int opened = session->Open();
   EXPECT_TRUE(IsDocumented(opened)) << opened;
   if (opened != 0) return false;
-  if (beforeReading) beforeReading();
   bool hasTrack[3] = {};
   for (unsigned i = 0; i < parser.GetTrackCount(); ++i) {
     const TrackInfo* info = parser.GetTrackInfo(i);
