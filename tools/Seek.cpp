@@ -222,10 +222,8 @@ void AddSeek(CLI::App& app, const Options& options, int* exitCode) {
       ->type_name("SECONDS");
   command->add_option("--sweep", arguments->sweep, "N evenly spaced targets, in every mode")
       ->type_name("N");
-  std::vector<std::string> names;
-  for (const auto& mode : kModes) names.push_back(mode.first);
   command->add_option("--mode", arguments->mode, "Which key frame (default: previous)")
-      ->check(CLI::IsMember(names));
+      ->check(CLI::IsMember(&kModes));
   command->add_flag("--byte", arguments->byte, "Take the index entry's packet without probing");
   command->add_flag("--exact", arguments->exact,
                     "The last key frame at or before the target, index or not");

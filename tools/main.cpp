@@ -14,9 +14,8 @@ constexpr const char* kExitCodes =
     "no unit, truncated, a packet that failed); 2 the command could not run.\n"
     "The parser's log is off unless QOCP_DEBUG_LEVEL is set or --log-level is given.";
 
-}  // namespace
-
-int main(int argc, char** argv) {
+// Parses the command line, which runs the command. Returns the exit code.
+int Run(int argc, char** argv) {
   CLI::App app(
       "Looks into ASF files (WMA, WMV): describes them, plays them out, takes them apart.");
   app.footer(kExitCodes);
@@ -42,6 +41,15 @@ int main(int argc, char** argv) {
     tool::FlushOutput();
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? tool::kExitGood : tool::kExitCannotRun;
+  }
+  return exitCode;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return Run(argc, argv);
   } catch (const tool::Failure& failure) {
     std::fprintf(stderr, "asftool: %s\n", failure.what());
     return failure.exitCode();
@@ -49,5 +57,4 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "asftool: %s\n", error.what());
     return tool::kExitCannotRun;
   }
-  return exitCode;
 }
