@@ -105,10 +105,10 @@ int ASFParser::JoinBody(media_data* stream, const payload_header& header, unsign
   unsigned int got;
   const int status = ReadBody(tail, length, rules, &got);
   if (status < 0) return status;
+  if (got < length) last.NoteShort();
   const unsigned int stripped = SequenceHeaderBytes(header, tail, got);
   if (stripped == 0) {
     last.DataLen += got;
-    if (got < length) last.NoteShort();
     return kParserOk;
   }
   // A frame of its own began in this fragment, whatever its offset says.

@@ -182,8 +182,9 @@ class IParser {
   //   seekMode    kSeekPreviousSync ... kSeekClosest
   // 0, or with the track left where it was: kParserUnsupported (time mode
   // without a usable offset, or audio without a video packet to follow),
-  // kParserInternal (unknown track type in time mode), or the failure of
-  // reading an indexed packet.
+  // kParserInternal (unknown track type in time mode), the failure of reading an
+  // indexed packet, or that packet's time where it is 2^31 ms or more and so
+  // negative as a status.
   virtual int SeekEx(unsigned long timeMs, int trackType, int modeFlags, int isScanMode,
                      unsigned long long offset, int seekMode) = 0;
 

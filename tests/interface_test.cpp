@@ -22,52 +22,6 @@ TEST(Interface, AnswersItsInertOperations) {
   destroyParser(nullptr);
 }
 
-// The place of a virtual function in its table.
-template <typename Class, typename Result, typename... Arguments>
-long SlotOf(Result (Class::*function)(Arguments...)) {
-  long words[2];
-  static_assert(sizeof(function) == sizeof(words));
-  std::memcpy(words, &function, sizeof(words));
-  return words[0] / static_cast<long>(sizeof(void*));  // x86 marks it with an odd address
-}
-
-TEST(Interface, KeepsItsSlots) {
-  using I = IParser;
-  using U8 = unsigned char*;
-  using UL = unsigned long;
-  const std::pair<int, long> slots[] = {
-      {2, SlotOf(&I::Open)},
-      {4, SlotOf(&I::GetTrackCount)},
-      {5, SlotOf(&I::GetDurationMs)},
-      {6, SlotOf(&I::GetTrackInfo)},
-      {7, SlotOf(&I::GetMetaInfo)},
-      {8, SlotOf(&I::GetAudioConfig)},
-      {9, SlotOf(&I::GetAudioData)},
-      {10, SlotOf(&I::GetVideoConfig)},
-      {11, SlotOf<I, int, U8, UL*, UL*, UL, bool>(&I::GetVideoData)},
-      {12, SlotOf(&I::Seek)},
-      {13, SlotOf(&I::SetConfig)},
-      {14, SlotOf(&I::SelectAudioTrack)},
-      {16, SlotOf(&I::Notify)},
-      {20, SlotOf(&I::GetAlbumArt)},
-      {22, SlotOf(&I::GetNextVideoKeyFrameTime)},
-      {23, SlotOf(&I::Close)},
-      {24, SlotOf(&I::getName)},
-      {25, SlotOf(&I::getExtraInterface)},
-      {31, SlotOf(&I::OpenEx)},
-      {32, SlotOf(&I::SeekEx)},
-      {33, SlotOf<I, int, U8, UL*, UL*, UL>(&I::GetVideoData)},
-      {2, SlotOf(&IDataSource::Open)},
-      {3, SlotOf(&IDataSource::Close)},
-      {4, SlotOf(&IDataSource::GetSize)},
-      {5, SlotOf(&IDataSource::ReadAt)},
-      {6, SlotOf(&IDataSource::Read)},
-      {7, SlotOf(&IDataSource::SeekTo)},
-      {8, SlotOf(&IDataSource::GetPosition)},
-  };
-  for (const auto& [expected, slot] : slots) EXPECT_EQ(expected, slot);
-}
-
 TEST(Guid, IsIdentifiedByTheFirstEqualRow) {
   const struct {
     unsigned char id;
