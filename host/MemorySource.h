@@ -10,7 +10,8 @@ namespace host {
 
 // Reads `size` bytes at `data`, which it does not own and which must outlive it.
 // No operation fails, but SeekTo with a `whence` other than 0 and 1 (-EINVAL).
-class MemorySource final : public IDataSource {
+// Read goes through ReadAt, which a derived source may replace.
+class MemorySource : public IDataSource {
  public:
   MemorySource(const void* data, std::size_t size);
 

@@ -2,8 +2,6 @@
 // here, never kept.
 #include "host/TagText.h"
 
-#include <algorithm>
-#include <cstdint>
 #include <cstring>
 
 #include "asf/ByteReader.h"
@@ -55,10 +53,10 @@ bool ReadUtf16(ByteReader* reader, std::string* out) {
 
 // The bytes that a descriptor of type kMetaString or kMetaBytes points at.
 const unsigned char* ValueBytes(const meta_descriptor& descriptor) {
-  std::uintptr_t address;
+  const unsigned char* address;
   static_assert(sizeof(address) <= sizeof(descriptor.value), "the field holds an address");
   std::memcpy(&address, descriptor.value, sizeof(address));
-  return reinterpret_cast<const unsigned char*>(address);
+  return address;
 }
 
 }  // namespace

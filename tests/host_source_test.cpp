@@ -40,9 +40,9 @@ struct TemporaryFile {
 };
 
 // Memory, of which any read that touches some bytes fails. Keeps the reads.
-class BadRegionSource : public IDataSource {
+class BadRegionSource : public host::MemorySource {
  public:
-  explicit BadRegionSource(const std::string& bytes) : memory_(bytes.data(), bytes.size()) {}
+  explicit BadRegionSource(const std::string& bytes) : MemorySource(bytes.data(), bytes.size()) {}
 
   struct Range {
     unsigned long long offset, size;
@@ -50,27 +50,12 @@ class BadRegionSource : public IDataSource {
   std::vector<Range> reads;
   Range bad = {100000, 700};
 
-  int Open() override { return memory_.Open(); }
-  int Close() override { return memory_.Close(); }
-  int GetSize(unsigned long long* size) override { return memory_.GetSize(size); }
   int ReadAt(unsigned long long offset, void* buffer, unsigned long long* size) override {
     reads.push_back({offset, *size});
     const bool before = *size <= bad.offset && offset <= bad.offset - *size;
     if (*size != 0 && !before && offset < bad.offset + bad.size) return *size = 0, -5;
-    return memory_.ReadAt(offset, buffer, size);
+    return MemorySource::ReadAt(offset, buffer, size);
   }
-  int Read(void* buffer, unsigned long long* size) override {
-    unsigned long long position;
-    memory_.GetPosition(&position);
-    return ReadAt(position, buffer, size);
-  }
-  int SeekTo(unsigned long long offset, int whence) override {
-    return memory_.SeekTo(offset, whence);
-  }
-  int GetPosition(unsigned long long* position) override { return memory_.GetPosition(position); }
-
- private:
-  host::MemorySource memory_;
 };
 
 // The same random calls to both, most of them near the place of the last one.
