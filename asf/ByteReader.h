@@ -33,9 +33,6 @@ class ByteReader {
   [[nodiscard]] bool ReadU32(unsigned int* out) {
     return Take(4) && (*out = LoadLe32(At(4)), true);
   }
-  [[nodiscard]] bool ReadU64(unsigned long long* out) {
-    return Take(8) && (*out = LoadLe64(At(8)), true);
-  }
   [[nodiscard]] bool ReadBytes(void* out, std::size_t n) {
     if (!Take(n)) return false;
     if (n != 0) std::memcpy(out, At(n), n);
