@@ -9,18 +9,31 @@ namespace host {
 namespace {
 
 // Most reads of the demultiplexer are fields of these sizes: each becomes a move
-// instead of a call.
+// or two instead of a call.
 inline void CopyBytes(void* to, const unsigned char* from, unsigned long long size) {
-  if (size == 1) {
-    std::memcpy(to, from, 1);
-  } else if (size == 2) {
-    std::memcpy(to, from, 2);
-  } else if (size == 4) {
-    std::memcpy(to, from, 4);
-  } else if (size == 8) {
-    std::memcpy(to, from, 8);
-  } else if (size != 0) {
-    std::memcpy(to, from, size);
+  switch (size) {
+    case 0:
+      return;
+    case 1:
+      std::memcpy(to, from, 1);
+      return;
+    case 2:
+      std::memcpy(to, from, 2);
+      return;
+    case 3:
+      std::memcpy(to, from, 3);
+      return;
+    case 4:
+      std::memcpy(to, from, 4);
+      return;
+    case 6:
+      std::memcpy(to, from, 6);
+      return;
+    case 8:
+      std::memcpy(to, from, 8);
+      return;
+    default:
+      std::memcpy(to, from, size);
   }
 }
 
@@ -28,33 +41,18 @@ inline void CopyBytes(void* to, const unsigned char* from, unsigned long long si
 
 CachedSource::CachedSource(std::size_t minWindowBytes, std::size_t maxWindowBytes,
                            std::size_t windowCount)
-    : minWindowBytes_(minWindowBytes),
-      maxWindowBytes_(maxWindowBytes),
-      windows_(windowCount),
-      current_(&windows_.front()) {}
+    : minWindowBytes_(minWindowBytes), maxWindowBytes_(maxWindowBytes), windows_(windowCount) {}
 
 CachedSource::~CachedSource() = default;
 
 int CachedSource::Read(void* buffer, unsigned long long* size) {
-  const unsigned long long wanted = *size;
-  if (wanted > remaining_) return ReadSlow(Position(), buffer, size);
-  const unsigned char* const from = cursor_;
-  cursor_ = from + wanted;
-  remaining_ -= wanted;
-  CopyBytes(buffer, from, wanted);
-  return 0;
+  return ReadHere(buffer, size, Position());
 }
 
 int CachedSource::ReadAt(unsigned long long offset, void* buffer, unsigned long long* size) {
-  const unsigned long long wanted = *size;
-  // Wraps to a large number for an offset in front of the window.
-  const unsigned long long at = offset - current_->offset;
-  if (at >= current_->length || wanted > current_->length - at) {
-    return ReadSlow(offset, buffer, size);
-  }
-  CopyBytes(buffer, current_->bytes.get() + at, wanted);
-  MoveTo(offset + wanted);
-  return 0;
+  const unsigned long long before = Position();
+  MoveTo(offset);
+  return ReadHere(buffer, size, before);
 }
 
 int CachedSource::SeekTo(unsigned long long offset, int whence) {
@@ -68,18 +66,32 @@ int CachedSource::GetPosition(unsigned long long* position) {
   return 0;
 }
 
-void CachedSource::MoveTo(unsigned long long position) {
-  const unsigned long long at = position - current_->offset;
-  const bool inside = at < current_->length;
-  cursor_ = current_->bytes.get() + (inside ? at : 0);
-  remaining_ = inside ? current_->length - at : 0;
+inline void CachedSource::MoveTo(unsigned long long position) {
+  // Wraps to a large number for a position in front of the window.
+  const unsigned long long at = position - start_;
+  const bool inside = at < length_;
+  cursor_ = inside ? bytes_ + at : nullptr;
+  remaining_ = inside ? length_ - at : 0;
   end_ = position + remaining_;
 }
 
-int CachedSource::ReadSlow(unsigned long long offset, void* buffer, unsigned long long* size) {
+// Reads at the current position. A failure leaves the source at `fallback`.
+inline int CachedSource::ReadHere(void* buffer, unsigned long long* size,
+                                  unsigned long long fallback) {
+  const unsigned long long wanted = *size;
+  if (wanted > remaining_) return ReadSlow(buffer, size, fallback);
+  const unsigned char* const from = cursor_;
+  cursor_ = from + wanted;
+  remaining_ -= wanted;
+  CopyBytes(buffer, from, wanted);
+  return 0;
+}
+
+int CachedSource::ReadSlow(void* buffer, unsigned long long* size, unsigned long long fallback) {
+  const unsigned long long offset = Position();
   // The window under the cursor may give way to another.
-  end_ = Position();
   remaining_ = 0;
+  end_ = fallback;
   if (!CopyFromWindows(offset, static_cast<unsigned char*>(buffer), *size)) {
     const int status = Fetch(offset, buffer, size);
     if (status < 0) {
@@ -115,8 +127,11 @@ const CachedSource::Window& CachedSource::WindowAt(unsigned long long offset) {
   for (Window& window : windows_) {
     if (offset - window.offset < window.span) found = &window;
   }
-  current_ = found != nullptr ? found : OpenWindow(offset);
-  return *current_;
+  const Window& window = found != nullptr ? *found : *OpenWindow(offset);
+  bytes_ = window.bytes.get();
+  start_ = window.offset;
+  length_ = window.length;
+  return window;
 }
 
 // Reads a new window in place of the oldest. One that fails or is cut short stays,
@@ -132,7 +147,7 @@ CachedSource::Window* CachedSource::OpenWindow(unsigned long long offset) {
   Window& window = windows_[oldest_];
   oldest_ = (oldest_ + 1) % windows_.size();
   if (!window.bytes) window.bytes.reset(new unsigned char[maxWindowBytes_]);
-  window.span = window.length = 0;  // should Fetch throw
+  length_ = window.span = window.length = 0;  // should Fetch throw
   unsigned long long got = span;
   if (Fetch(start, window.bytes.get(), &got) < 0) got = 0;
   window.offset = start;

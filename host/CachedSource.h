@@ -60,7 +60,8 @@ class CachedSource : public IDataSource {
 
   unsigned long long Position() const { return end_ - remaining_; }
   void MoveTo(unsigned long long position);
-  int ReadSlow(unsigned long long offset, void* buffer, unsigned long long* size);
+  int ReadHere(void* buffer, unsigned long long* size, unsigned long long fallback);
+  int ReadSlow(void* buffer, unsigned long long* size, unsigned long long fallback);
   bool CopyFromWindows(unsigned long long offset, unsigned char* out, unsigned long long size);
   const Window& WindowAt(unsigned long long offset);
   Window* OpenWindow(unsigned long long offset);
@@ -69,8 +70,10 @@ class CachedSource : public IDataSource {
   const std::size_t maxWindowBytes_;
   std::vector<Window> windows_;
   std::size_t oldest_ = 0;  // of windows_
-  // The window used last.
-  const Window* current_;
+  // The window used last: `length_` bytes at `bytes_`, from `start_` in the source.
+  const unsigned char* bytes_ = nullptr;
+  unsigned long long start_ = 0;
+  unsigned long long length_ = 0;
   // What it holds from the current position on: `remaining_` bytes at `cursor_`,
   // up to `end_` in the source. Outside it `remaining_` is 0. So the current
   // position is `end_` - `remaining_` in either case.
