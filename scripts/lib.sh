@@ -8,6 +8,8 @@ build_packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev nettle-dev
 # What the tests need besides.
 test_packages=(binutils pkg-config python3 libgtest-dev abigail-tools blueprint-tools)
 
+configure_options=()
+
 die() {
   echo "${0##*/}: $*" >&2
   exit 2
@@ -65,11 +67,12 @@ END
   echo "$*" >"$folder/.unpacked"
 }
 
-# Configures and builds a preset; further arguments name targets.
+# Configures and builds a preset; further arguments name targets. An array
+# configure_options adds to the preset, for this once.
 build_preset() {
   local preset=$1
   shift
   if command -v ccache >/dev/null; then export CMAKE_CXX_COMPILER_LAUNCHER=ccache; fi
-  cmake --preset "$preset" >/dev/null
+  cmake --preset "$preset" "${configure_options[@]}" >/dev/null
   cmake --build --preset "$preset" ${1:+--target "$@"} >&2
 }
