@@ -50,8 +50,9 @@ TEST(HostLayout, TellsWhatTheHeaderSays) {
                          Bytes(18, 'x') + Le(3, 4) + "abc" + hidden;
   file.header.push_back(Stream(ID_AUDIO_MEDIA, 0x8000 | 5, AudioFormat(0x55)));
   file.header.push_back(Stream(ID_COMMAND_MEDIA, 3, ""));
-  file.header.push_back(HeaderExtension(Object(ID_ADVANCED_CONTENT_ENCRYPTION_OBJECT, "key") +
-                                        Object(ID_EXTENDED_STREAM_PROPERTIES_OBJECT, extended)));
+  file.header.insert(file.header.begin(),
+                     HeaderExtension(Object(ID_ADVANCED_CONTENT_ENCRYPTION_OBJECT, "key") +
+                                     Object(ID_EXTENDED_STREAM_PROPERTIES_OBJECT, extended)));
   file.header.push_back(Object(ID_EXTENDED_CONTENT_ENCRYPTION_OBJECT, "key"));
   file.packets = {Packet({Media(1, 3000, "a")}), Packet({Media(1, 3100, "b")})};
   file.trailing = Object(ID_PADDING_OBJECT, "xyz") + SimpleIndex(5000000, {0, 1, 1});
@@ -80,8 +81,8 @@ TEST(HostLayout, TellsWhatTheHeaderSays) {
                (stream.hidden ? " hidden" : "") + (stream.isTrack ? " track" : "") + "; ";
   }
   EXPECT_EQ(
-      "2 video 844516695 track; 1 audio 353 track; 5 audio 85 encrypted; 3 command 0; "
-      "9 video 861293911 hidden; ",
+      "9 video 861293911 hidden; 2 video 844516695 track; 1 audio 353 track; "
+      "5 audio 85 encrypted; 3 command 0; ",
       streams);
 }
 
@@ -128,15 +129,34 @@ TEST(HostLayout, SaysWhatIsWrongWithAFile) {
   }
 }
 
+TEST(HostLayout, ReckonsThePacketLengthAsTheParserDoes) {
+  const struct {
+    unsigned int stated, min, max, length;
+  } cases[] = {{0, 200, 200, 200}, {150, 100, 200, 150}, {50, 100, 200, 100}, {250, 100, 200, 200}};
+  for (const auto& test : cases) {
+    AsfFile file = TwoStreams();
+    Packet packet({Media(1, 3000, "a")});
+    packet.packetLengthType = test.stated != 0 ? 2 : 0;
+    packet.packetLength = test.stated;
+    file.packets = {packet};
+    file.minPacket = test.min;
+    file.maxPacket = test.max;
+    EXPECT_EQ(test.length, Layout(file.Build()).packetLength) << test.stated;
+  }
+}
+
 TEST(HostLayout, WalksPacketsAsTheParserDoes) {
   AsfFile file = TwoStreams();
   Packet plain({Media(1, 3500, "abc")});
   plain.errorCorrection = "";
+  Packet wide({Media(1, 3500, "wide").Replicated("x")});
+  wide.replicatedType = 2;  // a 1 in two bytes doesn't mean a compressed payload
   file.packets = {
       Packet({Key(2, 3100, "abcd").Offset(0), Media(2, 3200, "ef").Offset(7)}),
       Packet({Media(1, 2000, "alone")}),  // before the preroll's end
       Packet({Compressed(1, 3300, 40, {"a", "bcd"}), Media(1, 3400, "e")}),
       plain,
+      wide,
       Packet(std::vector<Payload>{}),
       Packet({Media(1, 3600, "x"), Media(1, 3700, "y").Length(0)}),
       Packet({Media(1, 3800, "x").Replicated("")}),
@@ -145,7 +165,8 @@ TEST(HostLayout, WalksPacketsAsTheParserDoes) {
   };
   const Bytes whole = file.Build();
   EXPECT_EQ(
-      "k2@100:0+4 2@200:7+2 | 1@0:0+5 | 1@300:0+1 1@340:0+3 1@400:0+1 | unreadable | | "
+      "k2@100:0+4 2@200:7+2 | 1@0:0+5 | 1@300:0+1 1@340:0+3 1@400:0+1 | unreadable | "
+      "1@0:0+4 | | "
       "1@600:0+1 a payload of impossible size| a payload without replicated data| "
       "1@900:0+1 an empty sub-payload| 1@900:0+100 ",
       Walk(whole));
