@@ -1,6 +1,7 @@
 // asftool as a person or a script meets it: what it prints, where, and with which
 // exit code.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 
 #include <algorithm>
@@ -100,6 +101,10 @@ TEST_F(Tool, ExitCodesTellBadFilesFromCommandsThatCannotRun) {
     // Packet 5 of 3200 bytes, from its payload flags on.
     bytes->replace(bytes->find("\x82\x00\x00", 0, 3) + 5 * 3200 + 3, 40, 40, '\xFF');
   });
+  fs::copy(Path(broken), Path("broken.asf"));
+  const std::string brokenEnd = Variant("wmv2_wma2.wmv", [](std::string* bytes) {
+    bytes->replace(bytes->find("\x82\x00\x00", 0, 3) + 24 * 3200 + 3, 40, 40, '\xFF');
+  });
   std::ofstream(Path("text.asf")) << "no ASF at all";
   struct Case {
     std::string arguments;
@@ -112,8 +117,10 @@ TEST_F(Tool, ExitCodesTellBadFilesFromCommandsThatCannotRun) {
       {"verify --explain " + good, 0, ""},
       {"verify cut.asf", 1, "cut.asf: truncated"},
       {"info cut.asf", 1, "cut.asf: truncated"},
-      {"verify " + broken, 1, "variant.asf: video ends early"},
-      {"units " + broken, 1, "variant.asf: 1 packet failed, first packet 5"},
+      {"verify broken.asf", 1, "broken.asf: video ends early"},
+      {"units broken.asf", 1, "broken.asf: 1 packet failed, first packet 5"},
+      {"verify " + brokenEnd, 1, "1 packet failed, first packet 24"},
+      {"trace cut.asf play --totals", 1, "cut.asf: truncated"},
       {"info text.asf", 1, "text.asf: not an ASF file"},
       {"info nowhere.asf", 2, "nowhere.asf: No such file"},
       {"info .", 2, "Is a directory"},
@@ -122,7 +129,10 @@ TEST_F(Tool, ExitCodesTellBadFilesFromCommandsThatCannotRun) {
       {"units --track text " + good, 2, "--track"},
       {"seek " + good, 2, "--to"},
       {"extract " + good, 2, "nothing to extract"},
+      {"units --limit -1 " + good, 2, "must be 0 or more"},
       {"extract --cover c " + good, 1, "no cover art"},
+      {"extract --video ./cut.asf cut.asf", 2, "cut.asf: is the input"},
+      {"extract --video v --audio ./v " + good, 2, "v: named for two outputs"},
       {"extract --video nowhere/v " + good, 2, "nowhere/v: cannot be written"},
       {"extract --video /dev/full " + good, 2, "No space left"},
       {"units " + good + " >/dev/full", 2, "standard output"},
@@ -156,6 +166,13 @@ TEST_F(Tool, ExtractsWholeFilesOrNone) {
     }
   });
   EXPECT_EQ(Run("extract --audio kept " + silent).exitCode, 1);
+  EXPECT_EQ(Contents(Path("kept")), "kept");
+  // Nor does an interruption, here while a pipe waits for its reader.
+  ASSERT_EQ(mkfifo(Path("pipe").c_str(), 0600), 0);
+  EXPECT_EQ(Run("extract --audio kept --video pipe " + Sample("wmv2_wma2.wmv") +
+                " & until ls | grep -q part; do sleep 0.1; done; sleep 0.2; kill -TERM $!; wait $!")
+                .exitCode,
+            2);
   EXPECT_EQ(Contents(Path("kept")), "kept");
   for (const auto& entry : fs::directory_iterator(fs::path(Path("kept")).parent_path())) {
     EXPECT_EQ(entry.path().string().find(".part"), std::string::npos) << entry.path();

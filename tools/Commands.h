@@ -7,10 +7,21 @@
 #define QO_TOOLS_COMMANDS_H
 
 #include <CLI/App.hpp>
+#include <cstdlib>
+#include <string>
 
 #include "tools/Tool.h"
 
 namespace tool {
+
+// Refuses a number below 0, in words; text that is no number is refused elsewhere.
+inline CLI::Validator NotNegative() {
+  return {[](const std::string& text) {
+            const bool fits = std::strtod(text.c_str(), nullptr) >= 0;
+            return fits ? std::string() : "must be 0 or more, not " + text;
+          },
+          ""};
+}
 
 void AddInfo(CLI::App& app, const Options& options, int* exitCode);
 void AddUnits(CLI::App& app, const Options& options, int* exitCode);

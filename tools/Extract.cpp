@@ -12,8 +12,12 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <map>
 #include <memory>
+#include <set>
+#include <system_error>
+#include <vector>
 
 #include "tools/Commands.h"
 #include "tools/Output.h"
@@ -22,12 +26,23 @@
 namespace tool {
 namespace {
 
+namespace fs = std::filesystem;
+
 volatile std::sig_atomic_t interrupted = 0;
 
 // Lets an interruption end the command in order, so that no temporary file stays.
+// A call that waits (for the reader of a pipe) is not taken up again, and a second
+// signal ends the process at once. A reader that leaves and a limit on file sizes
+// make writing fail instead of ending the process.
 void NoticeInterruptions() {
+  for (const int signal : {SIGPIPE, SIGXFSZ}) std::signal(signal, SIG_IGN);
+  struct sigaction action {};
+  action.sa_handler = [](int) { interrupted = 1; };
+  action.sa_flags = static_cast<int>(SA_RESETHAND);
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-    std::signal(signal, [](int) { interrupted = 1; });
+    struct sigaction before {};
+    sigaction(signal, &action, &before);
+    if (before.sa_handler == SIG_IGN) sigaction(signal, &before, nullptr);  // as nohup wants it
   }
 }
 
@@ -88,20 +103,41 @@ struct Arguments {
   std::string configAudio, configVideo;  // codec configuration bytes
   std::string cover;
 
-  bool isEmpty() const {
-    return audio.empty() && video.empty() && configAudio.empty() && configVideo.empty() &&
-           cover.empty();
+  // The paths to be written, of what was asked for.
+  std::vector<std::string> Outputs() const {
+    std::vector<std::string> paths;
+    for (const std::string* path : {&audio, &video, &configAudio, &configVideo, &cover}) {
+      if (!path->empty()) paths.push_back(*path);
+    }
+    return paths;
   }
 };
+
+// Throws Failure where an output would take the place of the input or of another
+// output.
+void CheckOutputs(const Arguments& arguments) {
+  const std::vector<std::string> paths = arguments.Outputs();
+  if (paths.empty()) {
+    throw Failure(kExitCannotRun, "nothing to extract: name at least one output, --video F say");
+  }
+  std::error_code ignored;  // a path that cannot be looked up fails when it is opened
+  std::set<fs::path> seen;
+  for (const std::string& path : paths) {
+    if (fs::equivalent(path, arguments.file, ignored)) {
+      throw Failure(kExitCannotRun, path + ": is the input: name another file to write");
+    }
+    if (!seen.insert(fs::absolute(path).lexically_normal()).second) {
+      throw Failure(kExitCannotRun, path + ": named for two outputs");
+    }
+  }
+}
 
 void ExtractConfig(Input* input, host::TrackKind kind, const std::string& path, Verdict* verdict) {
   if (path.empty()) return;
   const host::Track* track = input->session().FindTrack(kind);
   if (!track || track->config.empty()) {
     verdict->problems.push_back(std::string("no ") + TrackKindName(kind) +
-                                " configuration to put "
-                                "into " +
-                                path);
+                                " configuration to put into " + path);
     return;
   }
   WriteWhole(path, track->config.data(), track->config.size());
@@ -139,7 +175,7 @@ Totals ExtractStreams(Input* input, const Outputs& outputs) {
   ProgressBar bar;
   while (const host::AccessUnit* unit =
              isSingle ? session.NextUnit(outputs.begin()->first) : session.NextUnit()) {
-    if (interrupted) throw Failure(kExitCannotRun, "interrupted: nothing was written");
+    if (interrupted) throw Failure(kExitCannotRun, input->path() + ": interrupted");
     totals.Add(*unit);
     outputs.at(unit->kind)->Write(unit->data, unit->size);
     bar.Show(unit->timeMs, session.durationMs());
@@ -160,12 +196,7 @@ void FinishStreams(const Outputs& outputs, const Totals& totals, Verdict* verdic
 }
 
 void Run(const Arguments& arguments, const Options& options, int* exitCode) {
-  if (arguments.isEmpty()) {
-    throw Failure(kExitCannotRun, "nothing to extract: name at least one output, --video F say");
-  }
-  if (!arguments.audio.empty() && arguments.audio == arguments.video) {
-    throw Failure(kExitCannotRun, arguments.audio + ": named for both audio and video");
-  }
+  CheckOutputs(arguments);
   NoticeInterruptions();
   Input input(options, arguments.file);
   Verdict verdict = OpenAndJudge(&input);

@@ -1,4 +1,7 @@
 // asftool info: describes a file's container, tracks, tags and cover art.
+#include <algorithm>
+#include <vector>
+
 #include "host/CodecNames.h"
 #include "tools/Commands.h"
 #include "tools/Output.h"
@@ -6,6 +9,9 @@
 
 namespace tool {
 namespace {
+
+// Codec configuration can be kilobytes; a person is shown its beginning.
+constexpr std::size_t kConfigBytesShown = 24;
 
 // A tag's name as a JSON key.
 std::string KeyOf(const host::Tag& tag) {
@@ -59,6 +65,7 @@ Json TrackJson(const host::Track& track) {
     json["bitrate"] = info.bitrate;
     json["block_align"] = info.blockAlign;
   }
+  json["config"] = HexText(track.config.data(), track.config.size());
   json["config_bytes"] = track.config.size();
   json["config_md5"] = nullptr;
   if (!track.config.empty()) json["config_md5"] = Md5Text(track.config.data(), track.config.size());
@@ -122,13 +129,19 @@ void PrintContainer(Input* input) {
                          std::to_string(layout.simpleIndex->interval / 10000) + " ms");
 }
 
+std::string ConfigText(const std::vector<unsigned char>& config) {
+  const std::size_t shown = std::min(config.size(), kConfigBytesShown);
+  return Count(config.size(), "byte") + ": " + HexText(config.data(), shown) +
+         (shown < config.size() ? "..." : "");
+}
+
 void PrintTrack(const host::Track& track) {
   std::string text = TrackText(track);
   if (track.kind == host::TrackKind::kAudio) {
     text += ", " + std::to_string(track.info.bitrate / 1000) + " kbit/s";
   }
-  if (!track.config.empty()) text += ", configuration " + Count(track.config.size(), "byte");
   PrintLine(TrackKindName(track.kind), text);
+  if (!track.config.empty()) PrintLine("  configuration", ConfigText(track.config));
 }
 
 void PrintTags(const host::ParserSession& session) {

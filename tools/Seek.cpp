@@ -193,7 +193,7 @@ void Run(const Arguments& arguments, const Options& options, int* exitCode) {
   const Verdict verdict = OpenAndJudge(&input);
   *exitCode = verdict.exitCode();
   PrintProblems(input, verdict);
-  if (input.session().tracks().empty()) return;
+  if (input.session().tracks().empty() && !arguments.json) return;
   if (arguments.sweep != 0) {
     Sweep(&input, arguments);
     return;
@@ -218,16 +218,18 @@ void AddSeek(CLI::App& app, const Options& options, int* exitCode) {
   CLI::App* command = app.add_subcommand("seek", "Seek and say where it landed");
   command->add_option("FILE", arguments->file, "The file")->required();
   command->add_option("--to", arguments->to, "The target")
-      ->check(CLI::NonNegativeNumber)
+      ->check(NotNegative())
       ->type_name("SECONDS");
-  command->add_option("--sweep", arguments->sweep, "N evenly spaced targets, in every mode")
-      ->type_name("N");
+  CLI::Option* sweep =
+      command->add_option("--sweep", arguments->sweep, "N evenly spaced targets, in every mode")
+          ->check(NotNegative())
+          ->type_name("N");
   command->add_option("--mode", arguments->mode, "Which key frame (default: previous)")
       ->check(CLI::IsMember(&kModes));
   command->add_flag("--byte", arguments->byte, "Take the index entry's packet without probing");
   command->add_flag("--exact", arguments->exact,
                     "The last key frame at or before the target, index or not");
-  command->add_flag("--json", arguments->json, "Print JSON");
+  command->add_flag("--json", arguments->json, "Print JSON")->excludes(sweep);
   command->callback([arguments, &options, exitCode] { Run(*arguments, options, exitCode); });
 }
 

@@ -4,6 +4,7 @@
 
 #include "tools/Commands.h"
 #include "tools/Output.h"
+#include "tools/Verdict.h"
 
 namespace tool {
 namespace {
@@ -54,7 +55,7 @@ void PrintTotals(const host::TraceSource& trace) {
   PrintTotalsLine("all", trace.AllTotals());
 }
 
-void Run(const Arguments& arguments, const Options& options) {
+void Run(const Arguments& arguments, const Options& options, int* exitCode) {
   Input input(options, arguments.file, Input::Trace::kOn);
   host::TraceSource& trace = *input.trace();
   const auto watch = [&] {
@@ -63,7 +64,7 @@ void Run(const Arguments& arguments, const Options& options) {
   };
   const bool tracesOpen = arguments.command == "open";
   if (tracesOpen) watch();
-  input.Open();
+  const Verdict verdict = OpenAndJudge(&input);
   if (!tracesOpen) watch();
   if (arguments.command == "play") {
     while (input.session().NextUnit()) continue;
@@ -72,11 +73,13 @@ void Run(const Arguments& arguments, const Options& options) {
   }
   trace.SetObserver({});
   PrintTotals(trace);
+  PrintProblems(input, verdict);
+  *exitCode = verdict.exitCode();
 }
 
 }  // namespace
 
-void AddTrace(CLI::App& app, const Options& options, int*) {
+void AddTrace(CLI::App& app, const Options& options, int* exitCode) {
   auto arguments = std::make_shared<Arguments>();
   CLI::App* command = app.add_subcommand("trace", "List every call on the byte source");
   command->add_option("FILE", arguments->file, "The file")->required();
@@ -84,10 +87,10 @@ void AddTrace(CLI::App& app, const Options& options, int*) {
       ->required()
       ->check(CLI::IsMember({"open", "play", "seek"}));
   command->add_option("--to", arguments->to, "Where to seek")
-      ->check(CLI::NonNegativeNumber)
+      ->check(NotNegative())
       ->type_name("SECONDS");
   command->add_flag("--totals", arguments->totalsOnly, "Only the totals");
-  command->callback([arguments, &options] { Run(*arguments, options); });
+  command->callback([arguments, &options, exitCode] { Run(*arguments, options, exitCode); });
 }
 
 }  // namespace tool

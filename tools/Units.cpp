@@ -75,9 +75,11 @@ void AddUnits(CLI::App& app, const Options& options, int* exitCode) {
   command->add_option("FILE", arguments->file, "The file")->required();
   command->add_option("--track", arguments->track, "One track only")
       ->check(CLI::IsMember({"audio", "video"}));
-  command->add_option("--limit", arguments->limit, "Stop after so many units")->type_name("N");
+  command->add_option("--limit", arguments->limit, "Stop after so many units")
+      ->check(NotNegative())
+      ->type_name("N");
   command->add_option("--from", arguments->from, "Seek there first")
-      ->check(CLI::NonNegativeNumber)
+      ->check(NotNegative())
       ->type_name("SECONDS");
   command->add_flag("--json", arguments->json, "Print JSON");
   command->callback([arguments, &options, exitCode] { Run(*arguments, options, exitCode); });

@@ -62,6 +62,15 @@ void JudgeSize(const host::AsfLayout& layout, Verdict* verdict) {
   }
 }
 
+// Whether reading stopped elsewhere than where the data ends: a packet that fails
+// ends the reading inside it.
+bool StoppedInsideData(Input* input) {
+  const host::AsfLayout& layout = input->layout();
+  unsigned long long position = 0;
+  input->session().source()->GetPosition(&position);
+  return position != layout.packetsStart + layout.PacketsInData() * layout.packetLength;
+}
+
 bool DisagreesWithHeader(Input* input, const Totals& totals) {
   const unsigned long long duration = input->session().durationMs();
   for (const host::Track& track : input->session().tracks()) {
@@ -152,6 +161,7 @@ Verdict OpenAndJudge(Input* input) {
 }
 
 void JudgePlayOut(Input* input, const Totals& totals, bool explain, Verdict* verdict) {
+  const bool stoppedInside = StoppedInsideData(input);
   std::vector<std::string> silent;
   for (const host::Track& track : input->session().tracks()) {
     if (totals.of(track.kind).units != 0) continue;
@@ -162,14 +172,15 @@ void JudgePlayOut(Input* input, const Totals& totals, bool explain, Verdict* ver
   const bool isSilent = silent.size() == input->session().tracks().size();
   auto& where = isSilent ? verdict->problems : verdict->notes;
   where.insert(where.end(), silent.begin(), silent.end());
-  if (!explain && !DisagreesWithHeader(input, totals)) return;
+  const bool suspectsPackets = explain || stoppedInside;
+  if (!suspectsPackets && !DisagreesWithHeader(input, totals)) return;
   JudgeEnds(input, totals, verdict);
-  if (explain || !verdict->problems.empty()) JudgePackets(input, verdict);
+  if (suspectsPackets || !verdict->problems.empty()) JudgePackets(input, verdict);
 }
 
 void PrintProblems(const Input& input, const Verdict& verdict) {
   for (const std::string& problem : verdict.problems) {
-    std::fprintf(stderr, "asftool: %s: %s\n", input.path().c_str(), problem.c_str());
+    std::fprintf(stderr, "asftool: %s\n", Printable(input.path() + ": " + problem).c_str());
   }
 }
 

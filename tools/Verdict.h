@@ -41,8 +41,9 @@ struct Verdict {
 // that the parser refuses has that as a problem. Throws Failure(kExitCannotRun).
 Verdict OpenAndJudge(Input* input);
 
-// Judges a whole play-out of an open file as well. Packet headers are read again
-// where the totals disagree with the header, or with `explain`.
+// Judges a whole play-out of an open file as well, right after it: the source's
+// position still tells whether it went to the end. Packet headers are read again
+// where it did not, where the totals disagree with the header, or with `explain`.
 void JudgePlayOut(Input* input, const Totals& totals, bool explain, Verdict* verdict);
 
 // Prints the problems to stderr, each with the file's name.
