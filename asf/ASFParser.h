@@ -13,9 +13,10 @@
 //   seeking                       PacketTime.cpp, Seek.cpp
 //   track selection               TrackSelection.cpp
 //
-// Leaves that know nothing of the parser: guid, ByteReader, SourceReader,
-// PacketFields, StartCode (reading), AsfRecords, MediaQueue (records and their
-// owners), Limits, Arithmetic, Log, ExceptionBarrier.
+// Leaves that know nothing of the parser: guid, GuidText, ByteReader, SourceReader,
+// PacketFields, StartCode, FourCc (reading), AsfRecords, MediaQueue (records and
+// their owners), UnitCopy, Limits, Arithmetic, Log, ExceptionBarrier; Globals and
+// Export belong to what the library exports.
 //
 // Exported operations that allocate or call the byte source run in m_Barrier, so
 // that no exception leaves the library. Statuses are those of ParserStatus.h.
@@ -119,7 +120,7 @@ class QO_EXPORT ASFParser final : public IParser {
   int CheckSeqHdr_vc1_adv(unsigned char* buf, unsigned long* len);
   int CheckSeqHdr_vc1_simple_and_main(unsigned char* buf, unsigned long* len);
   // The offset of the first frame behind a sequence header at the start of a
-  // video payload; kParserInternal when there is none.
+  // video payload; 0 where another start code stands there; else kParserInternal.
   int CheckVideoSequenceHeader(unsigned char streamNumber, unsigned char* data, unsigned long len);
 
   // --- Data packets --------------------------- PacketHeader.cpp, PacketDemux.cpp
@@ -138,8 +139,8 @@ class QO_EXPORT ASFParser final : public IParser {
 
   // --- Queues of media objects ---------------------------------- MediaQueues.cpp
 
-  // Appends an object; takes over `data` (a new[] block). 0, or kParserInternal
-  // when the stream has no queue: `data` stays the caller's.
+  // Appends an object; takes over `data` (a new[] block). `data` stays the
+  // caller's after kParserInternal (the stream has no queue) and kParserOutOfRange.
   int PushParsedMediaData(unsigned char stream, unsigned long timeStamp, unsigned long len,
                           unsigned char* data, unsigned char keyFrame);
   // False also when the stream has no queue.

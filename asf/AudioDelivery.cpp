@@ -121,6 +121,7 @@ int ASFParser::DeliverAudioFrame(const audio_specific_data& asd, unsigned char* 
   *size = frame.size;
   *timeMs = object.TimeStamp + frame.ts_offset;
   if (IsLogged(kTraceBit)) {
+    // Bytes 0, 1 and 3; kept so.
     const HeadBytes<4> head(buffer, frame.size);
     LOG_TRACE("pcmobj_size=(%zu)/loc_size=size(%x), offset(%x). ts(%lu)[%x %x %x]", table.Size(),
               frame.size, frame.offset, *timeMs, head.bytes[0], head.bytes[1], head.bytes[3]);

@@ -29,6 +29,7 @@ int ReadTime(SourceReader* reader, unsigned char* data, unsigned int length, uns
 
 int setCodedTypeData(IDataSource* src, unsigned char type, coded_type* out) {
   ExceptionBarrier barrier;
+  out->Value = 0;  // should the source throw
   return barrier.Run([=] {
     SourceReader reader(src);
     out->Value = reader.ReadCoded(type);

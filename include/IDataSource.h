@@ -2,8 +2,9 @@
 //
 // The host implements it and keeps it alive from Open/OpenEx until Close has
 // returned. The parser never owns or deletes it. All calls come from the thread
-// that called the parser. An exception thrown by any operation ends the parser
-// call with kParserEndOfStream; none passes through the parser.
+// that called the parser; none may call that parser in its turn. An exception
+// thrown by any operation ends the parser call with kParserEndOfStream
+// (std::bad_alloc: kParserOutOfRange); none passes through the parser.
 #ifndef QO_IDATASOURCE_H
 #define QO_IDATASOURCE_H
 
