@@ -1,7 +1,7 @@
 // See AsfBuilder.h.
 #include "AsfBuilder.h"
 
-#include <cstdlib>
+#include <cstdio>
 
 namespace {
 
@@ -62,14 +62,9 @@ Bytes Le(unsigned long long value, int width) {
 
 Bytes Hex(const char* digits) {
   Bytes bytes;
-  while (*digits != '\0') {
-    if (*digits == ' ') {
-      ++digits;
-      continue;
-    }
-    const char pair[3] = {digits[0], digits[1], 0};
-    bytes += static_cast<char>(std::strtol(pair, nullptr, 16));
-    digits += 2;
+  unsigned int byte;
+  for (int used; std::sscanf(digits, " %2x%n", &byte, &used) == 1; digits += used) {
+    bytes += static_cast<char>(byte);
   }
   return bytes;
 }

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <optional>
+#include <sstream>
 #include <utility>
 #include <vector>
 
@@ -23,6 +24,13 @@ std::string TakeLog(const std::string& part) {
   for (const std::string& line : std::exchange(lines, {})) {
     if (line.find(part) != line.npos) log += line + "\n";
   }
+  return log;
+}
+
+std::string Lines(const std::string& front, const std::string& texts) {
+  std::istringstream parts(texts);
+  std::string log;
+  for (std::string part; std::getline(parts, part, '|');) log += front + part + "\n";
   return log;
 }
 

@@ -8,42 +8,36 @@
 
 namespace {
 
-TEST(TrackInfo, NumbersAudioCodecsByFormatTag) {
-  const unsigned table[][2] = {
-      {0x0001, 206}, {0x0007, 221}, {0x000A, 214}, {0x0045, 222}, {0x0050, 202}, {0x0055, 202},
-      {0x0092, 203}, {0x00FF, 201}, {0x0160, 210}, {0x0161, 211}, {0x0162, 212}, {0x0163, 213},
-      {0x0164, 209}, {0x2000, 203}, {0x2001, 205}, {0x7A21, 215}, {0x7A22, 215}, {0x0000, 100},
-      {0x0002, 100}, {0x0165, 100}, {0x2002, 100}, {0x7A23, 100}, {0xFFFE, 100}};
-  for (const auto& [tag, codec] : table) {
-    TrackInfo info{};
-    audio_specific_data data{};
-    data.formatTag = static_cast<unsigned short>(tag);
-    setTrackInfo(&info, &data, nullptr);
-    EXPECT_EQ(codec, info.codec) << tag;
-  }
-}
-
-TEST(TrackInfo, NumbersVideoCodecsByFourcc) {
+TEST(TrackInfo, NumbersCodecsByFormatTagAndFourcc) {
+  // A number of three digits, then the format tags and FourCCs of that codec.
   std::istringstream table(
+      "201 0x00FF 202 0x0050 0x0055 203 0x0092 0x2000 205 0x2001 206 0x0001 209 0x0164 210 0x0160 "
+      "211 0x0161 212 0x0162 213 0x0163 214 0x000A 215 0x7A21 0x7A22 221 0x0007 222 0x0045 "
       "101 MPG2 mpg2 102 MPG4 mpg4 FMP4 fmp4 DIV2 div2 103 H263 h263 104 AVC1 avc1 H264 h264 x264 "
       "106 WMV1 wmv1 107 WMV2 wmv2 108 WMV3 wmv3 109 WVC1 wvc1 110 WMVA wmva "
       "112 MP42 mp42 M4S2 m4s2 113 MP43 mp43 114 MJPG mjpg "
       "115 VP60 vp60 VP61 vp61 VP62 Vp62 VP6F 116 VP70 vp70 VP71 vp71 VP72 vp72 "
       "117 VP80 vp80 VP81 vp81 VP82 vp82 118 DIV1 div1 DIV3 div3 DIV4 div4 119 MPG1 mpg1 "
       "120 MP4V mp4v 121 THEO theo 123 DIVX divx 124 DX50 dx50 DIV5 div5 125 DXMF dxmf "
-      "126 XVID xvid 100 vp62 vp6f X264 Mpg2 wMV3 AVC2 S263 WMVP");
+      "126 XVID xvid 100 vp62 vp6f X264 Mpg2 wMV3 AVC2 S263 WMVP "
+      "0x0000 0x0002 0x0165 0x2002 0x7A23 0xFFFE");
   unsigned codec = 0;
   for (std::string word; table >> word;) {
+    TrackInfo info{9, 9, 9, 9, 9, 9, 9, 9, 9};
     if (word.size() == 3) {
       codec = static_cast<unsigned>(std::stoul(word));
-      continue;
+    } else if (word.size() == 6) {
+      audio_specific_data data{};
+      data.formatTag = static_cast<unsigned short>(std::stoul(word, nullptr, 16));
+      setTrackInfo(&info, &data, nullptr);
+      EXPECT_EQ(codec, info.codec) << word;
+    } else {
+      video_specific_data data{};
+      std::memcpy(&data.compression, word.data(), 4);
+      setTrackInfo(&info, &data, nullptr);
+      EXPECT_EQ(codec, info.codec) << word;
+      EXPECT_EQ(0u, info.value3 + info.bitrate);
     }
-    TrackInfo info{9, 9, 9, 9, 9, 9, 9, 9, 9};
-    video_specific_data data{};
-    std::memcpy(&data.compression, word.data(), 4);
-    setTrackInfo(&info, &data, nullptr);
-    EXPECT_EQ(codec, info.codec) << word;
-    EXPECT_EQ(0u, info.value3 + info.bitrate);
   }
 }
 
@@ -63,16 +57,11 @@ TEST(TrackInfo, CopiesTheFormatOnce) {
   EXPECT_EQ(0, std::memcmp(audio, expectedAudio, sizeof(expectedAudio)));
   EXPECT_EQ(0, video->blockAlign);
   EXPECT_EQ(0xFFFE, audio->blockAlign);
-  EXPECT_EQ(1, ext->valid);
-  EXPECT_EQ(40u, ext->headerSize);
-  EXPECT_EQ(1, ext->planes);
-  EXPECT_EQ(24, ext->bitCount);
-  EXPECT_EQ(0x32564D57u, ext->compression);
-  EXPECT_EQ(0x11223344u, ext->imageSize);
-  EXPECT_EQ(-5, ext->xPelsPerMeter);
-  EXPECT_EQ(-6, ext->yPelsPerMeter);
-  EXPECT_EQ(7u, ext->colorsUsed);
-  EXPECT_EQ(8u, ext->colorsImportant);
+  std::ostringstream fields;
+  fields << +ext->valid << " " << ext->headerSize << " " << ext->planes << " " << ext->bitCount
+         << " " << ext->xPelsPerMeter << " " << ext->yPelsPerMeter << " " << ext->colorsUsed << " "
+         << ext->colorsImportant << std::hex << " " << ext->compression << " " << ext->imageSize;
+  EXPECT_EQ("1 40 1 24 -5 -6 7 8 32564d57 11223344", fields.str());
   EXPECT_EQ(video, parser.GetTrackInfo(0));
   EXPECT_EQ("", session.source.TakeCalls());
   EXPECT_EQ(nullptr, parser.GetTrackInfo(2));
@@ -189,26 +178,28 @@ TEST(Config, IsWhatFollowsTheFixedPart) {
                      : session.parser->GetVideoConfig(buffer, length, capacity);
       };
       std::vector<unsigned char> buffer(size + 1, '!');
-      std::ostringstream trace;
-      const char* name = audio ? "[ASFParser] GetAudioConfig" : "[ASFParser] GetVideoConfig";
       const std::size_t fixed = audio ? 18 : 51;
-      trace << "2 " << name << " : TypeSpecificDataLen=" << fixed + size
-            << (audio ? ", audio" : ", video") << "_specific_data len=" << fixed << "\n";
+      const char* kind = audio ? "audio" : "video";
+      std::ostringstream trace;
+      trace << " : TypeSpecificDataLen=" << fixed + size << ", " << kind
+            << "_specific_data len=" << fixed;
       if (size > 0) {
-        trace << "2 " << name << " : dataLen=" << size << "(" << fixed + size << "), pData=0x"
-              << std::hex << reinterpret_cast<std::uintptr_t>(buffer.data()) << "\n";
+        trace << "| : dataLen=" << size << "(" << fixed + size << "), pData=0x" << std::hex
+              << reinterpret_cast<std::uintptr_t>(buffer.data());
       }
+      const std::string name = audio ? "[ASFParser] GetAudioConfig" : "[ASFParser] GetVideoConfig";
+      const std::string log = Lines("2 " + name, trace.str());
       unsigned long length = 99;
       if (size > 0) {
         EXPECT_EQ(kParserMalformed, get(buffer.data(), &length, size - 1));
         EXPECT_EQ(size, length);
         EXPECT_EQ('!', buffer[0]);
-        EXPECT_EQ(trace.str() + "6 " + name + " Len Error\n", TakeLog());
+        EXPECT_EQ(log + "6 " + name + " Len Error\n", TakeLog());
       }
       EXPECT_EQ(0, get(buffer.data(), &length, size));
       EXPECT_EQ(size, length);
       EXPECT_EQ(config + "!", Bytes(buffer.begin(), buffer.end()));
-      EXPECT_EQ(trace.str(), TakeLog());
+      EXPECT_EQ(log, TakeLog());
     }
   }
 }
@@ -245,11 +236,11 @@ TEST(Config, ReadsTheVc1SequenceHeader) {
   unsigned long length = config.size();
   EXPECT_EQ(1, session.parser->CheckSeqHdr_vc1_adv(reinterpret_cast<unsigned char*>(&config[0]),
                                                    &length));
-  EXPECT_EQ(
-      "2 PROFILE(3)\n2 LEVEL(1)\n2 COLORDIFF_FORMAT(1)\n2 FRMRTQ_POSTPROC(9)\n"
-      "2 BITRTQ_POSTPROC(21)\n2 POSTPROCFLAG(1)\n2 MAX_CODED_WIDTH(291)\n"
-      "2 MAX_CODED_HEIGHT(1104)\n2 PULLDOWN(1)\n2 INTERLACE(1)\n2 interlaced is (1)\n",
-      TakeLog());
+  EXPECT_EQ(Lines("2 ",
+                  "PROFILE(3)|LEVEL(1)|COLORDIFF_FORMAT(1)|FRMRTQ_POSTPROC(9)|"
+                  "BITRTQ_POSTPROC(21)|POSTPROCFLAG(1)|MAX_CODED_WIDTH(291)|"
+                  "MAX_CODED_HEIGHT(1104)|PULLDOWN(1)|INTERLACE(1)|interlaced is (1)"),
+            TakeLog());
 }
 
 TEST(Config, ReadsTheVc1SimpleAndMainFlags) {
@@ -271,27 +262,6 @@ TEST(Config, ReadsTheVc1SimpleAndMainFlags) {
       EXPECT_EQ(expected, opened.parser->CheckIframe_vc1_simple_and_main(&picture)) << flags;
       EXPECT_EQ(expected, direct.parser->CheckIframe_vc1_simple_and_main(&picture)) << flags;
     }
-  }
-}
-
-TEST(Config, LocatesASequenceHeaderInAPayload) {
-  const Bytes frame = Hex("00 00 01 0D"), start = Hex("00 00 01 0F") + "123456" + frame;
-  const struct {
-    unsigned char stream;
-    Bytes data;
-    int expected;
-  } cases[] = {{2, start + "x", 10},
-               {2, start, kParserInternal},
-               {1, start + "x", kParserInternal},
-               {2, start.substr(0, 4), kParserInternal},
-               {2, Hex("00 00 01 0E") + frame, 0},
-               {2, Hex("00 00 01"), 0},
-               {2, Hex("00 00 02 0F") + frame, kParserInternal}};
-  OpenSession session(AvFile());
-  for (const auto& test : cases) {
-    std::vector<unsigned char> data(test.data.begin(), test.data.end());
-    EXPECT_EQ(test.expected,
-              session.parser->CheckVideoSequenceHeader(test.stream, data.data(), data.size()));
   }
 }
 

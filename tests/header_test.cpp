@@ -45,19 +45,17 @@ TEST(Header, SkipsNothingBelow24BytesAndNeverBackwards) {
 }
 
 TEST(Header, EndsWithItsCountOrWithTheBytes) {
-  const struct {
-    unsigned count;
-    std::size_t bytes;  // of the file that are there
-    unsigned tracks, dropped;
-  } cases[] = {{0, 999, 0, 0}, {2, 999, 1, 0}, {3, 999, 2, 0}, {90, 359, 2, 0},
-               {3, 230, 1, 0}, {3, 253, 1, 0}, {3, 254, 1, 1}};  // a stream of zeros is none
-  for (const auto& test : cases) {
+  // The count, the bytes of the file that are there, the tracks, and whether a
+  // stream was dropped: one of zeros is none.
+  const unsigned cases[][4] = {{0, 999, 0, 0}, {2, 999, 1, 0}, {3, 999, 2, 0}, {90, 359, 2, 0},
+                               {3, 230, 1, 0}, {3, 253, 1, 0}, {3, 254, 1, 1}};
+  for (const auto& [count, bytes, tracks, dropped] : cases) {
     AsfFile file = AvFile();
-    file.headerCount = test.count;
-    ParserSession session(file.Build().substr(0, test.bytes));
+    file.headerCount = count;
+    ParserSession session(file.Build().substr(0, bytes));
     EXPECT_EQ(0, session.Open());
-    EXPECT_EQ(test.tracks, session.parser->GetTrackCount()) << test.count << " " << test.bytes;
-    EXPECT_EQ(test.dropped != 0, !TakeLog("not support").empty());
+    EXPECT_EQ(tracks, session.parser->GetTrackCount()) << count << " " << bytes;
+    EXPECT_EQ(dropped != 0, !TakeLog("not support").empty());
   }
 }
 

@@ -2,7 +2,6 @@
 #include <sstream>
 
 #include "ParserSession.h"
-#include "asf/Globals.h"
 
 namespace {
 
@@ -49,10 +48,7 @@ TEST(KeyFrame, PrintsWhatItFound) {
   const std::string h263 = "2 CheckIframe_h263\n2 [";
   const std::string intra = "]H263 StartCode and Iframe picture type are founded\n";
   const std::string mpeg = "2 CheckIframe_mpeg\n6 MPEG1 or 2 StartCode(P frmae) is founded, ";
-  const struct {
-    const char *fourcc, *picture;
-    std::string log;
-  } cases[] = {
+  const std::tuple<const char*, const char*, std::string> cases[] = {
       {"MPG2", "99 00 00 01 00 AA 10 00 00 01 00 AA 08",
        mpeg + "es_offset 1\n6 MPEG1 or 2 StartCode(I frmae) is founded, es_offset 7\n"},
       {"H263", "00 00 80 02 00 00 00 00", h263 + "PTYPE" + intra},
@@ -63,11 +59,11 @@ TEST(KeyFrame, PrintsWhatItFound) {
       {"WVC1", "A0", "2 not interlaced clip, frametype(3)\n"},
   };
   ParserSession session("", "7");
-  for (const auto& test : cases) {
-    const Bytes picture = Hex(test.picture);
-    IsKeyFrame(session.parser.get(), test.fourcc, picture);
-    const std::string length = std::to_string(picture.size());
-    EXPECT_EQ("2 CheckIFrameStartCode Start, pLen=" + length + "\n" + test.log, TakeLog());
+  for (const auto& [fourcc, picture, log] : cases) {
+    const Bytes bytes = Hex(picture);
+    IsKeyFrame(session.parser.get(), fourcc, bytes);
+    const std::string length = std::to_string(bytes.size());
+    EXPECT_EQ("2 CheckIFrameStartCode Start, pLen=" + length + "\n" + log, TakeLog());
   }
 }
 
@@ -78,38 +74,42 @@ TEST(KeyFrame, ReadsInterlacedVc1) {
   unsigned long length;
   session.parser->GetVideoConfig(buffer, &length, sizeof(buffer));
   TakeLog();
-  const int types[][2] = {{0x00, 2}, {0x40, 3}, {0x60, 1}, {0x68, 1},  {0x70, 4},  {0x78, 5},
-                          {0xC0, 6}, {0xC8, 7}, {0xD0, 8}, {0xE0, 10}, {0xF8, 13}, {0x80, 2},
-                          {0xA0, 3}, {0xB0, 1}, {0xB4, 1}, {0xB8, 4},  {0xBC, 5}};
-  for (const auto& [picture, type] : types) {
-    unsigned char byte = static_cast<unsigned char>(picture);
+  const unsigned frame[16] = {2, 2, 2, 2, 2, 2, 2, 2, 3, 3, 3, 3, 1, 1, 4, 5};
+  for (unsigned bits = 0; bits < 256; ++bits) {
+    // Of a progressive picture, of two fields, of an interlaced frame.
+    const unsigned type = bits < 0x80    ? frame[bits >> 3]
+                          : bits >= 0xC0 ? 6 + (bits >> 3 & 7)
+                                         : frame[bits >> 2 & 15];
     const bool key = type == 1 || type == 6 || type == 7;
-    EXPECT_EQ(key ? 0u : 1u, session.parser->CheckIframe_vc1_adv(&byte)) << picture;
+    unsigned char picture = static_cast<unsigned char>(bits);
+    EXPECT_EQ(key ? 0u : 1u, session.parser->CheckIframe_vc1_adv(&picture)) << bits;
     EXPECT_EQ("2 interlaced clip, frametype(" + std::to_string(type) + ")\n", TakeLog("clip"));
   }
 }
 
-TEST(KeyFrame, TablesAreThePictureTypes) {
-  const unsigned frame[16] = {2, 2, 2, 2, 2, 2, 2, 2, 3, 3, 3, 3, 1, 1, 4, 5};
-  const unsigned field[8] = {6, 7, 8, 9, 10, 11, 12, 13};
-  EXPECT_EQ(0, std::memcmp(frame, frmBasedTypeCodes, sizeof(frame)));
-  EXPECT_EQ(0, std::memcmp(field, fldBasedTypeCodes, sizeof(field)));
-}
-
-TEST(KeyFrame, FindsAVc1FrameStartCode) {
-  const Bytes start = Hex("00 00 01 0D");
-  const std::pair<Bytes, int> cases[] = {
-      {start + "x", 0},      {start, kParserInternal},        {"ab" + start + "x", 2},
-      {"", kParserInternal}, {"ab" + start, kParserInternal}, {start + start, 0}};
-  ParserSession session("");
-  for (const auto& [data, expected] : cases) {
+TEST(KeyFrame, LiesBehindAVc1StartCode) {
+  const Bytes code = Hex("00 00 01 0D"), start = Hex("00 00 01 0F") + "123456" + code;
+  const std::tuple<Bytes, int, int> cases[] = {
+      {code + "x", 0, 0},
+      {code, kParserInternal, 0},
+      {"ab" + code + "x", 2, kParserInternal},
+      {"ab" + code, kParserInternal, kParserInternal},
+      {start + "x", 10, 10},
+      {start, kParserInternal, kParserInternal},
+      {Hex("00 00 01 0F"), kParserInternal, kParserInternal},
+      {Hex("00 00 01 0E") + code, kParserInternal, 0},
+      {Hex("00 00 01"), kParserInternal, 0},
+      {Hex("00 00 02 0F") + code + "x", 4, kParserInternal},
+      {"", kParserInternal, kParserInternal},
+  };
+  OpenSession session(AvFile());
+  for (const auto& [data, frame, sequence] : cases) {
     std::vector<unsigned char> bytes(data.begin(), data.end());
-    EXPECT_EQ(expected, session.parser->CheckFrameHeader(bytes.data(), bytes.size()));
+    EXPECT_EQ(frame, session.parser->CheckFrameHeader(bytes.data(), bytes.size()));
+    EXPECT_EQ(sequence, session.parser->CheckVideoSequenceHeader(2, bytes.data(), bytes.size()));
+    EXPECT_EQ(kParserInternal,
+              session.parser->CheckVideoSequenceHeader(1, bytes.data(), bytes.size()));
   }
-  unsigned char jpeg[2] = {0xFF, 0xD8};
-  EXPECT_EQ(1u, session.parser->CheckIframe_mjpg(jpeg));
-  jpeg[0] = 0;
-  EXPECT_EQ(0u, session.parser->CheckIframe_mjpg(jpeg));
 }
 
 }  // namespace

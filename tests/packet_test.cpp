@@ -4,19 +4,24 @@
 
 namespace {
 
+// Ways to walk packet 0 besides the modes of ParseDataPacket.
+constexpr int kOlderForm = -1, kProbeVideo = 3, kProbeAudio = 4;
+
+int WalkPacket(OpenSession* session, int mode) {
+  ASFParser& parser = *session->parser;
+  if (mode == kProbeVideo) return parser.GetPacketTime(0, kTrackVideo);
+  if (mode == kProbeAudio) return parser.GetPacketTime(0, kTrackAudio);
+  return mode == kOlderForm ? parser.ParseDataPacket(0) : parser.ParseDataPacket(0, mode);
+}
+
 // What packet 0 comes to: the units of audio and then of video that it queues.
 struct Demuxed {
   int status;
   std::string calls, log, units;
 };
-// Mode -1 is the older form.
 Demuxed Demux(const AsfFile& file, int mode, const char* level = "1") {
   OpenSession session(file, level);
-  Demuxed result;
-  result.status =
-      mode < 0 ? session.parser->ParseDataPacket(0) : session.parser->ParseDataPacket(0, mode);
-  result.calls = session.source.TakeCalls();
-  result.log = TakeLog();
+  Demuxed result{WalkPacket(&session, mode), session.source.TakeCalls(), TakeLog(), ""};
   // Reading on fails, so that only what is queued comes.
   session.source.faultCall = session.source.callCount() + 1;
   result.units = session.AllAudio();
@@ -29,8 +34,6 @@ Demuxed Demux(const std::vector<Payload>& payloads, int mode, const char* level 
 }
 
 TEST(PacketHeader, ReadsFieldsOfEveryWidth) {
-  const std::string fields[] = {"", "Read 1, Read 1, Read 1, ", "Read 2, Read 2, Read 2, ",
-                                "Read 4, Read 4, Read 4, "};
   for (int type = 0; type < 4; ++type) {
     Packet packet({Media(1, 3000, "x")});
     packet.packetLengthType = packet.sequenceType = packet.paddingType = type;
@@ -43,46 +46,46 @@ TEST(PacketHeader, ReadsFieldsOfEveryWidth) {
     payload_parsing_info info;
     unsigned length = 0;
     EXPECT_EQ(0, session.parser->ParsePayloadParsingInfo(&info, &length));
-    EXPECT_EQ("ReadAt 409+1, ReadAt 409+3, Read 2, " + fields[type] + "Read 6",
-              session.source.TakeCalls());
     const int width = type == 3 ? 4 : type;
-    EXPECT_EQ(type << 5 | type << 3 | type << 1, info.LengthTypeFlags);
-    EXPECT_EQ(0x5D, info.PropertyFlags);
-    EXPECT_EQ(90u, length);
-    EXPECT_EQ(type == 0 ? 0u : 90u, +info.PacketLength);
-    EXPECT_EQ(type == 0 ? 0u : 90u - 11 - 3 * width - 16, +info.PaddingLength);
-    EXPECT_EQ(0x01020304u, +info.SendTime);
+    const std::string field = type == 0 ? "" : "Read " + std::to_string(width) + ", ";
+    EXPECT_EQ("ReadAt 409+1, ReadAt 409+3, Read 2, " + field + field + field + "Read 6",
+              session.source.TakeCalls());
+    const unsigned flags = 42u * type;  // in bits 1, 3 and 5
+    const unsigned size = type == 0 ? 0 : 90, padding = type == 0 ? 0 : 90 - 11 - 3 * width - 16;
+    EXPECT_EQ((std::vector<unsigned>{90, flags, 0x5D, size, padding, 0x01020304}),
+              (std::vector<unsigned>{length, info.LengthTypeFlags, info.PropertyFlags,
+                                     info.PacketLength, info.PaddingLength, info.SendTime}));
   }
 }
 
 TEST(PacketHeader, SettlesThePacketLength) {
-  // The file says 200 at least, 300 at most; packet 0 has settled on 200 or 250.
-  const struct {
-    unsigned settled, declared, reported, current;
-    bool isWrong;
-  } cases[] = {{200, 200, 200, 200, false}, {200, 0, 200, 200, false},  {250, 0, 200, 250, true},
-               {250, 240, 240, 250, true},  {250, 300, 300, 250, true}, {250, 100, 100, 200, false},
-               {200, 400, 400, 300, false}};
-  for (const auto& test : cases) {
+  // The file says 200 at least, 300 at most. What packet 0 has settled on, and what
+  // packet 1 declares, reports and leaves settled.
+  const unsigned cases[][4] = {{200, 200, 200, 200}, {200, 0, 200, 200},   {250, 0, 200, 250},
+                               {250, 240, 240, 250}, {250, 300, 300, 250}, {250, 100, 100, 200},
+                               {200, 400, 400, 300}};
+  for (const auto& [settled, declared, reported, current] : cases) {
     Packet first({Media(1, 3000, "x")}), second({Media(1, 3000, "y")});
     first.packetLengthType = 2;
-    second.packetLengthType = test.declared == 0 ? 0 : 2;
-    second.packetLength = test.declared;
+    second.packetLengthType = declared == 0 ? 0 : 2;
+    second.packetLength = declared;
     second.padding = 10;
     AsfFile file = AvFile({first, second, second});
-    file.packetLength = test.settled;
+    file.packetLength = settled;
     file.minPacket = 200;
     file.maxPacket = 300;
     OpenSession session(file);
     EXPECT_EQ(0, session.parser->ParseDataPacket(1, 2));
-    EXPECT_EQ(test.isWrong ? "6 [ASFParser] ParseDataPacket : Wrong Pakcet Len Info.\n" : "",
+    EXPECT_EQ(settled == 250 && current == 250
+                  ? "6 [ASFParser] ParseDataPacket : Wrong Pakcet Len Info.\n"
+                  : "",
               TakeLog());
     // The reported length bounds the payload, the current one places packets.
-    const unsigned body = test.reported - (test.declared == 0 ? 28 : 30) - 10;
+    const unsigned body = reported - (declared == 0 ? 28 : 30) - 10;
     EXPECT_NE(std::string::npos,
               session.source.TakeCalls().find("GetPosition, Read " + std::to_string(body) + ","));
     session.parser->ParseDataPacket(1, 2);
-    const std::string at = "ReadAt " + std::to_string(409 + test.current) + "+1";
+    const std::string at = "ReadAt " + std::to_string(409 + current) + "+1";
     EXPECT_EQ(0u, session.source.TakeCalls().find(at));
   }
 }
@@ -131,31 +134,32 @@ TEST(CodedField, ReadsItsWidth) {
 TEST(Demux, CallsTheSourceInOrder) {
   const Payload sound = Media(1, 3500, "sound"), video = Media(2, 3500, "video");
   const Payload subs = Compressed(1, 3500, 5, {"a", "bb"}), sub = Compressed(2, 3500, 5, {"ccc"});
+  const Payload key = Payload(video).Key();
   const std::string front = "ReadAt 409+1, ReadAt 409+3, Read 2, Read 2, Read 6, GetPosition, ";
   const std::string whole = "Read 1, Read 1, Read 4, Read 1, Read 8, ";
   const std::string cut = "Read 1, Read 1, Read 4, Read 1, Read 1, ";
-  const struct {
-    Packet packet;
-    int mode;
-    std::string calls;
-  } cases[] = {
-      {Packet({video}), 1, whole + "GetPosition, Read 5, Skip 167"},
-      {Packet({video}), 2, whole + "GetPosition, Skip 5, Skip 167"},
-      {Packet({sound, video}), 0,
-       "Read 1, " + whole + "Read 2, Read 5, " + whole + "Read 2, Read 5, Skip 142"},
-      {Packet({sound, video}), 1,
-       "Read 1, " + whole + "Read 2, Skip 5, " + whole + "Read 2, Read 5, Skip 142"},
-      {Packet({subs}), 2, cut + "GetPosition, Read 1, Read 1, Read 1, Read 2, Skip 174"},
-      {Packet({subs}), 1, cut + "GetPosition, Read 1, Skip 1, Read 1, Skip 2, Skip 174"},
-      {Packet({subs, sub}), 2,
+  const std::string skipped = whole + "Read 2, Skip 5", taken = whole + "Read 2, Read 5";
+  const std::tuple<std::vector<Payload>, int, std::string> cases[] = {
+      {{video}, 1, whole + "GetPosition, Read 5, Skip 167"},
+      {{video}, 2, whole + "GetPosition, Skip 5, Skip 167"},
+      {{sound, video}, 0, "Read 1, " + taken + ", " + taken + ", Skip 142"},
+      {{sound, video}, 1, "Read 1, " + skipped + ", " + taken + ", Skip 142"},
+      {{subs}, 2, cut + "GetPosition, Read 1, Read 1, Read 1, Read 2, Skip 174"},
+      {{subs}, 1, cut + "GetPosition, Read 1, Skip 1, Read 1, Skip 2, Skip 174"},
+      {{subs, sub},
+       2,
        "Read 1, " + cut + "Read 2, Read 1, Read 1, Read 1, Read 2, " + cut +
            "Read 2, Read 1, Skip 3, Skip 157"},
-      {Packet({}), 0, "Read 1, Skip 186"},
+      {{}, 0, "Read 1, Skip 186"},
+      {{video}, kProbeVideo, whole + "GetPosition, Skip 5, Skip 167"},
+      {{key}, kProbeVideo, whole + "GetPosition, Skip 5"},
+      {{video}, kProbeAudio, "Read 1"},
+      {{sound, key}, kProbeVideo, "Read 1, " + skipped + ", " + skipped},
+      {{subs}, kProbeVideo, cut + "GetPosition, Read 1, Skip 1, Read 1, Skip 2, Skip 174"},
+      {{}, kProbeAudio, "Read 1, Skip 186"},
   };
-  for (const auto& test : cases) {
-    const Demuxed result = Demux(AvFile({test.packet}), test.mode);
-    EXPECT_EQ(0, result.status);
-    EXPECT_EQ(front + test.calls, result.calls) << &test - cases;
+  for (const auto& [payloads, mode, calls] : cases) {
+    EXPECT_EQ(front + calls, Demux(payloads, mode).calls) << calls;
   }
 }
 
@@ -163,11 +167,7 @@ TEST(Demux, QueuesWholeMediaObjects) {
   const Payload a = Media(1, 3020, "a"), rest = Media(1, 3030, "rest").Offset(3);
   const Payload v = Media(2, 4000, "v"), x = Media(3, 4000, "x"), timed = Media(1, 0, "t");
   const Bytes time = Le(3005, 4);
-  const struct {
-    std::vector<Payload> payloads;
-    int mode;
-    const char* units;
-  } cases[] = {
+  const std::tuple<std::vector<Payload>, int, const char*> cases[] = {
       {{Media(1, 3001, "a"), Media(1, 3000, "b"), Media(1, 9, "c")}, 2, "a@1 b@0 c@0 "},
       {{a, v}, 0, "a@20 v@1000 "},
       {{a, v}, 1, "v@1000 "},
@@ -185,11 +185,11 @@ TEST(Demux, QueuesWholeMediaObjects) {
       {{Compressed(1, 2999, 2, {"b", "cc"})}, 2, "b@4294967295 cc@1 "},
       {{Compressed(1, 3020, 0, {"bbb", "cccc"}).Length(5), a}, 2, "bbb@20 cccc@20 a@20 "},
   };
-  for (const auto& test : cases) {
-    const Demuxed result = Demux(test.payloads, test.mode);
+  for (const auto& [payloads, mode, units] : cases) {
+    const Demuxed result = Demux(payloads, mode);
     EXPECT_EQ(0, result.status);
     EXPECT_EQ("", result.log);
-    EXPECT_EQ(test.units, result.units) << &test - cases;
+    EXPECT_EQ(units, result.units) << units;
   }
 }
 
@@ -229,10 +229,7 @@ TEST(Demux, CutsASinglePayloadByLengthAndPadding) {
 
 TEST(Demux, RefusesSizesOutOfRange) {
   const Payload good = Media(1, 3000, "good"), bad = Media(1, 0, "x");
-  const struct {
-    Payload payload;
-    std::string message;
-  } cases[] = {
+  const std::tuple<Payload, std::string> cases[] = {
       {Payload(bad).Replicated(""), "size trouble (0)"},
       {Payload(bad).ReplicatedLength(0x100001), "size trouble (1048577)"},
       {Payload(bad).ReplicatedLength(~0u), "size trouble (4294967295)"},
@@ -241,13 +238,13 @@ TEST(Demux, RefusesSizesOutOfRange) {
       {Media(2, 0, "x").Length(~0u), "payloadLen trouble (-1)"},  // though it would be skipped
       {Compressed(1, 3000, 0, {"", "b"}), "size trouble - 2 (0)"},
   };
-  for (const auto& test : cases) {
-    Packet packet({good, test.payload, good});
-    packet.replicatedType = test.payload.delta < 0 ? 3 : 1;
+  for (const auto& [payload, message] : cases) {
+    Packet packet({good, payload, good});
+    packet.replicatedType = payload.delta < 0 ? 3 : 1;
     packet.lengthType = 3;
     const Demuxed result = Demux(AvFile({packet}), 2);
     EXPECT_EQ(kParserOutOfRange, result.status);
-    EXPECT_EQ("6 [ASFParser] ParseDataPacket new[] alloc. " + test.message + "\n", result.log);
+    EXPECT_EQ("6 [ASFParser] ParseDataPacket new[] alloc. " + message + "\n", result.log);
     EXPECT_EQ("good@0 ", result.units);  // what was queued stays
   }
 }
@@ -295,7 +292,7 @@ TEST(Demux, TheOlderFormDiffers) {
       "2 [ASFParser] ParseDataPacket MO_OFFSET (7) Dont create new MO\n"
       "2 [ASFParser] ParseDataPacket MO_OFFSET (-1) Dont create new MO\n",
       result.log);
-  result = Demux({orphan, Payload(v).Offset(~0u), Payload(v).Offset(1)}, -1, "4");
+  result = Demux({orphan, Payload(v).Offset(~0u), Payload(v).Offset(1)}, kOlderForm, "4");
   EXPECT_EQ("end@20 vv@20 ", result.units);
   EXPECT_EQ("", result.log);
 }
@@ -305,12 +302,10 @@ TEST(Demux, PassesEveryFailureOn) {
   // the last one skips the padding.
   const Payload subs = Compressed(1, 3500, 5, {"a", "bb"}), sub = Compressed(2, 3500, 5, {"ccc"});
   for (const int call : {1, 2, 3, 5, 6, 7, 8, 12, 14, 15, 16, 17, 18, 22, 24, 25, 26}) {
-    for (const bool probe : {false, true}) {
+    for (const int mode : {2, kProbeVideo}) {
       OpenSession session(AvFile({Packet({subs, sub})}));
       session.source.faultCall = session.source.callCount() + call;
-      EXPECT_EQ(call == 26 ? 0 : -77, probe ? session.parser->GetPacketTime(0, kTrackVideo)
-                                            : session.parser->ParseDataPacket(0, 2))
-          << call << " " << probe;
+      EXPECT_EQ(call == 26 ? 0 : -77, WalkPacket(&session, mode)) << call << " " << mode;
     }
   }
   const std::pair<const char*, const char*> messages[] = {
@@ -320,11 +315,10 @@ TEST(Demux, PassesEveryFailureOn) {
       {"Skip 123", "6 [ASFParser] ParseDataPacket  set pos fail \n"},
   };
   for (const auto& [call, message] : messages) {
-    for (const int mode : {1, 2, -1}) {
+    for (const int mode : {1, 2, kOlderForm}) {
       OpenSession session(AvFile({Packet({Media(1, 3000, Bytes(123, 'x'))})}));
       session.source.failOn = call;
-      const int status =
-          mode < 0 ? session.parser->ParseDataPacket(0) : session.parser->ParseDataPacket(0, mode);
+      const int status = WalkPacket(&session, mode);
       const bool failed = session.source.failOn.empty();
       EXPECT_EQ(failed ? -77 : 0, status) << call;
       EXPECT_EQ(failed && mode > 0 ? message : "", TakeLog());
@@ -345,20 +339,17 @@ TEST(Demux, EndsWithTheDataOrTheBytes) {
   OpenSession first(noLength);
   EXPECT_EQ(kParserOutOfRange, first.parser->ParseDataPacket(0, 2));
   EXPECT_EQ(kParserEndOfStream, first.parser->ParseDataPacket(1, 2));
-  const struct {
-    std::size_t bytes;  // of packet 1 that are there
-    int status;
-    const char* units;
-  } cases[] = {{0, kParserEndOfStream, ""},
-               {28, kParserEndOfStream, ""},  // not one byte of the body
-               {29, 0, "b@0 "},
-               {31, 0, "bcd@0 "}};
-  for (const auto& test : cases) {
-    ParserSession cut(file.Build().substr(0, 609 + test.bytes));
+  const std::tuple<std::size_t, int, const char*> cases[] = {
+      {0, kParserEndOfStream, ""},
+      {28, kParserEndOfStream, ""},  // not one byte of the body
+      {29, 0, "b@0 "},
+      {31, 0, "bcd@0 "}};
+  for (const auto& [bytes, status, units] : cases) {
+    ParserSession cut(file.Build().substr(0, 609 + bytes));
     EXPECT_EQ(0, cut.Open());
-    EXPECT_EQ(test.status, cut.parser->ParseDataPacket(1, 2));
+    EXPECT_EQ(status, cut.parser->ParseDataPacket(1, 2));
     cut.source.faultCall = cut.source.callCount() + 1;
-    EXPECT_EQ(test.units, cut.AllAudio());
+    EXPECT_EQ(units, cut.AllAudio());
   }
 }
 
