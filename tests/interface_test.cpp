@@ -4,22 +4,25 @@
 
 namespace {
 
-TEST(Interface, AnswersItsInertOperations) {
-  IParser* parser = createParser();
-  unsigned long size = 5;
-  EXPECT_EQ(nullptr, parser->GetAlbumArt(&size));
-  EXPECT_EQ(0u, size);
-  EXPECT_STREQ("ASFParser", parser->getName());
-  EXPECT_EQ(0, parser->SetConfig());
-  EXPECT_EQ(0, parser->Notify(1, 2));
-  EXPECT_EQ(0, parser->GetNextVideoKeyFrameTime(3));
-  EXPECT_EQ(0, static_cast<ASFParser*>(parser)->GetStartPacketNum(4, 1));
-  EXPECT_EQ(0u, parser->GetTrackCount());
-  EXPECT_EQ(nullptr, parser->GetMetaInfo());
-  EXPECT_EQ(nullptr, parser->getExtraInterface());
-  EXPECT_EQ(nullptr, parser->GetTrackInfo(0));
-  destroyParser(parser);
-  destroyParser(nullptr);
+TEST(Interface, ThrownFromTheSourceBecomeAStatus) {
+  const AsfFile file = AvFile({Packet({Media(1, 3000, "a")})});
+  const std::pair<FaultySource::Fault, int> faults[] = {
+      {FaultySource::kFail, FaultySource::kFailure},
+      {FaultySource::kThrow, kParserEndOfStream},
+      {FaultySource::kThrowBadAlloc, kParserOutOfRange}};
+  for (const auto& [fault, status] : faults) {
+    ParserSession opening(file.Build());
+    opening.source.fault = fault;
+    opening.source.faultCall = 2;
+    EXPECT_EQ(status, opening.Open());
+    OpenSession reading(file);
+    reading.source.fault = fault;
+    reading.source.faultCall = reading.source.callCount() + 3;
+    EXPECT_EQ(status, reading.parser->ParseDataPacket(0, 2));
+    EXPECT_EQ(0, reading.parser->ParseDataPacket(0, 2));
+    reading.source.faultCall = reading.source.callCount() + 1;
+    EXPECT_EQ(status, reading.parser->GetPacketTime(0, kTrackAudio));
+  }
 }
 
 TEST(Guid, IsIdentifiedByTheFirstEqualRow) {

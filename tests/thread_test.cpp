@@ -4,47 +4,38 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <functional>
-#include <iterator>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "FaultySource.h"
 #include "IParser.h"
+#include "SampleFiles.h"
 #include "platform/Platform.h"
 
 namespace {
 
-std::size_t Play(const std::string& file) {
-  std::size_t digest = 0;
-  std::vector<unsigned char> buffer(kMaxAccessUnitBytes);
-  for (int session = 0; session < 5; ++session) {
-    FaultySource source(file);
-    source.record = false;
-    IParser* parser = createParser();
-    if (parser == nullptr || parser->Open(&source) != kParserOk) return 0;
-    for (unsigned int k = 0; k < parser->GetTrackCount(); ++k) parser->GetTrackInfo(k);
+// All units of a file, before and after a seek of each mode.
+std::string Play(const std::string& file) {
+  std::string units;
+  std::vector<char> buffer(kMaxAccessUnitBytes);
+  auto* const data = reinterpret_cast<unsigned char*>(buffer.data());
+  FaultySource source(file);
+  source.record = false;
+  IParser* parser = createParser();
+  parser->Open(&source);
+  for (unsigned int k = 0; k < parser->GetTrackCount(); ++k) parser->GetTrackInfo(k);
+  for (const int mode : {kSeekPreviousSync, kSeekNextSync, kSeekClosestSync, kSeekClosest}) {
     unsigned long size = 0, timeMs = 0;
-    const auto note = [&](int status) {
-      if (status != kParserOk) return false;
-      const std::string unit(buffer.begin(), buffer.begin() + static_cast<long>(size));
-      digest = digest * 31 + std::hash<std::string>()(unit) + timeMs;
-      return true;
-    };
-    for (const int mode : {kSeekPreviousSync, kSeekNextSync}) {
-      while (note(parser->GetVideoData(buffer.data(), &size, &timeMs, 0, false))) {
-      }
-      while (note(parser->GetAudioData(buffer.data(), &size, &timeMs, 0))) {
-      }
-      parser->SeekEx(500, kTrackVideo, 0, 0, 0, mode);
-      parser->SeekEx(500, kTrackAudio, 0, 0, 0, mode);
+    while (parser->GetVideoData(data, &size, &timeMs, 0, false) == kParserOk ||
+           parser->GetAudioData(data, &size, &timeMs, 0) == kParserOk) {
+      units.append(buffer.data(), size) += std::to_string(timeMs);
     }
-    parser->Close();
-    destroyParser(parser);
+    for (const int kind : {kTrackVideo, kTrackAudio}) parser->SeekEx(500, kind, 0, 0, 0, mode);
   }
-  return digest;
+  parser->Close();
+  destroyParser(parser);
+  return units;
 }
 
 }  // namespace
@@ -65,13 +56,12 @@ int property_get(const char*, char* value, const char*) {
 
 int main(int argc, char** argv) {
   for (int k = 1; k < argc; ++k) {
-    std::ifstream in(argv[k], std::ios::binary);
-    const std::string file{std::istreambuf_iterator<char>(in), {}};
-    std::size_t digests[2] = {};
-    std::thread other([&] { digests[1] = Play(file); });
-    digests[0] = Play(file);
+    const std::string file = FileBytes(argv[k]);
+    std::string units[2];
+    std::thread other([&] { units[1] = Play(file); });
+    units[0] = Play(file);
     other.join();
-    if (digests[0] == 0 || digests[0] != digests[1]) {
+    if (units[0].empty() || units[0] != units[1]) {
       return std::fprintf(stderr, "%s: the threads read different units\n", argv[k]), 1;
     }
   }

@@ -1,0 +1,25 @@
+// The sample files, for tests that go over all of them.
+#ifndef QO_TESTS_SAMPLEFILES_H
+#define QO_TESTS_SAMPLEFILES_H
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+inline std::vector<std::filesystem::path> SamplePaths() {
+  std::vector<std::filesystem::path> paths;
+  for (const auto& entry : std::filesystem::directory_iterator(QO_SAMPLES_DIR)) {
+    const std::filesystem::path kind = entry.path().extension();
+    if (kind == ".asf" || kind == ".wmv" || kind == ".wma") paths.push_back(entry.path());
+  }
+  return paths;
+}
+
+inline std::string FileBytes(const std::filesystem::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+#endif  // QO_TESTS_SAMPLEFILES_H
