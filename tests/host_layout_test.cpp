@@ -35,15 +35,14 @@ std::string Walk(const Bytes& file) {
   return text;
 }
 
-AsfFile TwoStreams() {
-  AsfFile file;
-  file.header = {Stream(ID_VIDEO_MEDIA, 2, VideoFormat("WMV2")),
-                 Stream(ID_AUDIO_MEDIA, 1, AudioFormat(0x161))};
-  return file;
+AsfFile TwoStreams(const std::vector<Packet>& packets = {}) {
+  return AsfFile({Stream(ID_VIDEO_MEDIA, 2, VideoFormat("WMV2")),
+                  Stream(ID_AUDIO_MEDIA, 1, AudioFormat(0x161))},
+                 packets);
 }
 
 TEST(HostLayout, TellsWhatTheHeaderSays) {
-  AsfFile file = TwoStreams();
+  AsfFile file = TwoStreams({Packet({Media(1, 3000, "a")}), Packet({Media(1, 3100, "b")})});
   const Bytes hidden = Stream(ID_VIDEO_MEDIA, 9, VideoFormat("WMV3"));
   const Bytes extended = Bytes(60, '\0') + Le(1, 2) + Le(1, 2) +  // one name, one extension
                          Le(0, 2) + Le(4, 2) + Utf16("n") +       // language, length, name
@@ -54,26 +53,21 @@ TEST(HostLayout, TellsWhatTheHeaderSays) {
                      HeaderExtension(Object(ID_ADVANCED_CONTENT_ENCRYPTION_OBJECT, "key") +
                                      Object(ID_EXTENDED_STREAM_PROPERTIES_OBJECT, extended)));
   file.header.push_back(Object(ID_EXTENDED_CONTENT_ENCRYPTION_OBJECT, "key"));
-  file.packets = {Packet({Media(1, 3000, "a")}), Packet({Media(1, 3100, "b")})};
   file.trailing = Object(ID_PADDING_OBJECT, "xyz") + SimpleIndex(5000000, {0, 1, 1});
   file.duration = 40000000;
   file.bitrate = 128000;
   const host::AsfLayout layout = Layout(file.Build());
 
   EXPECT_EQ("", layout.problem);
-  EXPECT_EQ(2u, layout.packetCount);
-  EXPECT_EQ(40000000u, layout.playDuration);
-  EXPECT_EQ(3000u, layout.prerollMs);
-  EXPECT_EQ(128000u, layout.maxBitrate);
-  EXPECT_EQ(200u, layout.packetLength);
-  EXPECT_EQ(2u, layout.PacketsInData());
   EXPECT_FALSE(layout.IsTruncated());
   ASSERT_TRUE(layout.simpleIndex);
-  EXPECT_EQ(3u, layout.simpleIndex->entries);
-  EXPECT_EQ(5000000u, layout.simpleIndex->interval);
+  EXPECT_EQ((std::vector<unsigned long long>{2, 40000000, 3000, 128000, 200, 2, 3, 5000000}),
+            (std::vector<unsigned long long>{
+                layout.packetCount, layout.playDuration, layout.prerollMs, layout.maxBitrate,
+                layout.packetLength, layout.PacketsInData(), layout.simpleIndex->entries,
+                layout.simpleIndex->interval}));
   EXPECT_FALSE(layout.contentEncryption);
-  EXPECT_TRUE(layout.extendedContentEncryption);
-  EXPECT_TRUE(layout.advancedContentEncryption);
+  EXPECT_TRUE(layout.extendedContentEncryption && layout.advancedContentEncryption);
   std::string streams;
   for (const host::StreamLayout& stream : layout.streams) {
     streams += std::to_string(stream.number) + " " + StreamKindName(stream.kind) + " " +
@@ -87,11 +81,10 @@ TEST(HostLayout, TellsWhatTheHeaderSays) {
 }
 
 TEST(HostLayout, SaysWhatIsWrongWithAFile) {
-  AsfFile file = TwoStreams();
-  file.packets = {Packet({Media(1, 3000, "a")}), Packet({Media(1, 3100, "b")})};
+  const AsfFile file = TwoStreams({Packet({Media(1, 3000, "a")}), Packet({Media(1, 3100, "b")})});
   const Bytes good = file.Build();
   const std::size_t headerSize = Layout(good).headerSize;
-  const auto withHeaderSize = [&good](unsigned long long size) {
+  const auto withHeaderSize = [&](unsigned long long size) {
     return Bytes(good).replace(16, 8, Le(size, 8));
   };
   const auto with = [&file](auto change) {
@@ -134,11 +127,10 @@ TEST(HostLayout, ReckonsThePacketLengthAsTheParserDoes) {
     unsigned int stated, min, max, length;
   } cases[] = {{0, 200, 200, 200}, {150, 100, 200, 150}, {50, 100, 200, 100}, {250, 100, 200, 200}};
   for (const auto& test : cases) {
-    AsfFile file = TwoStreams();
     Packet packet({Media(1, 3000, "a")});
     packet.packetLengthType = test.stated != 0 ? 2 : 0;
     packet.packetLength = test.stated;
-    file.packets = {packet};
+    AsfFile file = TwoStreams({packet});
     file.minPacket = test.min;
     file.maxPacket = test.max;
     EXPECT_EQ(test.length, Layout(file.Build()).packetLength) << test.stated;
@@ -146,12 +138,11 @@ TEST(HostLayout, ReckonsThePacketLengthAsTheParserDoes) {
 }
 
 TEST(HostLayout, WalksPacketsAsTheParserDoes) {
-  AsfFile file = TwoStreams();
   Packet plain({Media(1, 3500, "abc")});
   plain.errorCorrection = "";
   Packet wide({Media(1, 3500, "wide").Replicated("x")});
   wide.replicatedType = 2;  // a 1 in two bytes doesn't mean a compressed payload
-  file.packets = {
+  const AsfFile file = TwoStreams({
       Packet({Key(2, 3100, "abcd").Offset(0), Media(2, 3200, "ef").Offset(7)}),
       Packet({Media(1, 2000, "alone")}),  // before the preroll's end
       Packet({Compressed(1, 3300, 40, {"a", "bcd"}), Media(1, 3400, "e")}),
@@ -162,7 +153,7 @@ TEST(HostLayout, WalksPacketsAsTheParserDoes) {
       Packet({Media(1, 3800, "x").Replicated("")}),
       Packet({Compressed(1, 3900, 0, {"a", ""})}),
       Packet({Media(1, 3900, Bytes(100, 'x'))}),
-  };
+  });
   const Bytes whole = file.Build();
   EXPECT_EQ(
       "k2@100:0+4 2@200:7+2 | 1@0:0+5 | 1@300:0+1 1@340:0+3 1@400:0+1 | unreadable | "
@@ -179,11 +170,9 @@ TEST(HostLayout, WalksPacketsAsTheParserDoes) {
 }
 
 TEST(HostLayout, AnyBytesAreTolerated) {
-  AsfFile file = TwoStreams();
+  const Packet packet({Key(2, 3000, "video"), Compressed(1, 3000, 9, {"a", "b"})});
+  AsfFile file = TwoStreams(std::vector<Packet>(8, packet));
   file.header.push_back(HeaderExtension(Object(ID_EXTENDED_STREAM_PROPERTIES_OBJECT, "short")));
-  for (unsigned int i = 0; i < 8; ++i) {
-    file.packets.push_back(Packet({Key(2, 3000 + i, "video"), Compressed(1, 3000, 9, {"a", "b"})}));
-  }
   file.trailing = SimpleIndex(5000000, {0, 1, 1});
   const Bytes good = file.Build();
   std::mt19937 random(3);

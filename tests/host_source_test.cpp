@@ -44,16 +44,13 @@ class BadRegionSource : public host::MemorySource {
  public:
   explicit BadRegionSource(const std::string& bytes) : MemorySource(bytes.data(), bytes.size()) {}
 
-  struct Range {
-    unsigned long long offset, size;
-  };
-  std::vector<Range> reads;
-  Range bad = {100000, 700};
+  std::vector<std::pair<unsigned long long, unsigned long long>> reads;  // offset, size
+  unsigned long long badBegin = 100000, badEnd = 100700;
 
   int ReadAt(unsigned long long offset, void* buffer, unsigned long long* size) override {
-    reads.push_back({offset, *size});
-    const bool before = *size <= bad.offset && offset <= bad.offset - *size;
-    if (*size != 0 && !before && offset < bad.offset + bad.size) return *size = 0, -5;
+    reads.emplace_back(offset, *size);
+    const bool before = *size <= badBegin && offset <= badBegin - *size;
+    if (*size != 0 && !before && offset < badEnd) return *size = 0, -5;
     return MemorySource::ReadAt(offset, buffer, size);
   }
 };
@@ -120,7 +117,7 @@ TEST(HostSource, ReadAheadReadsLargeAlignedPiecesOnce) {
   const std::string bytes = RandomBytes(200000);
   auto owned = std::make_unique<BadRegionSource>(bytes);
   BadRegionSource* const inner = owned.get();
-  inner->bad = {~0ull, 0};
+  inner->badEnd = 0;
   host::ReadAheadSource ahead(std::move(owned), 1 << 14);
   // Two cursors, one some way behind the other, as audio and video read.
   constexpr unsigned long long kBehind = 40000;
@@ -133,24 +130,10 @@ TEST(HostSource, ReadAheadReadsLargeAlignedPiecesOnce) {
     }
   }
   EXPECT_EQ((bytes.size() >> 14) + 1, inner->reads.size());
-  for (const auto& read : inner->reads) {
-    EXPECT_EQ(0u, read.offset % (1 << 14));
-    EXPECT_EQ(1u << 14, read.size);
+  for (const auto& [offset, size] : inner->reads) {
+    EXPECT_EQ(0u, offset % (1 << 14));
+    EXPECT_EQ(1u << 14, size);
   }
-}
-
-TEST(HostSource, FileBeyondFourGigabytes) {
-  const TemporaryFile file("head");
-  constexpr unsigned long long kFar = 5ull << 30;
-  fs::resize_file(file.path, kFar);
-  std::ofstream(file.path, std::ios::binary | std::ios::app) << "tail";
-  const auto source = file.Open();
-  char buffer[16];
-  unsigned long long size = 0, got = sizeof(buffer);
-  EXPECT_EQ(0, source->GetSize(&size));
-  EXPECT_EQ(kFar + 4, size);
-  EXPECT_EQ(0, source->ReadAt(kFar - 2, buffer, &got));
-  EXPECT_EQ(std::string("\0\0tail", 6), std::string(buffer, got));
 }
 
 TEST(HostSource, FileThatShrinksGivesShortReads) {
@@ -161,15 +144,14 @@ TEST(HostSource, FileThatShrinksGivesShortReads) {
   unsigned long long got = 1;
   EXPECT_EQ(0, source->ReadAt(0, buffer.data(), &got));
   fs::resize_file(file.path, 1000000);
-  for (const unsigned long long offset : {999990ull, 2000000ull, 0ull}) {
+  for (const auto& [offset, left] : {std::pair(999990, 10), {2000000, 0}, {0, 1000000}}) {
     got = bytes.size();
     EXPECT_EQ(0, source->ReadAt(offset, buffer.data(), &got));
-    EXPECT_EQ(offset < 1000000 ? 1000000 - offset : 0, got);
-    EXPECT_EQ(0, bytes.compare(std::min(offset, 1000000ull), got, buffer, 0, got));
+    EXPECT_EQ(left, got);
+    EXPECT_EQ(0, bytes.compare(offset, got, buffer, 0, got));
   }
-  unsigned long long size;
-  EXPECT_EQ(0, source->GetSize(&size));
-  EXPECT_EQ(1000000u, size);
+  EXPECT_EQ(0, source->GetSize(&got));
+  EXPECT_EQ(1000000u, got);
 }
 
 TEST(HostSource, SaysWhyAFileCannotBeOpened) {

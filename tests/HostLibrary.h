@@ -1,0 +1,24 @@
+// The shared library, loaded once as a host loads it, with a silent log.
+#ifndef QO_TESTS_HOSTLIBRARY_H
+#define QO_TESTS_HOSTLIBRARY_H
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <memory>
+#include <string>
+
+#include "host/ParserLibrary.h"
+
+inline const host::ParserLibrary& Library() {
+  static const auto library = [] {
+    setenv("QOCP_DEBUG_LEVEL", "0", 1);
+    std::string error;
+    auto loaded = host::ParserLibrary::Load(QO_PARSER_LIBRARY, &error);
+    EXPECT_TRUE(loaded) << error;
+    return loaded;
+  }();
+  return *library;
+}
+
+#endif  // QO_TESTS_HOSTLIBRARY_H
