@@ -68,12 +68,19 @@ class ParserSession {
   std::unique_ptr<unsigned char[]> buffer_{new unsigned char[kMaxAccessUnitBytes]};
 };
 
-// A session whose file is open; what opening called and printed is forgotten.
-class OpenSession : public ParserSession {
+// A session whose file is open; what opening called and printed is there to take.
+class OpenedSession : public ParserSession {
+ public:
+  explicit OpenedSession(const Bytes& file, const char* level = "1") : ParserSession(file, level) {
+    EXPECT_EQ(0, Open());
+  }
+};
+
+// The same, with nothing to take yet.
+class OpenSession : public OpenedSession {
  public:
   explicit OpenSession(const AsfFile& file, const char* level = "1")
-      : ParserSession(file.Build(), level) {
-    EXPECT_EQ(0, Open());
+      : OpenedSession(file.Build(), level) {
     source.TakeCalls();
     TakeLog();
   }

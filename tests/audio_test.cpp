@@ -45,44 +45,35 @@ TEST(Audio, StopsFillingAtAPacketThatFails) {
 }
 
 TEST(Audio, CutsObjectsIntoFrames) {
-  const char* blocks = "6 MakeAudFrameInfoTable not match with blockalign size\n";
-  const char* tooLong = "6 MakeAudFrameInfoTable ts term is too long\n";
-  const struct {
-    const char* what;
-    int tag, rate, blockAlign;
-    std::size_t length, frame;  // bytes; the last frame may be shorter
-    unsigned step;              // ms
-    const char* message;
-  } cases[] = {
-      {"PCM below a frame", 1, 176400, 4, 8820, 16384, 92, ""},
-      {"PCM in frames", 1, 88200, 4, 40000, 16384, 185, ""},
-      {"PCM of a second", 1, 1000, 4, 1000, 100, 100, tooLong},
-      {"PCM of more than a second", 1, 999, 4, 1000, 99, 99, tooLong},
-      {"mu-law", 7, 8000, 1, 800, 16384, 2048, ""},
-      {"PCM at no rate", 1, 9, 4, 50, 50, 0, tooLong},
-      {"PCM at rate 0", 1, 0, 4, 50, 50, 0, tooLong},
-      {"WMA, a block", 0x161, 16000, 2230, 2230, 2230, 0, ""},
-      {"WMA, four blocks", 0x161, 16000, 2230, 8920, 2230, 139, blocks},
-      {"WMA, part of a block", 0x162, 16000, 100, 250, 100, 6, blocks},
-      {"a step in single precision", 0x163, 8920, 2230, 2231, 2230, 249, blocks},
-      {"less than a block", 0x160, 16000, 100, 10, 100, 6, blocks},
-      {"no block align", 0x164, 16000, 0, 30, 30, 0, blocks},
-      {"no rate", 0x161, 0, 20, 30, 20, 0, blocks},
-      {"a length compared in 16 bits", 0x161, 16000, 1, 0x10001, 0x10001, 0, ""},
-      {"another format", 0x165, 16000, 1, 10, 10, 0, ""},
-      {"voice", 0xA, 16000, 1, 10, 10, 0, ""},
-  };
-  for (const auto& test : cases) {
-    SCOPED_TRACE(test.what);
-    Bytes object(test.length, 'x');
+  const std::string blocks = "6 MakeAudFrameInfoTable not match with blockalign size\n";
+  const std::string tooLong = "6 MakeAudFrameInfoTable ts term is too long\n";
+  // Format tag, byte rate, block align; bytes of the object and of a frame (the last
+  // one may be shorter), ms from frame to frame, message.
+  std::istringstream cases(
+      // PCM and mu-law: frames of 16384 bytes, of 100 ms, whole
+      "0x1 176400 4 8820 16384 92 -  0x1 88200 4 40000 16384 185 -  0x7 8000 1 800 16384 2048 - "
+      "0x1 1000 4 1000 100 100 long  0x1 999 4 1000 99 99 long "
+      "0x1 9 4 50 50 0 long  0x1 0 4 50 50 0 long "
+      // WMA: a block; blocks, with a step in single precision; no block align, no rate
+      "0x161 16000 2230 2230 2230 0 -  0x161 16000 2230 8920 2230 139 blocks "
+      "0x162 16000 100 250 100 6 blocks  0x163 8920 2230 2231 2230 249 blocks "
+      "0x160 16000 100 10 100 6 blocks  0x164 16000 0 30 30 0 blocks  0x161 0 20 30 20 0 blocks "
+      // A length compared in 16 bits; other formats
+      "0x161 16000 1 65537 65537 0 -  0x165 16000 1 10 10 0 -  0xA 16000 1 10 10 0 -");
+  std::string tag, message;
+  int rate, blockAlign;
+  std::size_t length, frame;
+  for (unsigned step; cases >> tag >> rate >> blockAlign >> length >> frame >> step >> message;) {
+    SCOPED_TRACE(tag + " " + std::to_string(rate) + " " + std::to_string(length));
+    Bytes object(length, 'x');
     for (std::size_t i = 0; i < object.size(); ++i) object[i] = static_cast<char>(i * 7 + i / 256);
-    OpenSession session(AudioFile(test.tag, test.rate, test.blockAlign, {object, "next"}));
+    OpenSession session(AudioFile(std::stoi(tag, nullptr, 16), rate, blockAlign, {object, "next"}));
     unsigned time = 0;
-    for (std::size_t offset = 0; offset < test.length; offset += test.frame) {
-      time += test.step;  // the first frame is stamped one step late
-      EXPECT_EQ(object.substr(offset, test.frame) + "@" + std::to_string(time), session.Audio());
+    for (std::size_t offset = 0; offset < length; offset += frame) {
+      time += step;  // the first frame is stamped one step late
+      EXPECT_EQ(object.substr(offset, frame) + "@" + std::to_string(time), session.Audio());
     }
-    EXPECT_EQ(test.message, TakeLog());
+    EXPECT_EQ(message == "long" ? tooLong : message == "blocks" ? blocks : "", TakeLog());
     EXPECT_EQ('n', session.Audio()[0]);
   }
 }

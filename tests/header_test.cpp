@@ -14,8 +14,7 @@ TEST(Header, SkipsWhatItDoesNotKeepByItsSize) {
   for (int id = 0; id < kAsfObjectIdCount; ++id) {
     if (id == 6 || id == 7 || id == 8 || id == 14 || id == 15 || id == 18) continue;
     const Bytes object = Object(static_cast<AsfObjectId>(id), "skipped");
-    ParserSession session(File({object, AudioStream(1)}), "4");
-    EXPECT_EQ(0, session.Open());
+    OpenedSession session(File({object, AudioStream(1)}), "4");
     EXPECT_EQ(1u, session.parser->GetTrackCount()) << id;
     EXPECT_NE("", TakeLog("ID_OTHERS id = "));
     EXPECT_NE(Bytes::npos, session.source.TakeCalls().find("Read 80, Read 24, Skip 7, Read 24"));
@@ -52,8 +51,7 @@ TEST(Header, EndsWithItsCountOrWithTheBytes) {
   for (const auto& [count, bytes, tracks, dropped] : cases) {
     AsfFile file = AvFile();
     file.headerCount = count;
-    ParserSession session(file.Build().substr(0, bytes));
-    EXPECT_EQ(0, session.Open());
+    OpenedSession session(file.Build().substr(0, bytes));
     EXPECT_EQ(tracks, session.parser->GetTrackCount()) << count << " " << bytes;
     EXPECT_EQ(dropped != 0, !TakeLog("not support").empty());
   }
@@ -97,27 +95,22 @@ TEST(Header, BoundsAllBuffersTogether) {
 }
 
 TEST(Header, ReadsEveryTypeOfExtendedValueInItsOwnWidth) {
-  const struct {
-    int type;
-    unsigned declared;
-    int width;  // of what is read
-    const char* message;
-  } cases[] = {{0, 5, 5, "string length: 5"},
-               {1, 5, 5, "Byte or Binary length: 5"},
-               {2, 2, 4, "DWord or Bool length: 2"},
-               {3, 2, 4, "DWord or Bool length: 2"},
-               {4, 1, 8, "QWord length: 1"},
-               {5, 4, 2, "Word length: 4"},
-               {6, 3, 3, "this data type is not allowed, type: 6 length: 3"},
-               {0xFFFF, 0, 0, "this data type is not allowed, type: 65535 length: 0"}};
-  for (const auto& test : cases) {
+  const std::tuple<int, unsigned, int, const char*> cases[] = {
+      {0, 5, 5, "string length: 5"},
+      {1, 5, 5, "Byte or Binary length: 5"},
+      {2, 2, 4, "DWord or Bool length: 2"},
+      {3, 2, 4, "DWord or Bool length: 2"},
+      {4, 1, 8, "QWord length: 1"},
+      {5, 4, 2, "Word length: 4"},
+      {6, 3, 3, "this data type is not allowed, type: 6 length: 3"},
+      {0xFFFF, 0, 0, "this data type is not allowed, type: 65535 length: 0"}};
+  for (const auto& [type, declared, width, message] : cases) {
     // The next descriptor is found only behind exactly that many bytes.
-    const Bytes first = Descriptor("", test.type, Le(0x1234, test.width), test.declared);
+    const Bytes first = Descriptor("", type, Le(0x1234, width), declared);
     const Bytes second = Descriptor(Utf16("WM/Year"), 3, Le(199, 4));
-    ParserSession session(File({ExtendedContent({first, second}), AudioStream(1)}), "5");
-    EXPECT_EQ(0, session.Open());
+    OpenedSession session(File({ExtendedContent({first, second}), AudioStream(1)}), "5");
     const std::string log = "2 [ID_EXTENDED_CONTENT_DESCRIPTION_OBJECT]";
-    EXPECT_EQ(log + test.message + "\n" + log + "DWord or Bool length: 4\n", TakeLog("OBJECT]"));
+    EXPECT_EQ(log + message + "\n" + log + "DWord or Bool length: 4\n", TakeLog("OBJECT]"));
     EXPECT_EQ(199, session.parser->GetMetaInfo()->descriptors[7].value[0]);
     EXPECT_EQ(1u, session.parser->GetTrackCount());
   }
@@ -126,8 +119,7 @@ TEST(Header, ReadsEveryTypeOfExtendedValueInItsOwnWidth) {
 TEST(Header, StopsAValueAtTheEndOfItsObject) {
   for (const unsigned excess : {0u, 1u, 100u}) {
     const Bytes genre = Descriptor(Utf16("WM/Genre"), 0, "value", 5 + excess);
-    ParserSession session(File({ExtendedContent({genre}, excess == 0 ? 1 : 3), AudioStream(1)}));
-    EXPECT_EQ(0, session.Open());
+    OpenedSession session(File({ExtendedContent({genre}, excess == 0 ? 1 : 3), AudioStream(1)}));
     EXPECT_EQ(1u, session.parser->GetTrackCount());
     EXPECT_EQ(excess == 0 ? 5u : 0u, session.parser->GetMetaInfo()->descriptors[5].length + 0);
     // The object starts at 134 and is 24 + 2 + 2 + 18 + 4 + 5 bytes long.
@@ -139,8 +131,7 @@ TEST(Header, StopsAValueAtTheEndOfItsObject) {
 }
 
 TEST(Header, RefusesAnExtendedDescriptionThatEndsBeforeItBegins) {
-  ParserSession bare(File({ExtendedContent({}, {}, 24)}));
-  EXPECT_EQ(0, bare.Open());
+  OpenedSession bare(File({ExtendedContent({}, {}, 24)}));
   for (const unsigned long long size : {0ull, 23ull, ~0ull}) {
     ParserSession session(File({ExtendedContent({}, {}, size)}), "4");
     EXPECT_EQ(kParserMalformed, session.Open()) << size;
@@ -151,12 +142,11 @@ TEST(Header, RefusesAnExtendedDescriptionThatEndsBeforeItBegins) {
 
 TEST(Header, ReplacesWhatComesTwice) {
   const auto year = [](int value) { return Descriptor(Utf16("WM/Year"), 3, Le(value, 4)); };
-  ParserSession twice(
+  OpenedSession twice(
       File({ContentDescription({Utf16("old"), "", "", "", ""}),
             ContentDescription({Utf16("new"), "", "", "", ""}), ExtendedContent({year(1)}),
             ExtendedContent({year(2)}), HeaderExtension(Object(ID_PADDING_OBJECT, "")),
             HeaderExtension(Metadata({Record(Utf16("WM/GenreID"), 3, Le(7, 4))}))}));
-  EXPECT_EQ(0, twice.Open());
   EXPECT_EQ("5 m_objContentDescription is already existed\n", TakeLog());
   const meta_descriptor* tags = twice.parser->GetMetaInfo()->descriptors;
   const unsigned char* title;

@@ -41,24 +41,20 @@ TEST(Video, WaitsForASecondObjectOrTheEnd) {
 
 TEST(Video, DropsWhatIsNoKeyFrame) {
   const Bytes intra = "I" + kPicture + Hex("00 08"), inter = "P" + kPicture + Hex("00 10");
-  const struct {
-    const char* fourcc;
-    std::vector<Bytes> objects;
-    std::string keyFrames, afterSeek;
-  } cases[] = {
+  const std::tuple<const char*, std::vector<Bytes>, std::string, std::string> cases[] = {
       {"WMV3", {"a", "b", "KEY", "c", "KEY2"}, "KEY@200 KEY2@400 ", "KEY@200 c@300 KEY2@400 "},
       {"WMV3", {"a", "b"}, "", ""},
       {"MPG2", {"i" + intra, inter, intra}, intra + "@200 ", intra + "@200 "},
       {"MJPG", {Hex("FF D9"), "x", Hex("7F D8"), "y"}, "", ""},
   };
-  for (const auto& test : cases) {
-    OpenSession session(VideoFile(test.fourcc, test.objects));
-    std::string keyFrames, unit;
-    while ((unit = session.Video(true)) != "(-1011)") keyFrames += unit + " ";
-    EXPECT_EQ(test.keyFrames, keyFrames);
+  for (const auto& [fourcc, objects, keyFrames, afterSeek] : cases) {
+    OpenSession session(VideoFile(fourcc, objects));
+    std::string delivered, unit;
+    while ((unit = session.Video(true)) != "(-1011)") delivered += unit + " ";
+    EXPECT_EQ(keyFrames, delivered);
     // After a seek only the first unit has to be a key frame.
     session.parser->Seek(0, kTrackVideo, 0);
-    EXPECT_EQ(test.afterSeek, session.AllVideo());
+    EXPECT_EQ(afterSeek, session.AllVideo());
   }
   // The key frame test is asked only about marked objects.
   OpenSession session(VideoFile("WMV3", {"a", "b", "KEY"}), "4");
