@@ -172,11 +172,9 @@ TEST(Config, IsWhatFollowsTheFixedPart) {
     OpenSession session(AsfFile({AudioStream(1, AudioFormat(0x161, 1, 1, config)),
                                  VideoStream(2, VideoFormat("H264", config))}),
                         "5");
+    ASFParser& parser = *session.parser;
     for (const bool audio : {true, false}) {
-      const auto get = [&](unsigned char* buffer, unsigned long* length, unsigned long capacity) {
-        return audio ? session.parser->GetAudioConfig(buffer, length, capacity)
-                     : session.parser->GetVideoConfig(buffer, length, capacity);
-      };
+      const auto get = audio ? &ASFParser::GetAudioConfig : &ASFParser::GetVideoConfig;
       std::vector<unsigned char> buffer(size + 1, '!');
       const std::size_t fixed = audio ? 18 : 51;
       const char* kind = audio ? "audio" : "video";
@@ -191,12 +189,12 @@ TEST(Config, IsWhatFollowsTheFixedPart) {
       const std::string log = Lines("2 " + name, trace.str());
       unsigned long length = 99;
       if (size > 0) {
-        EXPECT_EQ(kParserMalformed, get(buffer.data(), &length, size - 1));
+        EXPECT_EQ(kParserMalformed, (parser.*get)(buffer.data(), &length, size - 1));
         EXPECT_EQ(size, length);
         EXPECT_EQ('!', buffer[0]);
         EXPECT_EQ(log + "6 " + name + " Len Error\n", TakeLog());
       }
-      EXPECT_EQ(0, get(buffer.data(), &length, size));
+      EXPECT_EQ(0, (parser.*get)(buffer.data(), &length, size));
       EXPECT_EQ(size, length);
       EXPECT_EQ(config + "!", Bytes(buffer.begin(), buffer.end()));
       EXPECT_EQ(log, TakeLog());
