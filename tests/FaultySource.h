@@ -14,15 +14,14 @@
 class FaultySource : public IDataSource {
  public:
   // What happens at the call with the number `faultCall`, counted from 1.
-  enum Fault { kFail, kThrow, kThrowBadAlloc, kBringNothing, kShrink };
+  enum Fault { kFail, kThrow, kThrowBadAlloc };
   static constexpr int kFailure = -77;
 
   explicit FaultySource(std::string bytes) : bytes_(std::move(bytes)) {}
 
   Fault fault = kFail;
-  std::string failOn;                  // the first call of this text fails
-  long faultCall = 0;                  // 0 = never
-  unsigned long long maxRead = ~0ull;  // bytes that one read brings at most
+  std::string failOn;  // the first call of this text fails
+  long faultCall = 0;  // 0 = never
   bool sizeKnown = true;
   unsigned long long sizeAdded = 0;  // bytes that GetSize says too many
   bool record = true;
@@ -30,7 +29,6 @@ class FaultySource : public IDataSource {
   // "Open, ReadAt 0+30, Read 24, Skip 8, SeekTo 100, GetPosition, GetSize"
   std::string TakeCalls() { return std::exchange(calls_, {}); }
   long callCount() const { return count_; }
-  unsigned long long position() const { return position_; }
 
   int Open() override { return Note("Open"); }
   int Close() override { return Note("Close"); }
@@ -69,7 +67,6 @@ class FaultySource : public IDataSource {
   template <typename... Parts>
   int Note(Parts... parts) {
     ++count_;
-    bringNothing_ = false;
     if (record) {
       std::string text;
       (Append(&text, parts), ...);
@@ -77,12 +74,9 @@ class FaultySource : public IDataSource {
       if (text == failOn) return failOn.clear(), kFailure;
     }
     if (count_ != faultCall) return 0;
-    if (fault == kFail) return kFailure;
     if (fault == kThrow) throw std::runtime_error("byte source");
     if (fault == kThrowBadAlloc) throw std::bad_alloc();
-    if (fault == kShrink) bytes_.resize(bytes_.size() / 2);
-    bringNothing_ = fault == kBringNothing;
-    return 0;
+    return kFailure;
   }
   static void Append(std::string* text, const char* part) { *text += part; }
   static void Append(std::string* text, unsigned long long number) {
@@ -91,7 +85,7 @@ class FaultySource : public IDataSource {
 
   int Deliver(void* buffer, unsigned long long* size) {
     const unsigned long long left = position_ < bytes_.size() ? bytes_.size() - position_ : 0;
-    *size = bringNothing_ ? 0 : std::min({*size, left, maxRead});
+    *size = std::min(*size, left);
     if (*size != 0) std::memcpy(buffer, bytes_.data() + position_, *size);
     position_ += *size;
     return 0;
@@ -101,7 +95,6 @@ class FaultySource : public IDataSource {
   std::string calls_;
   unsigned long long position_ = 0;
   long count_ = 0;
-  bool bringNothing_ = false;
 };
 
 #endif  // QO_TESTS_FAULTYSOURCE_H
