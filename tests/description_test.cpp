@@ -109,13 +109,9 @@ TEST(Eac3Probe, ReadsTheIdentifierBehindTheFirstSyncWord) {
     frames.insert(frames.end(), 3, frame);
     return frames;
   };
-  const struct {
-    const char* what;
-    std::vector<Bytes> frames;
-    int blockAlign;
-    unsigned codec;
-    std::size_t packets;  // that are read; one more than there are: up to the end
-  } cases[] = {
+  // Block align, codec, and the packets that are read: one more than there are where
+  // the end is met.
+  const std::tuple<const char*, std::vector<Bytes>, int, unsigned, std::size_t> cases[] = {
       {"E-AC-3", {eac3, none}, 7, 204, 1},
       {"byte-swapped", {swapped, none}, 7, 204, 1},
       {"half a sync word", {Hex("0B 00 77 00 00 80 00")}, 7, 203, 2},
@@ -130,21 +126,21 @@ TEST(Eac3Probe, ReadsTheIdentifierBehindTheFirstSyncWord) {
       {"a block too small in a long file", after(60, eac3), 0, 203, 50},
       {"no packet", {}, 7, 203, 1},
   };
-  for (const auto& test : cases) {
-    SCOPED_TRACE(test.what);
-    OpenSession session(Ac3File(test.frames, test.blockAlign), "4");
-    EXPECT_EQ(test.codec, session.parser->GetTrackInfo(0)->codec);
-    EXPECT_EQ(test.codec == 204 ? "2 [IsEAC3] EAC3\n" : "2 [IsEAC3] AC3\n", TakeLog("IsEAC3"));
+  for (const auto& [what, frames, blockAlign, codec, packets] : cases) {
+    SCOPED_TRACE(what);
+    OpenSession session(Ac3File(frames, blockAlign), "4");
+    EXPECT_EQ(codec, session.parser->GetTrackInfo(0)->codec);
+    EXPECT_EQ(codec == 204 ? "2 [IsEAC3] EAC3\n" : "2 [IsEAC3] AC3\n", TakeLog("IsEAC3"));
     const std::string calls = session.source.TakeCalls();
-    std::size_t packets = 0;
-    for (auto at = calls.find("+1,"); at != calls.npos; at = calls.find("+1,", at + 1)) ++packets;
-    EXPECT_EQ(std::min(test.packets, test.frames.size()), packets);
-    EXPECT_EQ(test.codec, session.parser->GetTrackInfo(0)->codec);
+    std::size_t read = 0;
+    for (auto at = calls.find("+1,"); at != calls.npos; at = calls.find("+1,", at + 1)) ++read;
+    EXPECT_EQ(std::min(packets, frames.size()), read);
+    EXPECT_EQ(codec, session.parser->GetTrackInfo(0)->codec);
     EXPECT_EQ("", session.source.TakeCalls());
     // The queue is clean; the end that the probe met stays until a seek.
     std::string all;
-    for (const Bytes& frame : test.frames) all += frame + "@0 ";
-    EXPECT_EQ(test.packets > test.frames.size() ? "" : all, session.AllAudio());
+    for (const Bytes& frame : frames) all += frame + "@0 ";
+    EXPECT_EQ(packets > frames.size() ? "" : all, session.AllAudio());
     session.parser->Seek(0, kTrackAudio, 0);
     EXPECT_EQ(all, session.AllAudio());
   }
