@@ -270,6 +270,8 @@ TEST(Seek, PrintsEveryMessage) {
                 "3 [ASFParser] Audio packetNum(8)\n" +
                 Restarted("m_vAudFrameLocDataObject"),
             TakeLog());
+  EXPECT_EQ(0, audio.parser->Seek(4000, kTrackAudio, 0));
+  EXPECT_EQ("2 [ASFParser] Audio packetNum(0)\n", TakeLog("packetNum"));
 }
 
 TEST(Seek, RestartsItsTrackAlone) {
