@@ -23,25 +23,32 @@ struct Facts {
   host::AsfLayout layout;
   std::vector<unsigned int> index;           // packet numbers
   std::vector<unsigned int> keyTimes;        // by packet: of its first video key frame, else 0
+  std::vector<unsigned int> audioTimes;      // by packet: of its first audio payload, else 0
+  unsigned int audioSpan = 0;                // ms between two packets with audio, at most
   std::set<unsigned long long> frameStarts;  // times at which a video key frame begins
 };
 
 Facts Read(IDataSource* source) {
   Facts facts;
   EXPECT_EQ(0, host::ReadLayout(source, &facts.layout));
-  unsigned char video = 0xFF;
+  unsigned char video = 0xFF, audio = 0xFF;
   for (const host::StreamLayout& stream : facts.layout.streams) {
-    if (stream.isTrack && stream.kind == host::StreamKind::kVideo) video = stream.number;
+    if (stream.isTrack) (stream.kind == host::StreamKind::kVideo ? video : audio) = stream.number;
   }
   if (!facts.layout.simpleIndex || video == 0xFF) return facts;
+  unsigned int lastAudio = 0;
   host::WalkPackets(source, facts.layout, [&](const host::Packet& packet) {
-    unsigned int first = 0;
+    unsigned int key = 0, sound = 0;
     for (const host::Payload& payload : packet.payloads) {
+      if (payload.stream == audio && sound == 0) sound = payload.timeMs;
       if (payload.stream != video || !payload.keyFrame) continue;
-      if (first == 0) first = payload.timeMs;
+      if (key == 0) key = payload.timeMs;
       if (payload.offset == 0) facts.frameStarts.insert(payload.timeMs);
     }
-    facts.keyTimes.push_back(first);
+    facts.keyTimes.push_back(key);
+    facts.audioTimes.push_back(sound);
+    if (sound != 0) facts.audioSpan = std::max(facts.audioSpan, sound - lastAudio);
+    if (sound != 0) lastAudio = sound;
     return true;
   });
   for (unsigned int k = 0; k < facts.layout.simpleIndex->entries; ++k) {
@@ -85,7 +92,7 @@ unsigned long long ExpectedPacket(const Facts& facts, unsigned long long timeMs,
 }
 
 TEST(HostSeek, FindsThePacketOfTheRulesInRealFiles) {
-  int indexed = 0;
+  int indexed = 0, audioWalks = 0;
   for (const fs::path& path : SamplePaths()) {
     std::string error;
     auto owned =
@@ -96,7 +103,11 @@ TEST(HostSeek, FindsThePacketOfTheRulesInRealFiles) {
     ++indexed;
     host::ParserSession session(Library(), std::move(owned));
     ASSERT_EQ(kParserOk, session.Open()) << path;
+    const long long lastAudio = *std::max_element(facts.audioTimes.begin(), facts.audioTimes.end());
     std::optional<unsigned long long> first;  // offset that reading starts from
+    const auto packetOf = [&facts](std::optional<unsigned long long> offset) {
+      return (offset.value_or(0) - facts.layout.packetsStart) / facts.layout.packetLength;
+    };
     trace->SetObserver([&first](const host::SourceCall& call) {
       if (!first && call.operation == host::SourceOperation::kReadAt) first = call.offset;
     });
@@ -110,15 +121,25 @@ TEST(HostSeek, FindsThePacketOfTheRulesInRealFiles) {
         EXPECT_EQ(kParserOk, status.audio);
         first.reset();
         const host::AccessUnit* unit = session.NextUnit(host::TrackKind::kVideo);
-        EXPECT_EQ(facts.layout.packetsStart +
-                      ExpectedPacket(facts, target, mode) * facts.layout.packetLength,
-                  first);
+        const unsigned long long packet = ExpectedPacket(facts, target, mode);
+        EXPECT_EQ(packet, packetOf(first));
         EXPECT_TRUE(unit == nullptr || facts.frameStarts.count(unit->timeMs) == 1);
+        // Audio walks from there to the packet nearest to the target; a walk that
+        // reaches packet 0 without crossing it comes back to where it began.
+        first.reset();
+        unit = session.NextUnit(host::TrackKind::kAudio);
+        const unsigned long long audio = packetOf(first);
+        if (unit && packet != 0 && audio != 0 && audio != packet) {
+          ++audioWalks;
+          EXPECT_LE(std::abs(facts.audioTimes.at(audio) - std::min<long long>(target, lastAudio)),
+                    facts.audioSpan);
+        }
         session.NextUnit();  // another waits, which the next seek must drop
       }
     }
   }
   EXPECT_GE(indexed, 3);
+  EXPECT_GE(audioWalks, 100);
 }
 
 // Packets at the far end of a file with a hole of more than 4 GiB before them.
