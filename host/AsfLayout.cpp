@@ -145,14 +145,9 @@ class LayoutReader {
   void ReadFileProperties(const Object& object) {
     unsigned char bytes[104];
     if (!ReadBytes(object.offset, bytes, sizeof(bytes), 1)) return;
-    layout_->hasFileProperties = true;
-    layout_->packetCount = LoadLe64(bytes + 56);
-    layout_->playDuration = LoadLe64(bytes + 64);
     layout_->prerollMs = LoadLe64(bytes + 80);
-    layout_->flags = LoadLe32(bytes + 88);
     layout_->minPacketLength = LoadLe32(bytes + 92);
     layout_->maxPacketLength = LoadLe32(bytes + 96);
-    layout_->maxBitrate = LoadLe32(bytes + 100);
   }
 
   void ReadStream(const Object& object, bool hidden) {
@@ -236,7 +231,6 @@ class LayoutReader {
     layout_->hasDataObject = std::equal(bytes, bytes + sizeof(guid), GuidOf(ID_DATA_OBJECT).bytes);
     if (!layout_->hasDataObject) Problem("there is no data object behind the header");
     layout_->dataSize = LoadLe64(bytes + 16);
-    layout_->dataPacketCount = LoadLe64(bytes + 40);
     layout_->packetsStart = SaturatingAdd(layout_->headerSize, kDataObjectBytes);
     if (layout_->dataSize > kDataObjectBytes) {
       ReadPacketLength();

@@ -43,25 +43,19 @@ struct AsfLayout {
 
   // The header. The file properties are 0 where the header has none.
   unsigned long long headerSize = 0;  // bytes, as the header says
-  bool hasFileProperties = false;
-  unsigned long long packetCount = 0;   // as the file properties say
-  unsigned long long playDuration = 0;  // 100 ns, preroll included
   unsigned long long prerollMs = 0;
-  unsigned int flags = 0;            // bit 0 broadcast, bit 1 seekable
   unsigned int minPacketLength = 0;  // bytes
   unsigned int maxPacketLength = 0;
-  unsigned int maxBitrate = 0;  // bits per second
   std::vector<StreamLayout> streams;
   bool contentEncryption = false;          // the parser refuses these files
   bool extendedContentEncryption = false;  // but not these two
   bool advancedContentEncryption = false;
 
   // The data object.
-  bool hasDataObject = false;              // there is one where the header ends
-  unsigned long long dataSize = 0;         // bytes, as it says, its 50-byte header included
-  unsigned long long dataPacketCount = 0;  // as it says
-  unsigned long long packetsStart = 0;     // file offset of packet 0
-  unsigned int packetLength = 0;           // bytes, as the parser reckons it when it opens the file
+  bool hasDataObject = false;           // there is one where the header ends
+  unsigned long long dataSize = 0;      // bytes, as it says, its 50-byte header included
+  unsigned long long packetsStart = 0;  // file offset of packet 0
+  unsigned int packetLength = 0;        // bytes, as the parser reckons it when it opens the file
 
   std::optional<IndexLayout> simpleIndex;
 

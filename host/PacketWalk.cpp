@@ -74,7 +74,7 @@ class PacketWalker {
   bool ReadPacket() {
     packet_.payloads.clear();
     packet_.failure = nullptr;
-    packet_.sendTimeMs = packet_.durationMs = packet_.padding = 0;
+    packet_.padding = 0;
     Shape shape = {};
     shape.start = layout_.packetsStart + packet_.number * layout_.packetLength;
     unsigned char bytes[6];
@@ -91,9 +91,7 @@ class PacketWalker {
     if (shape.packetLength == 0) shape.packetLength = layout_.minPacketLength;
     reader_.ReadCoded(lengthFlags >> 1 & 3);  // sequence
     packet_.padding = reader_.ReadCoded(lengthFlags >> 3 & 3);
-    Read(bytes, 6);
-    packet_.sendTimeMs = LoadLe32(bytes);
-    packet_.durationMs = LoadLe16(bytes + 4);
+    Read(bytes, 6);  // send time and duration
     ReadPayloads((lengthFlags & 1) != 0, shape);
     return true;
   }

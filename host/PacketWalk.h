@@ -22,11 +22,9 @@ struct Payload {
 };
 
 struct Packet {
-  unsigned long long number;  // from 0
-  bool hasErrorCorrection;    // false: the parser misreads it, and `payloads` is empty
-  const char* failure;        // why it cannot be walked to its end, in words; null when it can
-  unsigned int sendTimeMs;    // preroll included
-  unsigned int durationMs;
+  unsigned long long number;      // from 0
+  bool hasErrorCorrection;        // false: the parser misreads it, and `payloads` is empty
+  const char* failure;            // why it cannot be walked to its end, in words; null when it can
   unsigned int padding;           // bytes
   std::vector<Payload> payloads;  // up to a failure
 };

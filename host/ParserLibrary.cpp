@@ -46,7 +46,6 @@ std::unique_ptr<ParserLibrary> ParserLibrary::Load(const std::string& path, std:
   for (const std::string& candidate :
        path.empty() ? DefaultCandidates() : std::vector<std::string>{path}) {
     std::unique_ptr<ParserLibrary> library(new ParserLibrary);
-    library->path_ = candidate;
     library->handle_ = dlopen(candidate.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (library->handle_ != nullptr &&
         FindFunction(library->handle_, "createParser", &library->create_) &&

@@ -34,13 +34,9 @@ class ParserLibrary {
   // A new parser; null when memory runs out.
   Parser MakeParser() const;
 
-  // What was handed to the loader: a path, or the bare name.
-  const std::string& path() const { return path_; }
-
  private:
   ParserLibrary() = default;
 
-  std::string path_;
   void* handle_ = nullptr;
   IParser* (*create_)() = nullptr;
   void (*destroy_)(IParser*) = nullptr;

@@ -54,18 +54,15 @@ TEST(HostLayout, TellsWhatTheHeaderSays) {
                                      Object(ID_EXTENDED_STREAM_PROPERTIES_OBJECT, extended)));
   file.header.push_back(Object(ID_EXTENDED_CONTENT_ENCRYPTION_OBJECT, "key"));
   file.trailing = Object(ID_PADDING_OBJECT, "xyz") + SimpleIndex(5000000, {0, 1, 1});
-  file.duration = 40000000;
-  file.bitrate = 128000;
   const host::AsfLayout layout = Layout(file.Build());
 
   EXPECT_EQ("", layout.problem);
   EXPECT_FALSE(layout.IsTruncated());
   ASSERT_TRUE(layout.simpleIndex);
-  EXPECT_EQ((std::vector<unsigned long long>{2, 40000000, 3000, 128000, 200, 2, 3, 5000000}),
-            (std::vector<unsigned long long>{
-                layout.packetCount, layout.playDuration, layout.prerollMs, layout.maxBitrate,
-                layout.packetLength, layout.PacketsInData(), layout.simpleIndex->entries,
-                layout.simpleIndex->interval}));
+  EXPECT_EQ((std::vector<unsigned long long>{3000, 200, 2, 3, 5000000}),
+            (std::vector<unsigned long long>{layout.prerollMs, layout.packetLength,
+                                             layout.PacketsInData(), layout.simpleIndex->entries,
+                                             layout.simpleIndex->interval}));
   EXPECT_FALSE(layout.contentEncryption);
   EXPECT_TRUE(layout.extendedContentEncryption && layout.advancedContentEncryption);
   std::string streams;
