@@ -139,7 +139,7 @@ class QO_EXPORT ASFParser final : public IParser {
 
   // --- Queues of media objects ---------------------------------- MediaQueues.cpp
 
-  // Appends an object; takes over `data` (a new[] block). `data` stays the
+  // Appends an object; takes over `data` (a new[] block). 0; `data` stays the
   // caller's after kParserInternal (the stream has no queue) and kParserOutOfRange.
   int PushParsedMediaData(unsigned char stream, unsigned long timeStamp, unsigned long len,
                           unsigned char* data, unsigned char keyFrame);

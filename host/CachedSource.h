@@ -2,11 +2,11 @@
 //
 // What lies below (a file, another source) is read in windows, of which the
 // oldest gives way to a new one: two readers that follow each other need no older
-// ones. A window that continues another is
-// twice as long, up to a limit: reading on costs few calls below, a jump to one
-// packet header brings little more than that. The demultiplexer makes a handful
-// of reads of 1 to 8 bytes per payload and walks the packets once for audio and
-// once for video: all but the first read of a region cost a copy.
+// ones. A window that continues another is twice as long, up to a limit: reading
+// on costs few calls below, a jump to one packet header brings little more than
+// that. The demultiplexer makes a handful of reads of 1 to 8 bytes per payload and
+// walks the packets once for audio and once for video: all but the first read of a
+// region cost a copy.
 //
 // Every call has the result and leaves the position that the same call would
 // have without the windows, as long as what lies below doesn't change: a request

@@ -1,10 +1,9 @@
 // System properties on systems that have none: the environment stands in.
-#include <algorithm>
 #include <cctype>
+#include <cstddef>
 #include <cstdlib>
-#include <cstring>
 
-#include "platform/Platform.h"
+#include "platform/PropertyValue.h"
 
 namespace {
 
@@ -28,9 +27,5 @@ struct EnvironmentName {
 int property_get(const char* key, char* value, const char* defaultValue) {
   const char* text = std::getenv(EnvironmentName(key).text);
   // A property that is set to nothing counts as not set.
-  if (!text || !*text) text = defaultValue ? defaultValue : "";
-  const std::size_t length = std::min<std::size_t>(std::strlen(text), kPropertyValueBytes - 1);
-  std::memcpy(value, text, length);
-  value[length] = '\0';
-  return static_cast<int>(length);
+  return StorePropertyValue(text && *text ? text : defaultValue, value);
 }
