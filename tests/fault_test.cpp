@@ -3,6 +3,7 @@
 // Close leaves behind against what is documented.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <ctime>
@@ -96,6 +97,24 @@ TEST(Faults, FilesCutAnywhereOpen) {  // a short read is no failure
       fuzz::Source source(std::string_view(input.bytes).substr(0, size));
       EXPECT_TRUE(Use(&source, size, &source, steps)) << running;
     }
+  }
+}
+
+// Brings a byte a read, so that every wider field is short.
+class OneByteSource : public host::MemorySource {
+ public:
+  using MemorySource::MemorySource;
+  int ReadAt(unsigned long long offset, void* buffer, unsigned long long* size) override {
+    *size = std::min(*size, 1ull);
+    return MemorySource::ReadAt(offset, buffer, size);
+  }
+};
+
+TEST(Faults, ReadsOfAByteAtATimeAreShort) {
+  for (const Input& input : Inputs()) {
+    running = input.name + " by the byte";
+    OneByteSource source(input.bytes.data(), input.bytes.size());
+    Use(&source, input.bytes.size(), nullptr, PlayAndSeek());
   }
 }
 
