@@ -28,31 +28,16 @@
 #include <optional>
 #include <vector>
 
-#include "IParser.h"
 #include "asf/AsfRecords.h"
-#include "asf/ByteReader.h"
 #include "asf/ExceptionBarrier.h"
 #include "asf/Export.h"
+#include "asf/FreeFunctions.h"
 #include "asf/MediaQueue.h"
-#include "asf/PacketFields.h"
-#include "asf/SourceReader.h"
-#include "asf/guid.h"
-
-// Fill a track's record from its stream's type-specific data. `info` and `data`
-// may not be null; `ext` may be, and only the video form fills it.
-QO_EXPORT void setTrackInfo(TrackInfo* info, audio_specific_data* data, AsfTrackExt* ext);
-QO_EXPORT void setTrackInfo(TrackInfo* info, video_specific_data* data, AsfTrackExt* ext);
-
-// Converts `count` UTF-16 code units (in the file's byte order) to UTF-8. `dst`
-// must have room for three bytes a unit; no terminator is written. `src` must
-// have one unit more than `count` for each character of U+0080 to U+07FF.
-// Returns 0.
-QO_EXPORT int unicodeToUtf_8(unsigned char* dst, const unsigned short* src, int count);
-
-// Moves MPEG audio to its first sync word: 0, and `*size` (bytes) reduced by what
-// was cut off in front. kParserUnsupported: there is none; the data is cleared
-// and `*size` is 0.
-QO_EXPORT int detectMp3StartCode(unsigned char* data, unsigned long* size);
+#include "asf/format/ByteReader.h"
+#include "asf/format/PacketFields.h"
+#include "asf/format/SourceReader.h"
+#include "asf/format/guid.h"
+#include "qo_parser_asf/IParser.h"
 
 class QO_EXPORT ASFParser final : public IParser {
  public:

@@ -4,8 +4,8 @@
 
 #include "asf/ASFParser.h"
 #include "asf/Log.h"
-#include "asf/StartCode.h"
 #include "asf/UnitCopy.h"
+#include "asf/format/StartCode.h"
 
 namespace {
 

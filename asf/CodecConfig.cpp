@@ -1,8 +1,8 @@
 // Codec configuration bytes, and the VC-1 sequence header in them.
 #include "asf/ASFParser.h"
-#include "asf/FourCc.h"
 #include "asf/Log.h"
-#include "asf/StartCode.h"
+#include "asf/format/FourCc.h"
+#include "asf/format/StartCode.h"
 
 int ASFParser::GetAudioConfig(unsigned char* buffer, unsigned long* size, unsigned long capacity) {
   const auto& stream =

@@ -5,7 +5,7 @@
 #include <new>
 #include <type_traits>
 
-#include "ParserStatus.h"
+#include "qo_parser_asf/ParserStatus.h"
 
 // What an operation of this result type returns for `status`: integers the
 // status, a bool false, a pointer null.

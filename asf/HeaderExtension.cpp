@@ -3,8 +3,8 @@
 #include <utility>
 
 #include "asf/ASFParser.h"
-#include "asf/ByteReader.h"
 #include "asf/Log.h"
+#include "asf/format/ByteReader.h"
 
 namespace {
 

@@ -6,9 +6,9 @@
 // attached to the parser as soon as they exist, so that Close finds them after a
 // failure.
 #include "asf/ASFParser.h"
-#include "asf/GuidText.h"
-#include "asf/Limits.h"
 #include "asf/Log.h"
+#include "asf/format/GuidText.h"
+#include "asf/format/Limits.h"
 
 namespace {
 

@@ -1,10 +1,10 @@
 // Key frame detection: fixed bit positions of each codec's picture header. Codecs
 // without a test count every frame as a key frame.
 #include "asf/ASFParser.h"
-#include "asf/FourCc.h"
 #include "asf/Globals.h"
 #include "asf/Log.h"
-#include "asf/StartCode.h"
+#include "asf/format/FourCc.h"
+#include "asf/format/StartCode.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 
 #include <algorithm>
 
-#include "asf/Limits.h"
 #include "asf/UnitCopy.h"
+#include "asf/format/Limits.h"
 
 void QueuedMedia::Reserve(unsigned int bytes) {
   if (bytes <= m_Capacity) return;
@@ -78,5 +78,3 @@ void MediaPool::Clear() {
   m_Spare.clear();
   m_SpareBytes = 0;
 }
-
-void flushMediaData(media_data* md) { md->qData.clear(); }

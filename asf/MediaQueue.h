@@ -11,8 +11,7 @@
 #include <list>
 #include <vector>
 
-#include "asf/Export.h"
-#include "asf/guid.h"
+#include "asf/format/guid.h"
 
 // One media object, or the part of it received so far.
 struct ParsedMediaData {
@@ -85,9 +84,6 @@ struct media_data {
   guid StreamType{};
   MediaQueue qData;  // oldest object first
 };
-
-// Empties the queue of `md` (not null), freeing every element and its buffer.
-QO_EXPORT void flushMediaData(media_data* md);
 
 // Where one access unit lies in the buffer of the object at a queue's front.
 struct frame_loc_data {

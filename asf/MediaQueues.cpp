@@ -4,8 +4,8 @@
 // An access unit table belongs to the object at the front of its queue: whatever
 // takes that object off empties the table with it.
 #include "asf/ASFParser.h"
-#include "asf/Limits.h"
 #include "asf/Log.h"
+#include "asf/format/Limits.h"
 
 // Audio is asked first; a number that matches neither stream has no queue.
 media_data* ASFParser::QueueOf(unsigned char stream) {

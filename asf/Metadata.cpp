@@ -5,8 +5,8 @@
 #include <cstring>
 
 #include "asf/ASFParser.h"
-#include "asf/Limits.h"
 #include "asf/Log.h"
+#include "asf/format/Limits.h"
 
 namespace {
 

@@ -3,9 +3,9 @@
 #include <algorithm>
 
 #include "asf/ASFParser.h"
-#include "asf/Arithmetic.h"
-#include "asf/Limits.h"
 #include "asf/Log.h"
+#include "asf/format/Arithmetic.h"
+#include "asf/format/Limits.h"
 
 int ASFParser::Open(IDataSource* source) {
   return m_Barrier.Run([=] { return OpenWithMode(source, 0, "Open"); });
@@ -121,7 +121,7 @@ int ASFParser::SetDataPacketLen() {
     SourceReader source = Source();
     const int status = ReadLengthTypeFlags(&source, &info);
     if (status < 0) return status;
-    if (!AdoptPacketLen(source.ReadCoded(info.LengthTypeFlags >> 5 & 3))) {
+    if (!AdoptPacketLen(source.ReadCoded(PacketLengthType(info.LengthTypeFlags)))) {
       LOG_ERROR("[%s] SetDataPacketLen : Wrong Pakcet Len Info.", getName());
     }
     LOG_TRACE("[%s] out >> SetDataPacketLen  m_CurDataPacketLen = (%u)", getName(),

@@ -5,9 +5,9 @@
 // object's bytes are copied once on their way into the queue. The walk over the
 // same payloads that only asks for their time is in PacketTime.cpp.
 #include "asf/ASFParser.h"
-#include "asf/Limits.h"
 #include "asf/Log.h"
-#include "asf/StartCode.h"
+#include "asf/format/Limits.h"
+#include "asf/format/StartCode.h"
 
 namespace {
 

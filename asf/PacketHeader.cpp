@@ -1,32 +1,22 @@
 // The header of a data packet, and what both walks over its payloads share: where
 // a packet lies, how many payloads it has, how long a payload is.
 #include "asf/ASFParser.h"
-#include "asf/Arithmetic.h"
 #include "asf/Log.h"
-
-namespace {
-
-// Bits of a packet's first byte.
-constexpr unsigned char kErrorCorrectionPresent = 0x80;
-constexpr unsigned char kOpaqueDataPresent = 0x10;
-
-constexpr unsigned char kMultiplePayloads = 0x01;  // of LengthTypeFlags
-
-}  // namespace
+#include "asf/format/Arithmetic.h"
 
 int ASFParser::ParsePayloadParsingInfo(payload_parsing_info* info, unsigned int* packetLen) {
   return m_Barrier.Run([=] {
     SourceReader source = Source();
     const int status = ReadLengthTypeFlags(&source, info);
     if (status < 0) return status;
-    info->PacketLength = source.ReadCoded(info->LengthTypeFlags >> 5 & 3);
+    info->PacketLength = source.ReadCoded(PacketLengthType(info->LengthTypeFlags));
     // The packet's own length counts, also where the established one was clamped.
     *packetLen = info->PacketLength != 0 ? info->PacketLength : m_objFileProperties.minPacketSize;
     if (!AdoptPacketLen(info->PacketLength)) {
       LOG_ERROR("[%s] ParseDataPacket : Wrong Pakcet Len Info.", getName());
     }
-    info->Sequence = source.ReadCoded(info->LengthTypeFlags >> 1 & 3);
-    info->PaddingLength = source.ReadCoded(info->LengthTypeFlags >> 3 & 3);
+    info->Sequence = source.ReadCoded(SequenceType(info->LengthTypeFlags));
+    info->PaddingLength = source.ReadCoded(PaddingLengthType(info->LengthTypeFlags));
     return source.Read(&info->SendTime, sizeof(info->SendTime) + sizeof(info->Duration));
   });
 }
@@ -39,7 +29,7 @@ int ASFParser::ReadLengthTypeFlags(SourceReader* source, payload_parsing_info* i
     LOG_TRACE("[%s] ParseDataPacket  End Of Data", getName());
     return kParserEndOfStream;
   }
-  unsigned char errorCorrection[3];
+  unsigned char errorCorrection[kErrorCorrectionBytes];
   unsigned long long got;
   int status = source->ReadAt(m_CurPos, errorCorrection, 1, &got);
   if (status < 0) return status;
@@ -102,14 +92,14 @@ int ASFParser::BeginPacket(unsigned long packetNum, PacketCursor* packet) {
   if (status < 0) return status;
   packet->behindHeader = packetLen - static_cast<unsigned int>(position - m_CurPos);
   m_CurPos = position;
-  packet->multiple = (packet->info.LengthTypeFlags & kMultiplePayloads) != 0;
+  packet->multiple = HasMultiplePayloads(packet->info.LengthTypeFlags);
   packet->payloads = 1;
   packet->payloadLenType = 0;
   if (!packet->multiple) return kParserOk;
   unsigned char payloadFlags = 0;
   status = Source().Read(&payloadFlags, sizeof(payloadFlags));
-  packet->payloads = payloadFlags & 0x3F;
-  packet->payloadLenType = payloadFlags >> 6;
+  packet->payloads = PayloadCount(payloadFlags);
+  packet->payloadLenType = static_cast<unsigned char>(PayloadLengthType(payloadFlags));
   return status;
 }
 

@@ -4,8 +4,8 @@
 // The same walk as the demultiplexer's in PacketDemux.cpp, but bodies are stepped
 // over, nothing is queued and no cursor of the delivery moves.
 #include "asf/ASFParser.h"
-#include "asf/Limits.h"
 #include "asf/Log.h"
+#include "asf/format/Limits.h"
 
 int ASFParser::GetPacketTime(unsigned long packetNum, int trackType) {
   return m_Barrier.Run([=] {

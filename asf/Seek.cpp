@@ -7,8 +7,8 @@
 #include <climits>
 
 #include "asf/ASFParser.h"
-#include "asf/Arithmetic.h"
 #include "asf/Log.h"
+#include "asf/format/Arithmetic.h"
 
 namespace {
 

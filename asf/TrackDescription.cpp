@@ -3,14 +3,11 @@
 #include <algorithm>
 
 #include "asf/ASFParser.h"
-#include "asf/FourCc.h"
-#include "asf/Limits.h"
 #include "asf/Log.h"
+#include "asf/format/FourCc.h"
+#include "asf/format/Limits.h"
 
 namespace {
-
-constexpr unsigned int kCodecAc3 = 203;
-constexpr unsigned int kCodecEac3 = 204;
 
 struct CodecRow {
   unsigned int identifier;  // WAVE format tag or FourCC
@@ -18,33 +15,42 @@ struct CodecRow {
 };
 
 constexpr CodecRow kAudioCodecs[] = {
-    {0x0001, 206}, {0x0007, 221}, {0x000A, 214}, {0x0045, 222}, {0x0050, 202}, {0x0055, 202},
-    {0x0092, 203}, {0x00FF, 201}, {0x0160, 210}, {0x0161, 211}, {0x0162, 212}, {0x0163, 213},
-    {0x0164, 209}, {0x2000, 203}, {0x2001, 205}, {0x7A21, 215}, {0x7A22, 215},
+    {0x0001, kCodecPcm},      {0x0007, kCodecMuLaw},     {0x000A, kCodecWmaVoice},
+    {0x0045, kCodecG726},     {0x0050, kCodecMpegAudio}, {0x0055, kCodecMpegAudio},
+    {0x0092, kCodecAc3},      {0x00FF, kCodecAac},       {0x0160, kCodecWma1},
+    {0x0161, kCodecWma2},     {0x0162, kCodecWmaPro},    {0x0163, kCodecWmaLossless},
+    {0x0164, kCodecWmaSpdif}, {0x2000, kCodecAc3},       {0x2001, kCodecDts},
+    {0x7A21, kCodecAmr},      {0x7A22, kCodecAmr},
 };
 
 // Exactly these, gaps and mixed case included: "vp62" is unknown and "DIV2" goes
 // with MPEG-4. Hosts choose their decoders by it.
 constexpr CodecRow kVideoCodecs[] = {
-    {FourCc("MPG2"), 101}, {FourCc("mpg2"), 101}, {FourCc("MPG4"), 102}, {FourCc("mpg4"), 102},
-    {FourCc("FMP4"), 102}, {FourCc("fmp4"), 102}, {FourCc("DIV2"), 102}, {FourCc("div2"), 102},
-    {FourCc("H263"), 103}, {FourCc("h263"), 103}, {FourCc("AVC1"), 104}, {FourCc("avc1"), 104},
-    {FourCc("H264"), 104}, {FourCc("h264"), 104}, {FourCc("x264"), 104}, {FourCc("WMV1"), 106},
-    {FourCc("wmv1"), 106}, {FourCc("WMV2"), 107}, {FourCc("wmv2"), 107}, {FourCc("WMV3"), 108},
-    {FourCc("wmv3"), 108}, {FourCc("WVC1"), 109}, {FourCc("wvc1"), 109}, {FourCc("WMVA"), 110},
-    {FourCc("wmva"), 110}, {FourCc("MP42"), 112}, {FourCc("mp42"), 112}, {FourCc("M4S2"), 112},
-    {FourCc("m4s2"), 112}, {FourCc("MP43"), 113}, {FourCc("mp43"), 113}, {FourCc("MJPG"), 114},
-    {FourCc("mjpg"), 114}, {FourCc("VP60"), 115}, {FourCc("vp60"), 115}, {FourCc("VP61"), 115},
-    {FourCc("vp61"), 115}, {FourCc("VP62"), 115}, {FourCc("Vp62"), 115}, {FourCc("VP6F"), 115},
-    {FourCc("VP70"), 116}, {FourCc("vp70"), 116}, {FourCc("VP71"), 116}, {FourCc("vp71"), 116},
-    {FourCc("VP72"), 116}, {FourCc("vp72"), 116}, {FourCc("VP80"), 117}, {FourCc("vp80"), 117},
-    {FourCc("VP81"), 117}, {FourCc("vp81"), 117}, {FourCc("VP82"), 117}, {FourCc("vp82"), 117},
-    {FourCc("DIV1"), 118}, {FourCc("div1"), 118}, {FourCc("DIV3"), 118}, {FourCc("div3"), 118},
-    {FourCc("DIV4"), 118}, {FourCc("div4"), 118}, {FourCc("MPG1"), 119}, {FourCc("mpg1"), 119},
-    {FourCc("MP4V"), 120}, {FourCc("mp4v"), 120}, {FourCc("THEO"), 121}, {FourCc("theo"), 121},
-    {FourCc("DIVX"), 123}, {FourCc("divx"), 123}, {FourCc("DX50"), 124}, {FourCc("dx50"), 124},
-    {FourCc("DIV5"), 124}, {FourCc("div5"), 124}, {FourCc("DXMF"), 125}, {FourCc("dxmf"), 125},
-    {FourCc("XVID"), 126}, {FourCc("xvid"), 126},
+    {FourCc("MPG2"), kCodecMpeg2},  {FourCc("mpg2"), kCodecMpeg2}, {FourCc("MPG4"), kCodecMpeg4},
+    {FourCc("mpg4"), kCodecMpeg4},  {FourCc("FMP4"), kCodecMpeg4}, {FourCc("fmp4"), kCodecMpeg4},
+    {FourCc("DIV2"), kCodecMpeg4},  {FourCc("div2"), kCodecMpeg4}, {FourCc("H263"), kCodecH263},
+    {FourCc("h263"), kCodecH263},   {FourCc("AVC1"), kCodecH264},  {FourCc("avc1"), kCodecH264},
+    {FourCc("H264"), kCodecH264},   {FourCc("h264"), kCodecH264},  {FourCc("x264"), kCodecH264},
+    {FourCc("WMV1"), kCodecWmv1},   {FourCc("wmv1"), kCodecWmv1},  {FourCc("WMV2"), kCodecWmv2},
+    {FourCc("wmv2"), kCodecWmv2},   {FourCc("WMV3"), kCodecWmv3},  {FourCc("wmv3"), kCodecWmv3},
+    {FourCc("WVC1"), kCodecWvc1},   {FourCc("wvc1"), kCodecWvc1},  {FourCc("WMVA"), kCodecWmva},
+    {FourCc("wmva"), kCodecWmva},   {FourCc("MP42"), kCodecMp42},  {FourCc("mp42"), kCodecMp42},
+    {FourCc("M4S2"), kCodecMp42},   {FourCc("m4s2"), kCodecMp42},  {FourCc("MP43"), kCodecMp43},
+    {FourCc("mp43"), kCodecMp43},   {FourCc("MJPG"), kCodecMjpeg}, {FourCc("mjpg"), kCodecMjpeg},
+    {FourCc("VP60"), kCodecVp6},    {FourCc("vp60"), kCodecVp6},   {FourCc("VP61"), kCodecVp6},
+    {FourCc("vp61"), kCodecVp6},    {FourCc("VP62"), kCodecVp6},   {FourCc("Vp62"), kCodecVp6},
+    {FourCc("VP6F"), kCodecVp6},    {FourCc("VP70"), kCodecVp7},   {FourCc("vp70"), kCodecVp7},
+    {FourCc("VP71"), kCodecVp7},    {FourCc("vp71"), kCodecVp7},   {FourCc("VP72"), kCodecVp7},
+    {FourCc("vp72"), kCodecVp7},    {FourCc("VP80"), kCodecVp8},   {FourCc("vp80"), kCodecVp8},
+    {FourCc("VP81"), kCodecVp8},    {FourCc("vp81"), kCodecVp8},   {FourCc("VP82"), kCodecVp8},
+    {FourCc("vp82"), kCodecVp8},    {FourCc("DIV1"), kCodecDivx3}, {FourCc("div1"), kCodecDivx3},
+    {FourCc("DIV3"), kCodecDivx3},  {FourCc("div3"), kCodecDivx3}, {FourCc("DIV4"), kCodecDivx3},
+    {FourCc("div4"), kCodecDivx3},  {FourCc("MPG1"), kCodecMpeg1}, {FourCc("mpg1"), kCodecMpeg1},
+    {FourCc("MP4V"), kCodecMp4v},   {FourCc("mp4v"), kCodecMp4v},  {FourCc("THEO"), kCodecTheora},
+    {FourCc("theo"), kCodecTheora}, {FourCc("DIVX"), kCodecDivx4}, {FourCc("divx"), kCodecDivx4},
+    {FourCc("DX50"), kCodecDivx5},  {FourCc("dx50"), kCodecDivx5}, {FourCc("DIV5"), kCodecDivx5},
+    {FourCc("div5"), kCodecDivx5},  {FourCc("DXMF"), kCodecDxmf},  {FourCc("dxmf"), kCodecDxmf},
+    {FourCc("XVID"), kCodecXvid},   {FourCc("xvid"), kCodecXvid},
 };
 
 template <std::size_t N>

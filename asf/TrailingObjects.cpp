@@ -1,9 +1,9 @@
 // The objects behind the data object, of which the simple index is kept.
 #include "asf/ASFParser.h"
-#include "asf/Arithmetic.h"
-#include "asf/GuidText.h"
-#include "asf/Limits.h"
 #include "asf/Log.h"
+#include "asf/format/Arithmetic.h"
+#include "asf/format/GuidText.h"
+#include "asf/format/Limits.h"
 
 namespace {
 

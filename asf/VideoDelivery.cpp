@@ -3,10 +3,10 @@
 #include <iterator>
 
 #include "asf/ASFParser.h"
-#include "asf/FourCc.h"
 #include "asf/Log.h"
-#include "asf/StartCode.h"
 #include "asf/UnitCopy.h"
+#include "asf/format/FourCc.h"
+#include "asf/format/StartCode.h"
 
 namespace {
 

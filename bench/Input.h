@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "IDataSource.h"
+#include "qo_parser_asf/IDataSource.h"
 
 namespace bench {
 

@@ -5,8 +5,7 @@ set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/qo_parser_asf)
 
 install(TARGETS qo_parser_asf qo_platform EXPORT qo_parser_asfTargets
         LIBRARY COMPONENT library NAMELINK_COMPONENT library)
-install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qo_parser_asf
-        COMPONENT library FILES_MATCHING PATTERN *.h)
+install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT library)
 install(EXPORT qo_parser_asfTargets NAMESPACE qo:: DESTINATION ${package_dir} COMPONENT library)
 
 configure_package_config_file(cmake/qo_parser_asfConfig.cmake.in

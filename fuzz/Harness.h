@@ -15,7 +15,7 @@
 #include <string_view>
 #include <vector>
 
-#include "IParser.h"
+#include "qo_parser_asf/IParser.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 

@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <limits>
 
-#include "asf/ByteReader.h"
-#include "asf/SourceReader.h"
-#include "asf/guid.h"
+#include "asf/format/ByteReader.h"
+#include "asf/format/SourceReader.h"
+#include "asf/format/guid.h"
 
 namespace host {
 namespace {

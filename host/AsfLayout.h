@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "IDataSource.h"
+#include "qo_parser_asf/IDataSource.h"
 
 namespace host {
 

@@ -20,7 +20,7 @@
 #include <memory>
 #include <vector>
 
-#include "IDataSource.h"
+#include "qo_parser_asf/IDataSource.h"
 
 namespace host {
 

@@ -4,7 +4,7 @@
 
 #include <cstddef>
 
-#include "IDataSource.h"
+#include "qo_parser_asf/IDataSource.h"
 
 namespace host {
 

@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "asf/ByteReader.h"
-#include "asf/SourceReader.h"
+#include "asf/format/ByteReader.h"
+#include "asf/format/SourceReader.h"
 
 namespace host {
 namespace {

@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "IParser.h"
+#include "qo_parser_asf/IParser.h"
 
 namespace host {
 

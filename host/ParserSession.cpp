@@ -9,11 +9,6 @@
 namespace host {
 namespace {
 
-// Codec numbers of AC-3 and E-AC-3: telling them apart reads packets, after which
-// a short file's audio stands at its end.
-constexpr unsigned int kCodecAc3 = 203;
-constexpr unsigned int kCodecEac3 = 204;
-
 // Index of a kind in what is kept per kind, and the order in which both are sought.
 constexpr TrackKind kKinds[] = {TrackKind::kVideo, TrackKind::kAudio};
 
@@ -71,6 +66,7 @@ void ParserSession::Describe() {
     if (track.kind == TrackKind::kVideo && bitmap != nullptr && bitmap->valid != 0) {
       track.bitmap = *bitmap;
     }
+    // Telling AC-3 from E-AC-3 reads packets: a short file's audio then stands at its end.
     if (info->codec == kCodecAc3 || info->codec == kCodecEac3) parser_->Seek(0, kTrackAudio, 0);
     tracks_.push_back(std::move(track));
   }

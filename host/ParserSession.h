@@ -24,11 +24,11 @@
 #include <string>
 #include <vector>
 
-#include "IParser.h"
 #include "host/AsfLayout.h"
 #include "host/PacketWalk.h"
 #include "host/ParserLibrary.h"
 #include "host/TagText.h"
+#include "qo_parser_asf/IParser.h"
 
 namespace host {
 

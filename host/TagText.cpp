@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-#include "asf/ByteReader.h"
+#include "asf/format/ByteReader.h"
 
 namespace host {
 namespace {

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "IParser.h"
+#include "qo_parser_asf/IParser.h"
 
 namespace host {
 

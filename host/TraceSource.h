@@ -8,7 +8,7 @@
 #include <functional>
 #include <memory>
 
-#include "IDataSource.h"
+#include "qo_parser_asf/IDataSource.h"
 
 namespace host {
 

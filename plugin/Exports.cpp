@@ -1,8 +1,8 @@
 // The exported factory functions and globals.
-#include "IParser.h"
 #include "asf/ASFParser.h"
 #include "asf/ExceptionBarrier.h"
 #include "asf/Globals.h"
+#include "qo_parser_asf/IParser.h"
 
 extern "C" {
 

@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "asf/guid.h"
+#include "asf/format/guid.h"
 
 using Bytes = std::string;
 using Lie32 = std::optional<unsigned int>;

@@ -9,7 +9,7 @@
 #include <string>
 #include <utility>
 
-#include "IDataSource.h"
+#include "qo_parser_asf/IDataSource.h"
 
 class FaultySource : public IDataSource {
  public:

@@ -8,7 +8,7 @@
 #include "AsfBuilder.h"
 #include "HostLibrary.h"
 #include "SampleFiles.h"
-#include "asf/ByteReader.h"
+#include "asf/format/ByteReader.h"
 #include "host/FileSource.h"
 #include "host/PacketWalk.h"
 #include "host/ParserSession.h"

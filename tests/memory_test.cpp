@@ -9,8 +9,8 @@
 
 #include "AsfBuilder.h"
 #include "FaultySource.h"
-#include "IParser.h"
 #include "platform/Platform.h"
+#include "qo_parser_asf/IParser.h"
 
 namespace {
 

@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "FaultySource.h"
-#include "IParser.h"
 #include "SampleFiles.h"
 #include "platform/Platform.h"
+#include "qo_parser_asf/IParser.h"
 
 namespace {
 

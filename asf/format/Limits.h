@@ -1,6 +1,6 @@
 // Limits on what a file can make the parser do, each with its unit and reason.
-#ifndef QO_ASF_LIMITS_H
-#define QO_ASF_LIMITS_H
+#ifndef QO_ASF_FORMAT_LIMITS_H
+#define QO_ASF_FORMAT_LIMITS_H
 
 // Bytes. The largest buffer whose size comes from the file, and so the largest
 // media object and access unit.
@@ -24,4 +24,4 @@ constexpr int kMaxProbePackets = 50;
 // Whether `size` may be allocated: 1 to kMaxAllocBytes, in one comparison.
 constexpr bool IsAllocatable(unsigned int size) { return size - 1 < kMaxAllocBytes; }
 
-#endif  // QO_ASF_LIMITS_H
+#endif  // QO_ASF_FORMAT_LIMITS_H

@@ -1,7 +1,7 @@
 // 64-bit sums and products of positions and sizes that a file may choose so
 // that they wrap.
-#ifndef QO_ASF_ARITHMETIC_H
-#define QO_ASF_ARITHMETIC_H
+#ifndef QO_ASF_FORMAT_ARITHMETIC_H
+#define QO_ASF_FORMAT_ARITHMETIC_H
 
 // A position that no byte of any file has.
 constexpr unsigned long long kNowhere = ~0ull;
@@ -16,4 +16,4 @@ inline unsigned long long SaturatingMultiply(unsigned long long a, unsigned long
   return __builtin_mul_overflow(a, b, &product) ? kNowhere : product;
 }
 
-#endif  // QO_ASF_ARITHMETIC_H
+#endif  // QO_ASF_FORMAT_ARITHMETIC_H

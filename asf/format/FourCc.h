@@ -1,6 +1,6 @@
 // Four-character codes, as the little-endian number that a bitmap header holds.
-#ifndef QO_ASF_FOURCC_H
-#define QO_ASF_FOURCC_H
+#ifndef QO_ASF_FORMAT_FOURCC_H
+#define QO_ASF_FORMAT_FOURCC_H
 
 constexpr unsigned int FourCc(const char (&text)[5]) {
   return static_cast<unsigned char>(text[0]) |
@@ -9,4 +9,4 @@ constexpr unsigned int FourCc(const char (&text)[5]) {
          static_cast<unsigned int>(static_cast<unsigned char>(text[3])) << 24;
 }
 
-#endif  // QO_ASF_FOURCC_H
+#endif  // QO_ASF_FORMAT_FOURCC_H

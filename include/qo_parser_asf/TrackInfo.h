@@ -7,17 +7,16 @@
 
 #include <cstddef>
 
+#include "Codecs.h"
+
 // Track types, here and in every operation that takes one.
 constexpr int kTrackVideo = 1;
 constexpr int kTrackAudio = 2;
 
-// The codec number of a format tag or FourCC that the parser does not know.
-constexpr unsigned int kCodecUnknown = 100;
-
 // One track. Returned by IParser::GetTrackInfo.
 struct TrackInfo {
   unsigned int trackType;     // kTrackVideo or kTrackAudio; 0 = not described yet
-  unsigned int codec;         // the host's codec number; kCodecUnknown = unknown
+  unsigned int codec;         // a codec number of Codecs.h
   unsigned int value1;        // audio: channels. video: encoded width, pixels
   unsigned int value2;        // audio: samples per second. video: encoded height, pixels
   unsigned int value3;        // audio: bits per sample. video: 0

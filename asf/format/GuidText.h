@@ -1,9 +1,9 @@
 // How a GUID is written in the messages about objects that are not handled.
-#ifndef QO_ASF_GUIDTEXT_H
-#define QO_ASF_GUIDTEXT_H
+#ifndef QO_ASF_FORMAT_GUIDTEXT_H
+#define QO_ASF_FORMAT_GUIDTEXT_H
 
-#include "asf/ByteReader.h"
-#include "asf/guid.h"
+#include "asf/format/ByteReader.h"
+#include "asf/format/guid.h"
 
 // The three leading fields as numbers, and the last eight bytes as 16 lower-case
 // hexadecimal digits.
@@ -22,4 +22,4 @@ struct GuidText {
   char data4[17] = {};
 };
 
-#endif  // QO_ASF_GUIDTEXT_H
+#endif  // QO_ASF_FORMAT_GUIDTEXT_H

@@ -3,14 +3,14 @@
 // A source that brings fewer bytes than asked for has not failed: what is
 // missing counts as 0 and parsing goes on. A length of 0 causes no read, for
 // some sources take one for their end.
-#ifndef QO_ASF_SOURCEREADER_H
-#define QO_ASF_SOURCEREADER_H
+#ifndef QO_ASF_FORMAT_SOURCEREADER_H
+#define QO_ASF_FORMAT_SOURCEREADER_H
 
 #include <algorithm>
 #include <cstring>
 
-#include "IDataSource.h"
-#include "asf/ByteReader.h"
+#include "asf/format/ByteReader.h"
+#include "qo_parser_asf/IDataSource.h"
 
 class SourceReader {
  public:
@@ -88,4 +88,4 @@ class SourceReader {
   IDataSource* source_;
 };
 
-#endif  // QO_ASF_SOURCEREADER_H
+#endif  // QO_ASF_FORMAT_SOURCEREADER_H

@@ -1,5 +1,5 @@
 // The identification table: one lookup for every step that meets a GUID.
-#include "asf/guid.h"
+#include "asf/format/guid.h"
 
 namespace {
 
@@ -206,5 +206,3 @@ std::optional<AsfObjectId> LookupGuid(const guid& g) {
   }
   return std::nullopt;
 }
-
-unsigned char findIdByGUID(guid g) { return LookupGuid(g).value_or(ID_HEADER_OBJECT); }

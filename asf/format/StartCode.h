@@ -1,6 +1,6 @@
 // Start codes of MPEG and VC-1: 00 00 01 and a code byte.
-#ifndef QO_ASF_STARTCODE_H
-#define QO_ASF_STARTCODE_H
+#ifndef QO_ASF_FORMAT_STARTCODE_H
+#define QO_ASF_FORMAT_STARTCODE_H
 
 #include <cstddef>
 #include <cstring>
@@ -51,4 +51,4 @@ struct HeadBytes {
   unsigned char bytes[Size] = {};
 };
 
-#endif  // QO_ASF_STARTCODE_H
+#endif  // QO_ASF_FORMAT_STARTCODE_H

@@ -1,11 +1,9 @@
 // GUIDs, and the table that identifies ASF objects, stream types and the like.
-#ifndef QO_ASF_GUID_H
-#define QO_ASF_GUID_H
+#ifndef QO_ASF_FORMAT_GUID_H
+#define QO_ASF_FORMAT_GUID_H
 
 #include <cstring>
 #include <optional>
-
-#include "asf/Export.h"
 
 // 16 bytes exactly as the file holds them: Data1 to Data3 little-endian, then
 // the eight bytes of Data4. Never converted to another representation.
@@ -93,9 +91,4 @@ const guid& GuidOf(AsfObjectId id);
 // The first table row equal to `g`, or nothing.
 std::optional<AsfObjectId> LookupGuid(const guid& g);
 
-// The same with 0 for an unknown GUID, which is also the header object's id.
-// That collision must stay: hosts rely on the plain number. Whoever has to tell
-// the two apart uses LookupGuid.
-QO_EXPORT unsigned char findIdByGUID(guid g);
-
-#endif  // QO_ASF_GUID_H
+#endif  // QO_ASF_FORMAT_GUID_H

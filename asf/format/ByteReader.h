@@ -1,6 +1,6 @@
 // Reads little-endian values from memory, never beyond its end.
-#ifndef QO_ASF_BYTEREADER_H
-#define QO_ASF_BYTEREADER_H
+#ifndef QO_ASF_FORMAT_BYTEREADER_H
+#define QO_ASF_FORMAT_BYTEREADER_H
 
 #include <cstddef>
 #include <cstring>
@@ -33,6 +33,14 @@ class ByteReader {
   [[nodiscard]] bool ReadU32(unsigned int* out) {
     return Take(4) && (*out = LoadLe32(At(4)), true);
   }
+  // Reads a field whose width a 2-bit length type gives: 0 = absent, 1, 2 or 3 =
+  // one, two or four bytes. An absent field and one that does not fit are 0.
+  [[nodiscard]] unsigned int ReadCoded(unsigned int lengthType) {
+    if (lengthType == 1) return Take(1) ? At(1)[0] : 0;
+    if (lengthType == 2) return Take(2) ? LoadLe16(At(2)) : 0;
+    if (lengthType == 3) return Take(4) ? LoadLe32(At(4)) : 0;
+    return 0;
+  }
   [[nodiscard]] bool ReadBytes(void* out, std::size_t n) {
     if (!Take(n)) return false;
     if (n != 0) std::memcpy(out, At(n), n);
@@ -57,4 +65,4 @@ class ByteReader {
   std::size_t pos_ = 0;
 };
 
-#endif  // QO_ASF_BYTEREADER_H
+#endif  // QO_ASF_FORMAT_BYTEREADER_H
