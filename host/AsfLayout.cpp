@@ -5,22 +5,15 @@
 #include <algorithm>
 #include <limits>
 
+#include "asf/format/Arithmetic.h"
 #include "asf/format/ByteReader.h"
+#include "asf/format/PacketFields.h"
+#include "asf/format/Records.h"
 #include "asf/format/SourceReader.h"
 #include "asf/format/guid.h"
 
 namespace host {
 namespace {
-
-constexpr unsigned long long kNoLimit = std::numeric_limits<unsigned long long>::max();
-constexpr unsigned int kObjectHeaderBytes = 24;
-constexpr unsigned int kHeaderObjectBytes = 30;
-constexpr unsigned int kHeaderExtensionBytes = 46;
-constexpr unsigned int kDataObjectBytes = 50;
-
-unsigned long long SaturatingAdd(unsigned long long a, unsigned long long b) {
-  return b <= kNoLimit - a ? a + b : kNoLimit;
-}
 
 // An object in the file.
 struct Object {
@@ -28,6 +21,30 @@ struct Object {
   unsigned long long offset = 0;
   unsigned long long size = 0;
 };
+
+// Bits of a stream's flags.
+constexpr unsigned int kStreamNumberMask = 0x7F;
+constexpr unsigned int kStreamEncrypted = 0x8000;
+
+// Stream properties and what tells a codec behind them: up to a video stream's
+// FourCC.
+struct StreamRecord {
+  asf_stream_properties_image properties;
+  unsigned char typeSpecific[offsetof(video_specific_data, compression) + sizeof(unsigned int)];
+};
+static_assert(sizeof(StreamRecord) == sizeof(asf_stream_properties_image) + 31, "no gap");
+
+// The fixed part of an extended stream properties object, and of the two kinds of
+// entries behind it.
+constexpr unsigned int kExtendedStreamBytes = 88;
+constexpr unsigned int kNameCountAt = 84, kExtensionCountAt = 86;
+struct EntryShape {
+  unsigned int bytes;        // in front of what its length counts
+  unsigned int lengthAt;     //
+  unsigned int lengthBytes;  // 2 or 4
+};
+constexpr EntryShape kStreamName = {4, 2, 2};          // language, length
+constexpr EntryShape kPayloadExtension = {22, 18, 4};  // GUID, size, length
 
 class LayoutReader {
  public:
@@ -45,23 +62,23 @@ class LayoutReader {
   }
 
  private:
-  // Reads `size` bytes at `offset`, what is missing as 0. False when the source
-  // failed or brought fewer than `needed`; a failure is kept in status_.
-  bool ReadBytes(unsigned long long offset, unsigned char* out, unsigned int size,
-                 unsigned int needed) {
+  // Reads the record at `offset`, what is missing of it as 0. False when the source
+  // failed or brought fewer than `needed` bytes; a failure is kept in status_.
+  template <typename Record>
+  bool ReadRecord(unsigned long long offset, Record* record, unsigned long long needed) {
     unsigned long long got = 0;
-    if (status_ >= 0) status_ = reader_.ReadAt(offset, out, size, &got);
+    if (status_ >= 0) status_ = reader_.ReadAt(offset, record, sizeof(*record), &got);
     return status_ >= 0 && got >= needed;
+  }
+  template <typename Record>
+  bool ReadWhole(unsigned long long offset, Record* record) {
+    return ReadRecord(offset, record, sizeof(*record));
   }
 
   bool ReadObject(unsigned long long offset, Object* object) {
-    unsigned char bytes[kObjectHeaderBytes];
-    if (!ReadBytes(offset, bytes, sizeof(bytes), sizeof(bytes))) return false;
-    guid id;
-    std::copy(bytes, bytes + sizeof(id.bytes), id.bytes);
-    object->id = LookupGuid(id);
-    object->offset = offset;
-    object->size = LoadLe64(bytes + sizeof(id.bytes));
+    asf_object_header header;
+    if (!ReadWhole(offset, &header)) return false;
+    *object = {LookupGuid(header.objectId), offset, header.objectSize};
     return true;
   }
 
@@ -69,14 +86,14 @@ class LayoutReader {
   template <typename Visit>
   void WalkObjects(unsigned long long begin, unsigned long long end, unsigned int count,
                    const char* where, Visit visit) {
-    for (unsigned long long offset = begin; count != 0 && kObjectHeaderBytes <= end - offset;
+    for (unsigned long long offset = begin; count != 0 && sizeof(asf_object_header) <= end - offset;
          --count) {
       Object object;
       if (!ReadObject(offset, &object)) {
         Problem("the file ends in " + std::string(where));
         return;
       }
-      if (object.size < kObjectHeaderBytes || object.size > end - offset) {
+      if (object.size < sizeof(asf_object_header) || object.size > end - offset) {
         Problem("an object of impossible size in " + std::string(where));
         return;
       }
@@ -91,19 +108,18 @@ class LayoutReader {
 
   // False when there is no header to go by.
   bool ReadHeader() {
-    unsigned char bytes[kHeaderObjectBytes];
-    if (!ReadBytes(0, bytes, sizeof(bytes), sizeof(bytes)) ||
-        !std::equal(bytes, bytes + sizeof(guid), GuidOf(ID_HEADER_OBJECT).bytes)) {
+    asf_header_object header;
+    if (!ReadWhole(0, &header) || header.header.objectId != GuidOf(ID_HEADER_OBJECT)) {
       Problem("the file does not begin with an ASF header");
       return false;
     }
     layout_->isAsf = true;
-    layout_->headerSize = LoadLe64(bytes + 16);
-    if (layout_->headerSize < kHeaderObjectBytes) {
+    layout_->headerSize = header.header.objectSize;
+    if (layout_->headerSize < sizeof(header)) {
       Problem("the header's size is impossible");
       return false;
     }
-    WalkObjects(kHeaderObjectBytes, layout_->headerSize, LoadLe32(bytes + 24), "the header",
+    WalkObjects(sizeof(header), layout_->headerSize, header.headerObjects, "the header",
                 [this](const Object& object) { ReadHeaderObject(object); });
     MarkTrack(StreamKind::kAudio);
     MarkTrack(StreamKind::kVideo);
@@ -120,10 +136,11 @@ class LayoutReader {
         ReadStream(object, false);
         break;
       case ID_HEADER_EXTENSION_OBJECT:
-        WalkObjects(
-            object.offset + std::min<unsigned long long>(kHeaderExtensionBytes, object.size),
-            object.offset + object.size, std::numeric_limits<unsigned int>::max(),
-            "the header extension", [this](const Object& inner) { ReadExtensionObject(inner); });
+        WalkObjects(object.offset + std::min<unsigned long long>(sizeof(asf_header_extension_image),
+                                                                 object.size),
+                    object.offset + object.size, std::numeric_limits<unsigned int>::max(),
+                    "the header extension",
+                    [this](const Object& inner) { ReadExtensionObject(inner); });
         break;
       default:
         NoteEncryption(*object.id);
@@ -143,55 +160,64 @@ class LayoutReader {
   }
 
   void ReadFileProperties(const Object& object) {
-    unsigned char bytes[104];
-    if (!ReadBytes(object.offset, bytes, sizeof(bytes), 1)) return;
-    layout_->prerollMs = LoadLe64(bytes + 80);
-    layout_->minPacketLength = LoadLe32(bytes + 92);
-    layout_->maxPacketLength = LoadLe32(bytes + 96);
+    asf_file_properties_object properties;
+    if (!ReadRecord(object.offset, &properties, 1)) return;
+    layout_->prerollMs = properties.preroll;
+    layout_->minPacketLength = properties.minPacketSize;
+    layout_->maxPacketLength = properties.maxPacketSize;
   }
 
   void ReadStream(const Object& object, bool hidden) {
-    unsigned char bytes[78 + 31] = {};  // up to the FourCC of a video stream
-    if (!ReadBytes(object.offset, bytes, sizeof(bytes), 78)) return;
+    StreamRecord record;
+    if (!ReadRecord(object.offset, &record, sizeof(record.properties))) return;
+    const asf_stream_properties_image& properties = record.properties;
     StreamLayout stream = {};
-    guid type;
-    std::copy(bytes + 24, bytes + 24 + sizeof(type.bytes), type.bytes);
-    stream.kind = KindOf(LookupGuid(type));
+    stream.kind = KindOf(LookupGuid(properties.streamType));
     stream.hidden = hidden;
-    stream.number = bytes[72] & 0x7F;
-    stream.encrypted = (bytes[73] & 0x80) != 0;
-    const unsigned int formatBytes = LoadLe32(bytes + 64);
-    if (stream.kind == StreamKind::kAudio && formatBytes >= 2)
-      stream.codecTag = LoadLe16(bytes + 78);
-    if (stream.kind == StreamKind::kVideo && formatBytes >= 31) {
-      stream.codecTag = LoadLe32(bytes + 78 + 27);
-    }
+    stream.number = properties.flags & kStreamNumberMask;
+    stream.encrypted = (properties.flags & kStreamEncrypted) != 0;
+    stream.codecTag = CodecTag(stream.kind, record);
     layout_->streams.push_back(stream);
+  }
+
+  // 0 where the type-specific data does not reach so far.
+  static unsigned int CodecTag(StreamKind kind, const StreamRecord& record) {
+    const unsigned char* data = record.typeSpecific;
+    constexpr std::size_t kTagEnd = sizeof(audio_specific_data::formatTag);
+    constexpr std::size_t kFourCcEnd = sizeof(record.typeSpecific);
+    const unsigned int length = record.properties.typeSpecificLength;
+    if (kind == StreamKind::kAudio && length >= kTagEnd) return LoadLe16(data);
+    if (kind == StreamKind::kVideo && length >= kFourCcEnd) return LoadLe32(data + kFourCcEnd - 4);
+    return 0;
   }
 
   // An extended stream properties object may end in the stream properties of a
   // stream that the header itself doesn't list.
   void ReadHiddenStream(const Object& object) {
-    unsigned char bytes[88];
-    if (!ReadBytes(object.offset, bytes, sizeof(bytes), sizeof(bytes))) return;
+    unsigned char fixed[kExtendedStreamBytes];
+    if (!ReadWhole(object.offset, &fixed)) return;
     const unsigned long long end = object.offset + object.size;
-    unsigned long long offset = object.offset + sizeof(bytes);
-    const auto skip = [&](unsigned int count, unsigned int fixedBytes, unsigned int lengthAt,
-                          unsigned int lengthBytes) {
-      for (; count != 0 && offset < end; --count) {
-        unsigned char entry[22];
-        if (!ReadBytes(offset, entry, fixedBytes, fixedBytes)) return;
-        offset += fixedBytes;
-        offset += lengthBytes == 2 ? LoadLe16(entry + lengthAt) : LoadLe32(entry + lengthAt);
-      }
-    };
-    skip(LoadLe16(bytes + 84), 4, 2, 2);    // stream names: language, length
-    skip(LoadLe16(bytes + 86), 22, 18, 4);  // payload extensions: GUID, size, length
+    unsigned long long offset = object.offset + sizeof(fixed);
+    offset = SkipEntries(offset, end, LoadLe16(fixed + kNameCountAt), kStreamName);
+    offset = SkipEntries(offset, end, LoadLe16(fixed + kExtensionCountAt), kPayloadExtension);
     Object inner;
-    if (offset < end && kObjectHeaderBytes <= end - offset && ReadObject(offset, &inner) &&
+    if (offset < end && sizeof(asf_object_header) <= end - offset && ReadObject(offset, &inner) &&
         inner.id == ID_STREAM_PROPERTIES_OBJECT) {
       ReadStream(inner, true);
     }
+  }
+
+  // The offset behind `count` entries, or one where they end or cannot be read.
+  unsigned long long SkipEntries(unsigned long long offset, unsigned long long end,
+                                 unsigned int count, const EntryShape& shape) {
+    unsigned char entry[kPayloadExtension.bytes];
+    for (; count != 0 && offset < end; --count) {
+      if (!ReadRecord(offset, &entry, shape.bytes)) return offset;
+      const unsigned char* length = entry + shape.lengthAt;
+      offset += shape.bytes;
+      offset += shape.lengthBytes == 2 ? LoadLe16(length) : LoadLe32(length);
+    }
+    return offset;
   }
 
   static StreamKind KindOf(std::optional<AsfObjectId> type) {
@@ -223,16 +249,16 @@ class LayoutReader {
   }
 
   void ReadDataObject() {
-    unsigned char bytes[kDataObjectBytes];
-    if (!ReadBytes(layout_->headerSize, bytes, sizeof(bytes), sizeof(bytes))) {
+    asf_data_object data;
+    if (!ReadWhole(layout_->headerSize, &data)) {
       Problem("the file ends before its data");
       return;
     }
-    layout_->hasDataObject = std::equal(bytes, bytes + sizeof(guid), GuidOf(ID_DATA_OBJECT).bytes);
+    layout_->hasDataObject = data.header.objectId == GuidOf(ID_DATA_OBJECT);
     if (!layout_->hasDataObject) Problem("there is no data object behind the header");
-    layout_->dataSize = LoadLe64(bytes + 16);
-    layout_->packetsStart = SaturatingAdd(layout_->headerSize, kDataObjectBytes);
-    if (layout_->dataSize > kDataObjectBytes) {
+    layout_->dataSize = data.header.objectSize;
+    layout_->packetsStart = SaturatingAdd(layout_->headerSize, sizeof(data));
+    if (layout_->dataSize > sizeof(asf_data_object)) {
       ReadPacketLength();
     } else if (layout_->fileSize > layout_->packetsStart) {
       Problem("the data object says that it is empty, as in a live recording never finished");
@@ -243,20 +269,20 @@ class LayoutReader {
   // the lower bound where it states none. Two bytes of error correction data are
   // taken for granted, as everywhere.
   void ReadPacketLength() {
-    unsigned char bytes[3 + 2];
-    if (!ReadBytes(layout_->packetsStart, bytes, 1, 1)) return;
-    const unsigned int skipped = (bytes[0] & 0x80) != 0 ? 3 : 1;
-    if (!ReadBytes(layout_->packetsStart, bytes, skipped + 2, 0)) return;
-    const unsigned int stated = reader_.ReadCoded(bytes[skipped] >> 5 & 3);
-    layout_->packetLength = stated;
-    if (stated > layout_->maxPacketLength) layout_->packetLength = layout_->maxPacketLength;
-    if (stated < layout_->minPacketLength) layout_->packetLength = layout_->minPacketLength;
+    unsigned char packet[kErrorCorrectionBytes + 2 + sizeof(unsigned int)];
+    if (!ReadRecord(layout_->packetsStart, &packet, 1)) return;
+    const bool isGranted = (packet[0] & kErrorCorrectionPresent) != 0;
+    const unsigned char* flags = packet + (isGranted ? kErrorCorrectionBytes : 1);
+    const unsigned int stated =
+        ByteReader(flags + 2, sizeof(unsigned int)).ReadCoded(PacketLengthType(*flags));
+    layout_->packetLength =
+        BoundedPacketLength(stated, layout_->minPacketLength, layout_->maxPacketLength);
   }
 
   // The parser finds an index only where the source knows its size.
   void ReadTrailingObjects() {
     const unsigned long long end = layout_->fileSize.value_or(0);
-    const bool hasData = layout_->hasDataObject && layout_->dataSize > kDataObjectBytes;
+    const bool hasData = layout_->hasDataObject && layout_->dataSize > sizeof(asf_data_object);
     if (!hasData || layout_->DataEnd() >= end) return;
     WalkObjects(layout_->DataEnd(), end, std::numeric_limits<unsigned int>::max(),
                 "what lies behind the data", [this](const Object& object) {
@@ -266,9 +292,9 @@ class LayoutReader {
   }
 
   void ReadIndex(const Object& object) {
-    unsigned char bytes[56];
-    if (!ReadBytes(object.offset, bytes, sizeof(bytes), sizeof(bytes))) return;
-    layout_->simpleIndex = IndexLayout{LoadLe32(bytes + 52), LoadLe64(bytes + 40)};
+    asf_simple_index_image index;
+    if (!ReadWhole(object.offset, &index)) return;
+    layout_->simpleIndex = IndexLayout{index.entryCount, index.entryInterval};
   }
 
   IDataSource* source_;
@@ -287,6 +313,10 @@ const char* StreamKindName(StreamKind kind) {
 
 unsigned long long AsfLayout::DataEnd() const { return SaturatingAdd(headerSize, dataSize); }
 
+unsigned long long AsfLayout::PacketPosition(unsigned long long number) const {
+  return SaturatingAdd(packetsStart, SaturatingMultiply(number, packetLength));
+}
+
 unsigned long long AsfLayout::PacketsInData() const {
   if (packetsStart == 0 || packetsStart >= DataEnd()) return 0;
   if (packetLength == 0) return 1;
@@ -294,14 +324,14 @@ unsigned long long AsfLayout::PacketsInData() const {
 }
 
 unsigned long long AsfLayout::PacketsInFile() const {
-  const unsigned long long end = std::min(DataEnd(), fileSize.value_or(kNoLimit));
-  if (packetLength == 0 || end == kNoLimit) return PacketsInData();
+  const unsigned long long end = std::min(DataEnd(), fileSize.value_or(kNowhere));
+  if (packetLength == 0 || end == kNowhere) return PacketsInData();
   return packetsStart == 0 || packetsStart >= end ? 0 : (end - packetsStart) / packetLength;
 }
 
 bool AsfLayout::IsTruncated() const {
-  return isAsf && std::max(DataEnd(), SaturatingAdd(headerSize, kDataObjectBytes)) >
-                      fileSize.value_or(kNoLimit);
+  return isAsf && std::max(DataEnd(), SaturatingAdd(headerSize, sizeof(asf_data_object))) >
+                      fileSize.value_or(kNowhere);
 }
 
 bool AsfLayout::IsEncrypted() const {
@@ -311,6 +341,7 @@ bool AsfLayout::IsEncrypted() const {
 }
 
 int ReadLayout(IDataSource* source, AsfLayout* layout) {
+  *layout = {};
   return LayoutReader(source, layout).Read();
 }
 

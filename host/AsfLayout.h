@@ -62,6 +62,8 @@ struct AsfLayout {
   // File offset of the end of the data object; the largest number there is when
   // the sizes don't add up.
   unsigned long long DataEnd() const;
+  // File offset of a packet; the largest number there is when no file has it.
+  unsigned long long PacketPosition(unsigned long long number) const;
   // Packets that begin inside the data object: those that the parser walks. With
   // a packet length of 0 there is at most one.
   unsigned long long PacketsInData() const;
@@ -73,9 +75,10 @@ struct AsfLayout {
   bool IsEncrypted() const;  // any of the three objects, or a stream's own flag
 };
 
-// Reads the layout through `source` (not null), whose position it moves. 0, or
-// the source's failure; then `layout` holds what was read until then. Bad bytes
-// are no failure: they end in `layout->problem`.
+// Reads the layout through `source` (not null), whose position it moves, into
+// `*layout` (not null), of which nothing stays as it was. 0, or the source's
+// failure; then `layout` holds what was read until then. Bad bytes are no failure:
+// they end in `layout->problem`.
 int ReadLayout(IDataSource* source, AsfLayout* layout);
 
 }  // namespace host

@@ -1,172 +1,75 @@
-// The walk over packet headers. It reads the fields as the parser does, quirks
-// included, so that what it says about a packet is what the parser makes of it.
+// The walk over packets: it brings each one into memory, where it is decoded.
 #include "host/PacketWalk.h"
 
 #include <algorithm>
 #include <utility>
 
-#include "asf/format/ByteReader.h"
+#include "asf/format/Arithmetic.h"
 #include "asf/format/SourceReader.h"
 
 namespace host {
 namespace {
 
-// The parser's limit for replicated data and payloads, bytes.
-constexpr unsigned int kMaxPartBytes = 0x100000;
-// What a packet can hold at most in fact; more are made up by a lying length.
-constexpr std::size_t kMaxPayloads = 0x10000;
 // Packets between two calls of a progress callback.
 constexpr unsigned long long kProgressStep = 256;
 
-bool IsPlausible(unsigned int size) { return size != 0 && size <= kMaxPartBytes; }
+// Bytes of the read that a packet takes: all of a packet of a usual length, and of
+// a tiny one what its header may need.
+constexpr unsigned long long kMaxReadBytes = 0x10000;
+constexpr unsigned long long kMinReadBytes = 256;
+// Bytes of a read beyond that: bodies are stepped over, so a header is all there is
+// to see.
+constexpr unsigned long long kFurtherReadBytes = 256;
 
-class PacketWalker {
+// One packet after another of a file, in memory.
+class FilePackets final : public PacketBytes {
  public:
-  PacketWalker(IDataSource* source, const AsfLayout& layout)
-      : reader_(source), layout_(layout), end_(layout.fileSize.value_or(~0ull)) {}
+  FilePackets(IDataSource* source, const AsfLayout& layout)
+      : reader_(source),
+        fileEnd_(layout.fileSize.value_or(kNowhere)),
+        firstRead_(
+            std::clamp<unsigned long long>(layout.packetLength, kMinReadBytes, kMaxReadBytes)),
+        buffer_(static_cast<std::size_t>(firstRead_)) {}
 
-  WalkResult Walk(const std::function<bool(const Packet&)>& visit, unsigned long long first) {
-    const unsigned long long count = layout_.PacketsInData();
-    for (packet_.number = first; packet_.number < count; ++packet_.number) {
-      const bool present = ReadPacket();
-      if (status_ < 0) return {WalkEnd::kSourceFailed, status_};
-      if (!present) break;
-      if (!visit(packet_)) return {WalkEnd::kCancelled, 0};
-    }
-    return {WalkEnd::kDone, 0};
+  // Goes to the packet at `start` in the file. False: the source failed, or brings
+  // nothing of it.
+  bool Load(unsigned long long start) {
+    start_ = start;
+    return ReadAt(0, firstRead_) && size_ != 0;
   }
+  // 0, or the source's failure.
+  int status() const { return status_; }
+
+  Piece From(unsigned long long offset, std::size_t size) override {
+    const bool isHeld = offset >= offset_ && offset - offset_ <= size_ &&
+                        size <= size_ - static_cast<std::size_t>(offset - offset_);
+    if (!isHeld && !ReadAt(offset, kFurtherReadBytes)) return {nullptr, 0};
+    const auto at = static_cast<std::size_t>(offset - offset_);
+    return {buffer_.data() + at, size_ - at};
+  }
+  unsigned long long End() const override { return fileEnd_ > start_ ? fileEnd_ - start_ : 0; }
 
  private:
-  // What all payloads of a packet share.
-  struct Shape {
-    unsigned long long start;   // of the packet, file offset
-    unsigned int packetLength;  // as it says itself
-    unsigned char propertyFlags;
-    bool multiple;
-    unsigned char payloadLengthType;
-  };
-
-  // Reads `size` bytes, what is missing as 0; a failure is kept in status_.
-  unsigned long long Read(void* out, unsigned int size) {
+  bool ReadAt(unsigned long long offset, unsigned long long size) {
+    const unsigned long long position = SaturatingAdd(start_, offset);
     unsigned long long got = 0;
-    if (status_ >= 0) status_ = reader_.Read(out, size, &got);
-    return got;
-  }
-  unsigned char ReadByte() {
-    unsigned char byte = 0;
-    Read(&byte, 1);
-    return byte;
-  }
-  unsigned long long Position() {
-    unsigned long long position = 0;
-    if (status_ >= 0) status_ = reader_.Position(&position);
-    return position;
-  }
-  void Skip(unsigned int bytes) {
-    if (status_ >= 0 && bytes != 0) status_ = reader_.Skip(bytes);
-  }
-  bool Fail(const char* why) {
-    if (status_ >= 0) packet_.failure = why;
-    return false;
-  }
-
-  // False when the source brings nothing of it.
-  bool ReadPacket() {
-    packet_.payloads.clear();
-    packet_.failure = nullptr;
-    packet_.padding = 0;
-    Shape shape = {};
-    shape.start = layout_.packetsStart + packet_.number * layout_.packetLength;
-    unsigned char bytes[6];
-    unsigned long long got;
-    status_ = reader_.ReadAt(shape.start, bytes, 1, &got);
-    if (status_ < 0 || got == 0) return false;
-    packet_.hasErrorCorrection = (bytes[0] & 0x80) != 0;
-    if (!packet_.hasErrorCorrection) return true;
-    Skip(2);
-    Read(bytes, 2);
-    const unsigned char lengthFlags = bytes[0];
-    shape.propertyFlags = bytes[1];
-    shape.packetLength = reader_.ReadCoded(lengthFlags >> 5 & 3);
-    if (shape.packetLength == 0) shape.packetLength = layout_.minPacketLength;
-    reader_.ReadCoded(lengthFlags >> 1 & 3);  // sequence
-    packet_.padding = reader_.ReadCoded(lengthFlags >> 3 & 3);
-    Read(bytes, 6);  // send time and duration
-    ReadPayloads((lengthFlags & 1) != 0, shape);
+    offset_ = offset;
+    size_ = 0;
+    if (status_ >= 0) status_ = reader_.ReadAt(position, buffer_.data(), size, &got);
+    if (status_ < 0) return false;
+    // A source that doesn't know its size ends where it brings less than asked for.
+    if (got < size) fileEnd_ = std::min(fileEnd_, position + got);
+    size_ = static_cast<std::size_t>(got);
     return true;
   }
 
-  void ReadPayloads(bool multiple, Shape shape) {
-    shape.multiple = multiple;
-    const unsigned int flags = multiple ? ReadByte() : 1;
-    shape.payloadLengthType = static_cast<unsigned char>(flags >> 6);
-    for (unsigned int left = flags & 0x3F; left != 0 && status_ >= 0; --left) {
-      if (!ReadPayload(shape)) return;
-    }
-  }
-
-  bool ReadPayload(const Shape& shape) {
-    Payload payload = {};
-    const unsigned char stream = ReadByte();
-    payload.stream = stream & 0x7F;
-    payload.keyFrame = stream >> 7 != 0;
-    payload.objectNumber = reader_.ReadCoded(shape.propertyFlags >> 4 & 3);
-    payload.offset = reader_.ReadCoded(shape.propertyFlags >> 2 & 3);
-    const unsigned int lengthType = shape.propertyFlags & 3;
-    const unsigned int replicated = reader_.ReadCoded(lengthType);
-    if (lengthType == 1 && replicated == 1) return ReadCompressed(shape, payload);
-    return ReadOrdinary(shape, payload, replicated);
-  }
-
-  bool ReadOrdinary(const Shape& shape, Payload payload, unsigned int replicated) {
-    if (!IsPlausible(replicated)) return Fail("a payload without replicated data");
-    unsigned char bytes[8] = {};
-    const unsigned int fixed = replicated < sizeof(bytes) ? replicated : sizeof(bytes);
-    Read(bytes, fixed);
-    Skip(replicated - fixed);
-    const unsigned int time = LoadLe32(bytes + 4);
-    payload.timeMs =
-        time > layout_.prerollMs ? static_cast<unsigned int>(time - layout_.prerollMs) : 0;
-    payload.size = ReadBodyLength(shape);
-    if (!IsPlausible(payload.size)) return Fail("a payload of impossible size");
-    return Add(payload);
-  }
-
-  bool ReadCompressed(const Shape& shape, Payload payload) {
-    const unsigned char delta = ReadByte();
-    payload.timeMs = payload.offset - static_cast<unsigned int>(layout_.prerollMs);
-    payload.offset = 0;
-    const unsigned int body = ReadBodyLength(shape);
-    for (unsigned long long consumed = 0; consumed < body; consumed += payload.size + 1ull) {
-      payload.size = ReadByte();
-      if (payload.size == 0) return Fail("an empty sub-payload");
-      if (!Add(payload)) return false;
-      payload.timeMs += delta;
-    }
-    return status_ >= 0;
-  }
-
-  // One payload reaches to the padding; several have their lengths stated.
-  unsigned int ReadBodyLength(const Shape& shape) {
-    if (shape.multiple) return reader_.ReadCoded(shape.payloadLengthType);
-    const auto headers = static_cast<unsigned int>(Position() - shape.start);
-    return shape.packetLength - headers - packet_.padding;
-  }
-
-  // Keeps the payload and steps over its body.
-  bool Add(const Payload& payload) {
-    const unsigned long long position = Position();
-    if (position > end_ || payload.size > end_ - position) return Fail("the file ends in it");
-    if (packet_.payloads.size() == kMaxPayloads) return Fail("more payloads than it has room for");
-    packet_.payloads.push_back(payload);
-    Skip(payload.size);
-    return status_ >= 0;
-  }
-
   SourceReader reader_;
-  const AsfLayout& layout_;
-  const unsigned long long end_;  // of the file
-  Packet packet_ = {};
+  unsigned long long fileEnd_;
+  const unsigned long long firstRead_;
+  std::vector<unsigned char> buffer_;
+  unsigned long long start_ = 0;   // of the packet, in the file
+  unsigned long long offset_ = 0;  // of what the buffer holds, from the packet's first byte
+  std::size_t size_ = 0;           // bytes that it holds
   int status_ = 0;
 };
 
@@ -193,7 +96,18 @@ const StreamLayout* SteeringStream(const AsfLayout& layout) {
 
 WalkResult WalkPackets(IDataSource* source, const AsfLayout& layout,
                        const std::function<bool(const Packet&)>& visit, unsigned long long first) {
-  return PacketWalker(source, layout).Walk(visit, first);
+  FilePackets packets(source, layout);
+  const PacketReader reader(layout);
+  const unsigned long long count = layout.PacketsInData();
+  Packet packet = {};
+  for (packet.number = first; packet.number < count; ++packet.number) {
+    const bool isThere = packets.Load(layout.PacketPosition(packet.number));
+    if (isThere) reader.Read(&packets, &packet);
+    if (packets.status() < 0) return {WalkEnd::kSourceFailed, packets.status()};
+    if (!isThere) break;
+    if (!visit(packet)) return {WalkEnd::kCancelled, 0};
+  }
+  return {WalkEnd::kDone, 0};
 }
 
 std::map<unsigned char, unsigned int> LastObjectTimes(IDataSource* source,

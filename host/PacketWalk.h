@@ -1,4 +1,4 @@
-// A walk over the headers of a file's data packets, without their bodies.
+// A walk over the packets of a file's data, and what it learns for seeking.
 #ifndef QO_HOST_PACKETWALK_H
 #define QO_HOST_PACKETWALK_H
 
@@ -7,27 +7,9 @@
 #include <vector>
 
 #include "host/AsfLayout.h"
+#include "host/PacketReader.h"
 
 namespace host {
-
-// A payload, or one of the sub-payloads of a compressed payload, each of which is
-// a media object of its own.
-struct Payload {
-  unsigned char stream;       // 1 to 127
-  bool keyFrame;              // as flagged
-  unsigned int objectNumber;  // of its media object
-  unsigned int offset;        // of its first byte in the media object, bytes; 0 begins one
-  unsigned int timeMs;        // as the parser stamps the object: preroll removed
-  unsigned int size;          // of its body, bytes
-};
-
-struct Packet {
-  unsigned long long number;      // from 0
-  bool hasErrorCorrection;        // false: the parser misreads it, and `payloads` is empty
-  const char* failure;            // why it cannot be walked to its end, in words; null when it can
-  unsigned int padding;           // bytes
-  std::vector<Payload> payloads;  // up to a failure
-};
 
 enum class WalkEnd { kDone, kCancelled, kSourceFailed };
 
@@ -36,11 +18,12 @@ struct WalkResult {
   int status;  // kSourceFailed: the source's; otherwise 0
 };
 
-// Visits the packets of the data object in order, from packet `first` on (see
-// PacketsInData), up to the first of which the source brings nothing. `source`
-// (not null) is read from and its position moved. `visit` sees one record that is
-// overwritten by the next; false ends the walk as cancelled. Progress: the
-// packet's number of layout.PacketsInData().
+// Visits the packets of the data object in order, as the parser takes them, from
+// packet `first` on (see PacketsInData), up to the first of which the source brings
+// nothing. Each packet takes one read of `source` (not null); a part of one beyond
+// its first 64 KiB, or behind a payload that runs over its end, takes reads of its
+// own. Memory: 64 KiB. `visit` sees one record that is overwritten by the next;
+// false ends the walk as cancelled.
 WalkResult WalkPackets(IDataSource* source, const AsfLayout& layout,
                        const std::function<bool(const Packet&)>& visit,
                        unsigned long long first = 0);

@@ -4,6 +4,8 @@
 #include <random>
 
 #include "AsfBuilder.h"
+#include "FaultySource.h"
+#include "SampleFiles.h"
 #include "host/MemorySource.h"
 #include "host/PacketWalk.h"
 
@@ -14,6 +16,17 @@ host::AsfLayout Layout(const Bytes& file) {
   host::AsfLayout layout;
   EXPECT_EQ(0, host::ReadLayout(&source, &layout));
   return layout;
+}
+
+const char* FaultName(host::PacketFault fault) {
+  static constexpr const char* kNames[] = {"",
+                                           "no replicated data",
+                                           "payload size",
+                                           "empty sub-payload",
+                                           "too many payloads",
+                                           "error correction",
+                                           "cut short"};
+  return kNames[static_cast<int>(fault)];
 }
 
 // Each packet as "stream@time:offset+size", "k" in front of a key frame; then
@@ -27,9 +40,10 @@ std::string Walk(const Bytes& file) {
     for (const host::Payload& payload : packet.payloads) {
       text += (payload.keyFrame ? "k" : "") + std::to_string(payload.stream) + "@" +
               std::to_string(payload.timeMs) + ":" + std::to_string(payload.offset) + "+" +
-              std::to_string(payload.size) + " ";
+              std::to_string(payload.size) +
+              (payload.present < payload.size ? "(" + std::to_string(payload.present) + ") " : " ");
     }
-    if (packet.failure != nullptr) text += packet.failure;
+    text += FaultName(packet.fault);
     return true;
   });
   return text;
@@ -155,15 +169,76 @@ TEST(HostLayout, WalksPacketsAsTheParserDoes) {
   EXPECT_EQ(
       "k2@100:0+4 2@200:7+2 | 1@0:0+5 | 1@300:0+1 1@340:0+3 1@400:0+1 | unreadable | "
       "1@0:0+4 | | "
-      "1@600:0+1 a payload of impossible size| a payload without replicated data| "
-      "1@900:0+1 an empty sub-payload| 1@900:0+100 ",
+      "1@600:0+1 payload size| no replicated data| "
+      "1@900:0+1 empty sub-payload| 1@900:0+100 ",
       Walk(whole));
   const std::string cut = Walk(whole.substr(0, whole.size() - 170));
-  EXPECT_EQ("an empty sub-payload| the file ends in it", cut.substr(cut.size() - 41));
+  EXPECT_EQ("| 1@900:0+100(2) cut short", cut.substr(cut.rfind('|')));
 
   host::MemorySource source(whole.data(), whole.size());
   const std::map<unsigned char, unsigned int> last = {{1, 900}, {2, 100}};
   EXPECT_EQ(last, host::LastObjectTimes(&source, Layout(whole)));
+}
+
+TEST(HostLayout, WalksWhatLiesBeyondAPacketsFirstBytes) {
+  AsfFile overrun = TwoStreams({Packet({Media(1, 3100, Bytes(300, 'x')), Media(1, 3200, "y")})});
+  EXPECT_EQ("1@100:0+300 1@200:0+1 | unreadable ", Walk(overrun.Build()));
+
+  AsfFile large =
+      TwoStreams({Packet({Media(1, 3100, Bytes(65000, 'x')), Media(1, 3200, Bytes(5000, 'y')),
+                          Compressed(2, 3300, 10, {"a", "b"})})});
+  large.packetLength = 100000;
+  EXPECT_EQ("1@100:0+65000 1@200:0+5000 2@300:0+1 2@310:0+1 ", Walk(large.Build()));
+}
+
+// Each single read of a walk fails once: none may pass for the end of the file.
+TEST(HostLayout, AFailedReadEndsAWalkAsFailed) {
+  const Bytes file = FileBytes(QO_SAMPLES_DIR "/wmv2_wma2.wmv");
+  const host::AsfLayout layout = Layout(file);
+  const auto walk = [&](long faultCall, FaultySource* source) {
+    source->record = false;
+    source->faultCall = faultCall;
+    return host::WalkPackets(source, layout, [](const host::Packet&) { return true; });
+  };
+  FaultySource good(file);
+  EXPECT_EQ(host::WalkEnd::kDone, walk(0, &good).end);
+  EXPECT_EQ(static_cast<long>(layout.PacketsInData()), good.callCount());  // one read a packet
+  for (long call = 1; call <= good.callCount(); ++call) {
+    FaultySource source(file);
+    const host::WalkResult result = walk(call, &source);
+    EXPECT_EQ(host::WalkEnd::kSourceFailed, result.end) << call;
+    EXPECT_EQ(FaultySource::kFailure, result.status) << call;
+  }
+}
+
+TEST(HostLayout, TakesErrorCorrectionDataAsThePacketStatesIt) {
+  const struct {
+    const char* errorCorrection;
+    unsigned int headerPosition;
+    host::PacketFault fault;
+  } cases[] = {
+      {"82 00 00", 3, host::PacketFault::kNone},
+      {"", 0, host::PacketFault::kNone},
+      {"80", 1, host::PacketFault::kNone},
+      {"8F 01 02 03 04 05 06 07 08 09 0A 0B 0C 0D 0E 0F", 16, host::PacketFault::kNone},
+      {"A2 00 00", 0, host::PacketFault::kErrorCorrection},
+  };
+  host::AsfLayout layout;
+  layout.minPacketLength = 100;  // no packet here states its own
+  const host::PacketReader reader(layout, host::PacketView::kStated);
+  for (const auto& test : cases) {
+    Packet built({Media(1, 3500, "abc")});
+    built.errorCorrection = Hex(test.errorCorrection);
+    const Bytes bytes = built.Build(100);
+    host::Packet packet = {};
+    reader.Read(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), &packet);
+    EXPECT_EQ(test.headerPosition, packet.headerPosition) << test.errorCorrection;
+    EXPECT_EQ(test.fault, packet.fault) << test.errorCorrection;
+    if (test.fault != host::PacketFault::kNone) continue;
+    ASSERT_EQ(1u, packet.payloads.size()) << test.errorCorrection;
+    EXPECT_EQ(3500u, packet.payloads[0].timeMs);
+    EXPECT_EQ("abc", bytes.substr(packet.payloads[0].position, packet.payloads[0].size));
+  }
 }
 
 TEST(HostLayout, AnyBytesAreTolerated) {

@@ -86,17 +86,38 @@ struct PacketFaults {
   unsigned long long withoutErrorCorrection = 0;
   unsigned long long failed = 0;
   unsigned long long firstFailed = 0;
-  const char* reason = nullptr;
+  host::PacketFault reason = host::PacketFault::kNone;
 };
+
+const char* FaultText(host::PacketFault fault) {
+  switch (fault) {
+    case host::PacketFault::kNone:
+      return "nothing is wrong with it";
+    case host::PacketFault::kNoReplicatedData:
+      return "a payload without replicated data";
+    case host::PacketFault::kPayloadSize:
+      return "a payload of impossible size";
+    case host::PacketFault::kEmptySubPayload:
+      return "an empty sub-payload";
+    case host::PacketFault::kTooManyPayloads:
+      return "more payloads than it has room for";
+    case host::PacketFault::kErrorCorrection:
+      return "error correction data of unknown length";
+    case host::PacketFault::kCutShort:
+      return "the file ends in it";
+  }
+  return "";
+}
 
 PacketFaults FindPacketFaults(Input* input) {
   PacketFaults faults;
   IDataSource* source = input->trace() ? input->trace()->inner() : input->session().source();
   host::WalkPackets(source, input->layout(), [&faults](const host::Packet& packet) {
     if (!packet.hasErrorCorrection) ++faults.withoutErrorCorrection;
-    if (packet.hasErrorCorrection && packet.failure && faults.failed++ == 0) {
+    if (packet.hasErrorCorrection && packet.fault != host::PacketFault::kNone &&
+        faults.failed++ == 0) {
       faults.firstFailed = packet.number;
-      faults.reason = packet.failure;
+      faults.reason = packet.fault;
     }
     return true;
   });
@@ -112,7 +133,8 @@ void JudgePackets(Input* input, Verdict* verdict) {
   }
   if (faults.failed > 0 && !input->layout().IsTruncated()) {
     verdict->problems.push_back(Count(faults.failed, "packet") + " failed, first packet " +
-                                std::to_string(faults.firstFailed) + ": " + faults.reason);
+                                std::to_string(faults.firstFailed) + ": " +
+                                FaultText(faults.reason));
   }
 }
 
