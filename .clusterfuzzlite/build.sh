@@ -5,7 +5,7 @@ for source in fuzz/[a-z]*.cpp; do
   target=$(basename "$source" .cpp)
   # shellcheck disable=SC2086  # flags are words
   $CXX $CXXFLAGS -std=c++17 -I. -Iinclude \
-    "$source" fuzz/Harness.cpp tests/AsfBuilder.cpp asf/*.cpp asf/format/*.cpp plugin/*.cpp host/*.cpp \
+    "$source" testing/*.cpp asf/*.cpp asf/format/*.cpp plugin/*.cpp host/*.cpp \
     -Wl,--wrap=__lsan_ignore_object $LIB_FUZZING_ENGINE -ldl -o "$OUT/$target"
   zip -jqr "$OUT/${target}_seed_corpus.zip" fuzz/corpus/"$target"
   cp fuzz/asf.dict "$OUT/$target.dict"

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "AsfBuilder.h"
+#include "testing/AsfBuilder.h"
 
 namespace bench {
 namespace {

@@ -20,12 +20,12 @@
 #include <optional>
 #include <random>
 
-#include "bench/Allocations.h"
 #include "bench/Input.h"
 #include "bench/Table.h"
 #include "bench/Workloads.h"
 #include "host/ParserSession.h"
 #include "host/TraceSource.h"
+#include "testing/HeapMeter.h"
 
 namespace bench {
 namespace {
@@ -132,9 +132,9 @@ void MeasurePlayOut(benchmark::State& state, const host::ParserLibrary& library,
   host::ParserSession counted(library, std::move(trace));
   if (counted.Open() != kParserOk) return state.SkipWithError("cannot be opened");
   calls->Reset();
-  const unsigned long long before = Allocations();
+  const unsigned long long before = HeapAllocations();
   const unsigned long long units = PlayOut(&counted, kind);
-  const unsigned long long allocations = Allocations() - before;
+  const unsigned long long allocations = HeapAllocations() - before;
   if (units == 0) return state.SkipWithError("has no access unit of this kind");
 
   Series series(&state);
@@ -164,9 +164,9 @@ void OpenAndClose(IParser* parser, IDataSource* source) {
 void MeasureOpen(benchmark::State& state, const host::ParserLibrary& library, const Input& input) {
   host::TraceSource calls(input.MakeSource());
   const auto counted = library.MakeParser();
-  const unsigned long long before = Allocations();
+  const unsigned long long before = HeapAllocations();
   OpenAndClose(counted.get(), &calls);
-  const unsigned long long allocations = Allocations() - before;
+  const unsigned long long allocations = HeapAllocations() - before;
   const unsigned long long bytes = calls.AllTotals().bytes;
 
   Series series(&state);
@@ -244,13 +244,13 @@ void MeasureSeek(benchmark::State& state, const host::ParserLibrary& library, co
   host::TraceSource* calls = trace.get();
   Seeker counted(library, std::move(trace));
   calls->Reset();
-  const unsigned long long before = Allocations();
+  const unsigned long long before = HeapAllocations();
   unsigned long long bytes = 0;
   for (unsigned int k = 0; k < kCountedSeeks; ++k) {
     if (!counted.Seek()) return state.SkipWithError("cannot be sought in");
     if (counted.ReadUnit()) bytes += counted.size();
   }
-  const unsigned long long allocations = Allocations() - before;
+  const unsigned long long allocations = HeapAllocations() - before;
 
   Seeker seeker(library, input.MakeSource());
   Series series(&state);

@@ -2,8 +2,8 @@
 #ifndef QO_FUZZ_FILES_H
 #define QO_FUZZ_FILES_H
 
-#include "fuzz/Harness.h"
-#include "tests/AsfBuilder.h"
+#include "testing/AsfBuilder.h"
+#include "testing/Input.h"
 
 namespace fuzz {
 

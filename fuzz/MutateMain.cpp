@@ -12,8 +12,8 @@
 #include <string>
 #include <vector>
 
-#include "fuzz/Harness.h"
 #include "host/MemorySource.h"
+#include "testing/CheckingHost.h"
 
 namespace {
 
@@ -78,7 +78,7 @@ void Play(const std::string& file) {
     return all + std::string("\x07\xFF\x08\x00\x03\x01\x03\x02", 8) + play;
   }();
   host::MemorySource source(file.data(), file.size());
-  fuzz::PlayScript(fuzz::Input(script), file.size(), &source, nullptr);
+  PlayScript(Input(script), file.size(), &source, nullptr);
 }
 
 }  // namespace
@@ -99,11 +99,11 @@ int main(int argc, char** argv) {
       ChangeOnce(&file, &random);
     }
     std::ofstream(argv[2], std::ios::binary) << file;
-    const std::size_t before = fuzz::HeapBytes();
+    const std::size_t before = HeapBytes();
     const auto start = std::chrono::steady_clock::now();
     Play(file);
     const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
-    const std::size_t heap = fuzz::HeapPeak() - before;
+    const std::size_t heap = HeapPeak() - before;
     if (took.count() > kMaxSeconds || heap > kMaxHeapBytes) {
       ++failed;
       std::printf("case %lu: %.3f s, %zu bytes of heap\n", k, took.count(), heap);

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "fuzz/Harness.h"
+#include "fuzz/Target.h"
 
 namespace {
 

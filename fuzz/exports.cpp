@@ -8,10 +8,12 @@
 
 #include "asf/ASFParser.h"
 #include "fuzz/Files.h"
+#include "fuzz/Target.h"
+#include "testing/Check.h"
+#include "testing/CheckingHost.h"
+#include "testing/PlatformStandIn.h"
 
 namespace {
-
-using fuzz::Input;
 
 // Bytes of the script in a block of exactly their length, `least` at least.
 struct Block {
@@ -25,7 +27,7 @@ struct Block {
 
 class Exports {
  public:
-  Exports(ASFParser* parser, fuzz::Source* source) : parser_(*parser), source_(*source) {}
+  Exports(ASFParser* parser, MeteredSource* source) : parser_(*parser), source_(*source) {}
 
   void Step(Input* script) {
     static constexpr void (Exports::*kSteps[])(Input*) = {
@@ -192,7 +194,7 @@ class Exports {
   }
 
   void Deliver(Input* script) {
-    unsigned char* const buffer = fuzz::UnitBuffer();
+    unsigned char* const buffer = UnitBuffer();
     unsigned long size = 0, timeMs = 0;
     const unsigned int how = script->Byte();
     const int status = (how & 1) != 0 ? parser_.GetAudioData(buffer, &size, &timeMs, 0)
@@ -204,7 +206,7 @@ class Exports {
   }
 
   ASFParser& parser_;
-  fuzz::Source& source_;
+  MeteredSource& source_;
 };
 
 }  // namespace
@@ -213,15 +215,16 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   Input input(data, size);
   const std::size_t length = input.Byte();
   Input script(input.TakeBytes(length));
-  fuzz::SetDebugLevel(input.Byte() % 8);
+  SetLevelProperty(std::to_string(input.Byte() % 8).c_str());
   constexpr int kLayouts = 3;
   const Bytes file = fuzz::MakeFile(&input, kLayouts);
-  fuzz::Source source(file);
-  CHECK(fuzz::UnitBuffer() != nullptr);
-  const fuzz::LeakCheck leaks;
+  FaultySource source(file);
+  MeteredSource metered(&source);
+  CHECK(UnitBuffer() != nullptr);
+  const LeakCheck leaks;
   ASFParser parser;
-  if (parser.Open(&source) == kParserOk) {
-    Exports exports(&parser, &source);
+  if (parser.Open(&metered) == kParserOk) {
+    Exports exports(&parser, &metered);
     while (!script.Empty()) exports.Step(&script);
   }
   CHECK(parser.Close() == kParserOk);

@@ -1,12 +1,14 @@
 // Opening and describing: every path through the header and what lies behind the
 // data. Input: a debug level, an open mode, the file.
-#include "fuzz/Harness.h"
+#include "fuzz/Target.h"
+#include "testing/CheckingHost.h"
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  fuzz::Input input(data, size);
-  const fuzz::Input script(input.TakeBytes(2));
+  Input input(data, size);
+  const Input script(input.TakeBytes(2));
   const std::string_view file = input.Rest();
-  fuzz::Source source(file);
-  fuzz::PlayScript(script, file.size(), &source, &source);
+  FaultySource source(file);
+  MeteredSource metered(&source);
+  PlayScript(script, file.size(), &metered, &metered);
   return 0;
 }

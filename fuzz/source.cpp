@@ -1,21 +1,23 @@
 // A byte source that misbehaves. Input: the number of faults, then 3 bytes each
 // (calls since the last one, kind); the script's length, the script, the file.
-#include "fuzz/Harness.h"
+#include "fuzz/Target.h"
+#include "testing/CheckingHost.h"
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  fuzz::Input input(data, size);
-  std::vector<std::pair<unsigned long, fuzz::Fault>> plan;
+  Input input(data, size);
+  std::vector<std::pair<unsigned long, Fault>> plan;
   unsigned long call = 0;
   for (int faults = input.Byte() % 16; faults > 0; --faults) {
     call += input.Take<std::uint16_t>() + 1ul;
-    plan.emplace_back(call, static_cast<fuzz::Fault>(
-                                input.Byte() % static_cast<unsigned int>(fuzz::Fault::kCount)));
+    plan.emplace_back(call,
+                      static_cast<Fault>(input.Byte() % static_cast<unsigned int>(Fault::kCount)));
   }
   const std::size_t length = input.Byte();
-  const fuzz::Input script(input.TakeBytes(length));
+  const Input script(input.TakeBytes(length));
   const std::string_view file = input.Rest();
-  fuzz::Source source(file);
+  FaultySource source(file);
+  MeteredSource metered(&source);
   for (const auto& [at, fault] : plan) source.Plan(at, fault);
-  fuzz::PlayScript(script, file.size(), &source, &source);
+  PlayScript(script, file.size(), &metered, &metered);
   return 0;
 }

@@ -10,17 +10,18 @@
 #include <utility>
 #include <vector>
 
-#include "AsfBuilder.h"
-#include "FaultySource.h"
-#include "LogCapture.h"
 #include "asf/ASFParser.h"
+#include "testing/AsfBuilder.h"
+#include "testing/FaultySource.h"
+#include "testing/PlatformStandIn.h"
 
 class ParserSession {
  public:
   explicit ParserSession(const Bytes& file, const char* level = "1") : source(file) {
     SetLevelProperty(level);
+    source.RecordCalls();
     parser = std::make_unique<ASFParser>();
-    TakeLog();
+    CaptureLog();
   }
   ~ParserSession() { parser->Close(); }
 

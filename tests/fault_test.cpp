@@ -8,11 +8,11 @@
 #include <cstdio>
 #include <ctime>
 
-#include "AsfBuilder.h"
-#include "FaultySource.h"
-#include "SampleFiles.h"
-#include "fuzz/Harness.h"
 #include "host/MemorySource.h"
+#include "testing/AsfBuilder.h"
+#include "testing/CheckingHost.h"
+#include "testing/FaultySource.h"
+#include "testing/SampleFiles.h"
 
 namespace {
 
@@ -20,27 +20,27 @@ namespace {
 std::string running;
 const auto handler = std::signal(SIGABRT, [](int) { std::fputs(running.c_str(), stderr); });
 
-struct Input {
+struct File {
   std::string name;
   Bytes bytes;
 };
 
 // The sample files, and one built file that has what they lack.
-std::vector<Input> Inputs() {
-  AsfFile file({Stream(ID_AUDIO_MEDIA, 1, AudioFormat(0x2000)),
-                Stream(ID_VIDEO_MEDIA, 2, VideoFormat("H264")),
-                ExtendedContent({Descriptor(Utf16("WM/Genre"), 0, Utf16("g"))}),
-                HeaderExtension(Metadata({Record(Utf16("WM/Year"), 3, Le(1999, 4))})),
-                ContentDescription({Utf16("T"), Utf16("A"), "", "", ""})});
+std::vector<File> Files() {
+  AsfFile built({Stream(ID_AUDIO_MEDIA, 1, AudioFormat(0x2000)),
+                 Stream(ID_VIDEO_MEDIA, 2, VideoFormat("H264")),
+                 ExtendedContent({Descriptor(Utf16("WM/Genre"), 0, Utf16("g"))}),
+                 HeaderExtension(Metadata({Record(Utf16("WM/Year"), 3, Le(1999, 4))})),
+                 ContentDescription({Utf16("T"), Utf16("A"), "", "", ""})});
   const Bytes nals = Hex("00 00 00 02") + "ab" + Hex("00 00 00 01") + "c";
   for (unsigned time = 3000; time < 3600; time += 100) {
-    file.packets.push_back(Packet({Compressed(1, time, 10, {"aa", "bb"}), Key(2, time, nals),
-                                   Media(2, time, "x").Offset(11)}));
+    built.packets.push_back(Packet({Compressed(1, time, 10, {"aa", "bb"}), Key(2, time, nals),
+                                    Media(2, time, "x").Offset(11)}));
   }
-  file.trailing = SimpleIndex(1000000, {0, 2, 3, 4}) + Object(ID_INDEX_OBJECT, "index");
-  std::vector<Input> inputs = {{"built", file.Build()}};
-  for (const auto& path : SamplePaths()) inputs.push_back({path.filename(), FileBytes(path)});
-  return inputs;
+  built.trailing = SimpleIndex(1000000, {0, 2, 3, 4}) + Object(ID_INDEX_OBJECT, "index");
+  std::vector<File> files = {{"built", built.Build()}};
+  for (const auto& path : SamplePaths()) files.push_back({path.filename(), FileBytes(path)});
+  return files;
 }
 
 // Steps of the harness: a unit of each kind; each seek mode to 250 ms in both
@@ -57,32 +57,32 @@ std::string PlayAndSeek() {
 }
 
 // Does all that a host does with a file. False: it did not open.
-bool Use(IDataSource* source, std::size_t bytes, fuzz::Source* counted, const std::string& steps) {
-  fuzz::Host host(source, bytes, counted);
+bool Use(IDataSource* source, std::size_t bytes, MeteredSource* counted, const std::string& steps) {
+  CheckingHost host(source, bytes, counted);
   if (!host.Open(0)) return false;
-  for (fuzz::Input script(steps); !script.Empty();) host.Step(&script);
+  for (Input script(steps); !script.Empty();) host.Step(&script);
   return true;
 }
 
 TEST(Faults, EverySourceCallFailsOnce) {
-  constexpr int kKinds = static_cast<int>(fuzz::Fault::kReadShort) + 1;
+  constexpr int kKinds = static_cast<int>(Fault::kReadShort) + 1;
   const std::string steps = PlayAndSeek();
-  for (const Input& input : Inputs()) {
-    const auto callsOf = [&input](const std::string& script) {
-      FaultySource sound(input.bytes);
-      sound.record = false;
-      EXPECT_TRUE(Use(&sound, input.bytes.size(), nullptr, script)) << input.name;
-      return sound.callCount();
+  for (const File& file : Files()) {
+    const auto callsOf = [&file](const std::string& script) {
+      FaultySource sound(file.bytes);
+      EXPECT_TRUE(Use(&sound, file.bytes.size(), nullptr, script)) << file.name;
+      return static_cast<long>(sound.CallCount());
     };
     const long opening = callsOf(""), calls = callsOf(steps);
     // Each call of opening fails in each way, the many behind it in one way each.
     for (long call = 1; call <= calls; ++call) {
       for (int kind = 0; kind < kKinds; ++kind) {
         if (call > opening && kind != (call + call / kKinds) % kKinds) continue;
-        running = input.name + ": call " + std::to_string(call) + ", fault " + std::to_string(kind);
-        fuzz::Source source(input.bytes);
-        source.Plan(static_cast<unsigned long>(call), static_cast<fuzz::Fault>(kind));
-        Use(&source, input.bytes.size(), &source, steps);
+        running = file.name + ": call " + std::to_string(call) + ", fault " + std::to_string(kind);
+        FaultySource source(file.bytes);
+        source.Plan(static_cast<unsigned long>(call), static_cast<Fault>(kind));
+        MeteredSource metered(&source);
+        Use(&metered, file.bytes.size(), &metered, steps);
       }
     }
   }
@@ -90,12 +90,13 @@ TEST(Faults, EverySourceCallFailsOnce) {
 
 TEST(Faults, FilesCutAnywhereOpen) {  // a short read is no failure
   const std::string steps("\x00\xFF\x01\xFE", 4);
-  for (const Input& input : Inputs()) {
-    const std::size_t step = std::max<std::size_t>(1, input.bytes.size() / 200);
-    for (std::size_t size = 0; size < input.bytes.size(); size += size < 100 ? 1 : step) {
-      running = input.name + " cut to " + std::to_string(size);
-      fuzz::Source source(std::string_view(input.bytes).substr(0, size));
-      EXPECT_TRUE(Use(&source, size, &source, steps)) << running;
+  for (const File& file : Files()) {
+    const std::size_t step = std::max<std::size_t>(1, file.bytes.size() / 200);
+    for (std::size_t size = 0; size < file.bytes.size(); size += size < 100 ? 1 : step) {
+      running = file.name + " cut to " + std::to_string(size);
+      FaultySource source(std::string_view(file.bytes).substr(0, size));
+      MeteredSource metered(&source);
+      EXPECT_TRUE(Use(&metered, size, &metered, steps)) << running;
     }
   }
 }
@@ -111,10 +112,10 @@ class OneByteSource : public host::MemorySource {
 };
 
 TEST(Faults, ReadsOfAByteAtATimeAreShort) {
-  for (const Input& input : Inputs()) {
-    running = input.name + " by the byte";
-    OneByteSource source(input.bytes.data(), input.bytes.size());
-    Use(&source, input.bytes.size(), nullptr, PlayAndSeek());
+  for (const File& file : Files()) {
+    running = file.name + " by the byte";
+    OneByteSource source(file.bytes.data(), file.bytes.size());
+    Use(&source, file.bytes.size(), nullptr, PlayAndSeek());
   }
 }
 
@@ -154,7 +155,7 @@ TEST(Faults, CostliestFilesStayInProportion) {
   std::vector<Packet> fragments(10000, Packet(bytes));
   bytes[0].offset = 0;
   fragments[0] = Packet(bytes);
-  const Input rows[] = {
+  const File rows[] = {
       {"streams", HeaderOf(Stream(ID_AUDIO_MEDIA, 1, {}), 31 * kMillion)},
       {"unknown objects", HeaderOf(Bytes(16, 'x') + Le(24, 8), 8 * kMillion)},
       {"descriptions", HeaderOf(ContentDescription({{}, {}, {}, {}, {}}), 8 * kMillion)},
@@ -168,17 +169,17 @@ TEST(Faults, CostliestFilesStayInProportion) {
       {"pictures", object(video("MPG2"), Hex("00 00 01 00"))},
       {"fragments", PacketsOf(video("WMV2"), fragments, 1500)},
   };
-  for (const Input& row : rows) {
+  for (const File& row : rows) {
     running = row.name;
     host::MemorySource source(row.bytes.data(), row.bytes.size());
-    const std::size_t before = fuzz::HeapBytes();
+    const std::size_t before = HeapBytes();
     const std::clock_t start = std::clock();
     const bool opened = Use(&source, row.bytes.size(), nullptr, std::string("\x00\x00\x01\x00", 4));
     const double seconds = static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
     EXPECT_TRUE(opened) << row.name;
     EXPECT_LT(seconds, 5 * QO_SLOWDOWN) << row.name;
     std::printf("%-17s %8zu bytes: %.3f s, %zu bytes of heap\n", row.name.c_str(), row.bytes.size(),
-                seconds, fuzz::HeapPeak() - before);
+                seconds, HeapPeak() - before);
   }
 }
 

@@ -3,11 +3,11 @@
 
 #include <random>
 
-#include "AsfBuilder.h"
-#include "FaultySource.h"
-#include "SampleFiles.h"
 #include "host/MemorySource.h"
 #include "host/PacketWalk.h"
+#include "testing/AsfBuilder.h"
+#include "testing/FaultySource.h"
+#include "testing/SampleFiles.h"
 
 namespace {
 
@@ -195,17 +195,16 @@ TEST(HostLayout, WalksWhatLiesBeyondAPacketsFirstBytes) {
 TEST(HostLayout, AFailedReadEndsAWalkAsFailed) {
   const Bytes file = FileBytes(QO_SAMPLES_DIR "/wmv2_wma2.wmv");
   const host::AsfLayout layout = Layout(file);
-  const auto walk = [&](long faultCall, FaultySource* source) {
-    source->record = false;
-    source->faultCall = faultCall;
+  const auto walk = [&](FaultySource* source) {
     return host::WalkPackets(source, layout, [](const host::Packet&) { return true; });
   };
   FaultySource good(file);
-  EXPECT_EQ(host::WalkEnd::kDone, walk(0, &good).end);
-  EXPECT_EQ(static_cast<long>(layout.PacketsInData()), good.callCount());  // one read a packet
-  for (long call = 1; call <= good.callCount(); ++call) {
+  EXPECT_EQ(host::WalkEnd::kDone, walk(&good).end);
+  EXPECT_EQ(layout.PacketsInData(), good.CallCount());  // one read a packet
+  for (unsigned long call = 1; call <= good.CallCount(); ++call) {
     FaultySource source(file);
-    const host::WalkResult result = walk(call, &source);
+    source.Plan(call, Fault::kFail);
+    const host::WalkResult result = walk(&source);
     EXPECT_EQ(host::WalkEnd::kSourceFailed, result.end) << call;
     EXPECT_EQ(FaultySource::kFailure, result.status) << call;
   }

@@ -5,14 +5,14 @@
 #include <algorithm>
 #include <set>
 
-#include "AsfBuilder.h"
 #include "HostLibrary.h"
-#include "SampleFiles.h"
 #include "asf/format/ByteReader.h"
 #include "host/FileSource.h"
 #include "host/PacketWalk.h"
 #include "host/ParserSession.h"
 #include "host/TraceSource.h"
+#include "testing/AsfBuilder.h"
+#include "testing/SampleFiles.h"
 
 namespace {
 

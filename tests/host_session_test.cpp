@@ -4,11 +4,11 @@
 #include <algorithm>
 #include <tuple>
 
-#include "AsfBuilder.h"
 #include "HostLibrary.h"
-#include "SampleFiles.h"
 #include "host/MemorySource.h"
 #include "host/ParserSession.h"
+#include "testing/AsfBuilder.h"
+#include "testing/SampleFiles.h"
 
 namespace {
 

@@ -3,9 +3,9 @@
 
 #include <cstring>
 
-#include "AsfBuilder.h"
 #include "host/CodecNames.h"
 #include "host/TagText.h"
+#include "testing/AsfBuilder.h"
 
 namespace {
 

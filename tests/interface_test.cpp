@@ -6,21 +6,18 @@ namespace {
 
 TEST(Interface, ThrownFromTheSourceBecomeAStatus) {
   const AsfFile file = AvFile({Packet({Media(1, 3000, "a")})});
-  const std::pair<FaultySource::Fault, int> faults[] = {
-      {FaultySource::kFail, FaultySource::kFailure},
-      {FaultySource::kThrow, kParserEndOfStream},
-      {FaultySource::kThrowBadAlloc, kParserOutOfRange}};
+  const std::pair<Fault, int> faults[] = {{Fault::kFail, FaultySource::kFailure},
+                                          {Fault::kThrow, kParserEndOfStream},
+                                          {Fault::kThrowBadAlloc, kParserOutOfRange}};
   for (const auto& [fault, status] : faults) {
     ParserSession opening(file.Build());
-    opening.source.fault = fault;
-    opening.source.faultCall = 2;
+    opening.source.Plan(2, fault);
     EXPECT_EQ(status, opening.Open());
     OpenSession reading(file);
-    reading.source.fault = fault;
-    reading.source.faultCall = reading.source.callCount() + 3;
+    reading.source.PlanIn(3, fault);
     EXPECT_EQ(status, reading.parser->ParseDataPacket(0, 2));
     EXPECT_EQ(0, reading.parser->ParseDataPacket(0, 2));
-    reading.source.faultCall = reading.source.callCount() + 1;
+    reading.source.PlanIn(1, fault);
     EXPECT_EQ(status, reading.parser->GetPacketTime(0, kTrackAudio));
   }
 }

@@ -1,44 +1,13 @@
-// Every allocation fails once. A program of its own, for it replaces operator new.
+// Every allocation fails once. A program of its own, for the meter takes operator
+// new's place.
 #include <gtest/gtest.h>
-#include <malloc.h>
 
-#include <cstdio>
-#include <cstdlib>
-#include <new>
 #include <vector>
 
-#include "AsfBuilder.h"
-#include "FaultySource.h"
-#include "platform/Platform.h"
 #include "qo_parser_asf/IParser.h"
-
-namespace {
-
-long untilFailure = 0;  // allocations; 0 = none fails
-std::size_t liveBytes = 0;
-
-void* Allocate(std::size_t size) {
-  if (untilFailure > 0 && --untilFailure == 0) return nullptr;
-  void* block = std::malloc(size);
-  liveBytes += malloc_usable_size(block);
-  return block;
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-  if (void* block = Allocate(size)) return block;
-  throw std::bad_alloc();
-}
-void* operator new[](std::size_t size) { return operator new(size); }
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return Allocate(size); }
-void operator delete(void* block) noexcept {
-  if (block != nullptr) liveBytes -= malloc_usable_size(block);
-  std::free(block);
-}
-void operator delete[](void* block) noexcept { operator delete(block); }
-void operator delete(void* block, std::size_t) noexcept { operator delete(block); }
-void operator delete[](void* block, std::size_t) noexcept { operator delete(block); }
+#include "testing/AsfBuilder.h"
+#include "testing/FaultySource.h"
+#include "testing/HeapMeter.h"
 
 namespace {
 
@@ -51,13 +20,12 @@ bool SaysSo(const void* pointer) { return pointer == nullptr; }
 bool RunSession(const Bytes& file, long failing) {
   static std::vector<unsigned char> buffer(kMaxAccessUnitBytes);
   FaultySource source(file);
-  source.record = false;
-  const std::size_t before = liveBytes;
-  untilFailure = failing;
+  const std::size_t before = HeapBytes();
+  FailAllocation(failing);
   const auto run = [](auto call) {
-    const long left = untilFailure;
+    const long left = AllocationsUntilFailure();
     const auto result = call();
-    const bool failed = left > 0 && untilFailure == 0;
+    const bool failed = left > 0 && AllocationsUntilFailure() == 0;
     EXPECT_EQ(failed, SaysSo(result));
     return result;
   };
@@ -77,13 +45,13 @@ bool RunSession(const Bytes& file, long failing) {
       }
     }
   }
-  const bool fired = untilFailure == 0;
-  untilFailure = 0;
+  const bool fired = AllocationsUntilFailure() == 0;
+  FailAllocation(0);
   if (parser != nullptr) {
     EXPECT_EQ(0, parser->Close());
   }
   destroyParser(parser);
-  EXPECT_EQ(before, liveBytes);
+  EXPECT_EQ(before, HeapBytes());
   return fired;
 }
 
@@ -118,10 +86,3 @@ TEST(Memory, EveryAllocationMayFailOnce) {
 }
 
 }  // namespace
-
-// The platform's place: no log, no property.
-int __android_log_print(int, const char*, const char*, ...) { return 0; }
-void __android_log_assert(const char*, const char*, const char*, ...) { std::abort(); }
-int property_get(const char*, char* value, const char* defaultValue) {
-  return std::snprintf(value, 92, "%s", defaultValue);
-}

@@ -43,7 +43,7 @@ TEST(Open, CallsTheSourceInOrder) {
   const long last = std::count(header.begin(), header.end(), ',');
   for (long call = 1; call <= last + 14; ++call) {
     ParserSession session(EveryObject().Build());
-    session.source.faultCall = call;
+    session.source.PlanIn(call, Fault::kFail);
     EXPECT_EQ(call > 1 && call <= last ? FaultySource::kFailure : 0, session.Open()) << call;
   }
 }
@@ -57,10 +57,10 @@ TEST(Open, HasItsStepsApart) {
   EXPECT_EQ(30, session.parser->ParseOtherObjects(0, 0));
   EXPECT_EQ(1, session.parser->SetDataPacketLen());
   for (const char* call : {"ReadAt 569+1", "ReadAt 569+3", "Read 2"}) {
-    session.source.failOn = call;
+    session.source.FailOn(call);
     EXPECT_EQ(FaultySource::kFailure, session.parser->SetDataPacketLen());
   }
-  session.source.failOn = "ReadAt 519+50";
+  session.source.FailOn("ReadAt 519+50");
   EXPECT_EQ(FaultySource::kFailure, session.parser->PreparseDataObjects());
 }
 
@@ -206,7 +206,7 @@ TEST(Open, WalksWhatLiesBehindTheData) {
     AsfFile file({VideoStream(2)}, {Packet({Media(2, 0, "x")})}, test.trailing);
     file.packetLength = 96;
     ParserSession session(file.Build(), "7");
-    session.source.sizeAdded = test.sizeAdded;
+    session.source.OverstateSize(test.sizeAdded);
     EXPECT_EQ(0, session.Open());
     const std::string log = TakeLog("ParseOtherObjects");
     const std::string end = std::string(test.last) + "\n2 ParseOtherObjects offset " +
@@ -236,12 +236,12 @@ TEST(Open, GoesOnWithoutTheWalk) {
   AsfFile file = AvFile({Packet({Media(2, 0, "x")})});
   file.trailing = SimpleIndex(10000000, {0, 5, 7});
   ParserSession unknown(file.Build());
-  unknown.source.sizeKnown = false;
+  unknown.source.Plan(1, Fault::kSizeUnknown);
   EXPECT_EQ(0, unknown.Open());
   EXPECT_EQ("6 ParseOtherObjects No File Size\n", TakeLog());
   for (const std::string call : {"ReadAt 609+24", "Read 32", "Read 6"}) {
     ParserSession failing(file.Build());
-    failing.source.failOn = call;
+    failing.source.FailOn(call);
     EXPECT_EQ(0, failing.Open());
     EXPECT_EQ(call[4] == 'A' ? "6 ParseOtherObjects ReadAt Error m_CurPos=609\n" : "", TakeLog());
     EXPECT_EQ(0u, failing.parser->GetTrackInfo(1)->seekable);
@@ -273,7 +273,7 @@ TEST(LifeCycle, TakesTheLevelFromTheProperty) {
     ASFParser parser;
     EXPECT_EQ(level, debug_level.load());
   }
-  TakeLog();
+  CaptureLog();
   SetLevelProperty("2");
   { ASFParser parser; }
   EXPECT_EQ("3 [ASFParser] ASFParser::ASFParser()\n3 [ASFParser] ASFParser::~ASFParser()\n",

@@ -23,9 +23,9 @@ Demuxed Demux(const AsfFile& file, int mode, const char* level = "1") {
   OpenSession session(file, level);
   Demuxed result{WalkPacket(&session, mode), session.source.TakeCalls(), TakeLog(), ""};
   // Reading on fails, so that only what is queued comes.
-  session.source.faultCall = session.source.callCount() + 1;
+  session.source.PlanIn(1, Fault::kFail);
   result.units = session.AllAudio();
-  session.source.faultCall = session.source.callCount() + 1;
+  session.source.PlanIn(1, Fault::kFail);
   result.units += session.AllWholeVideo();
   return result;
 }
@@ -101,11 +101,12 @@ TEST(CodedField, ReadsItsWidth) {
       {3, "a", 0, 0x61, "Read 4"}};
   for (const auto& [type, bytes, result, value, calls] : cases) {
     FaultySource source(bytes), failing(bytes);
+    source.RecordCalls();
     coded_type field{99};
     EXPECT_EQ(result, setCodedTypeData(&source, type, &field));
     EXPECT_EQ(value, +field.Value);
     EXPECT_EQ(calls, source.TakeCalls());
-    failing.faultCall = 1;
+    failing.Plan(1, Fault::kFail);
     EXPECT_EQ(0, setCodedTypeData(&failing, type, &field));
     EXPECT_EQ(0u, +field.Value);
   }
@@ -292,7 +293,7 @@ TEST(Demux, PassesEveryFailureOn) {
   for (const int call : {1, 2, 3, 5, 6, 7, 8, 12, 14, 15, 16, 17, 18, 22, 24, 25, 26}) {
     for (const int mode : {2, kProbeVideo}) {
       OpenSession session(AvFile({Packet({subs, sub})}));
-      session.source.faultCall = session.source.callCount() + call;
+      session.source.PlanIn(call, Fault::kFail);
       EXPECT_EQ(call == 26 ? 0 : -77, WalkPacket(&session, mode)) << call << " " << mode;
     }
   }
@@ -305,9 +306,9 @@ TEST(Demux, PassesEveryFailureOn) {
   for (const auto& [call, message] : messages) {
     for (const int mode : {1, 2, kOlderForm}) {
       OpenSession session(AvFile({Packet({Media(1, 3000, Bytes(123, 'x'))})}));
-      session.source.failOn = call;
+      session.source.FailOn(call);
       const int status = WalkPacket(&session, mode);
-      const bool failed = session.source.failOn.empty();
+      const bool failed = session.source.HasFailedOn();
       EXPECT_EQ(failed ? -77 : 0, status) << call;
       EXPECT_EQ(failed && mode > 0 ? message : "", TakeLog());
     }
@@ -335,7 +336,7 @@ TEST(Demux, EndsWithTheDataOrTheBytes) {
   for (const auto& [bytes, status, units] : cases) {
     OpenedSession cut(file.Build().substr(0, 609 + bytes));
     EXPECT_EQ(status, cut.parser->ParseDataPacket(1, 2));
-    cut.source.faultCall = cut.source.callCount() + 1;
+    cut.source.PlanIn(1, Fault::kFail);
     EXPECT_EQ(units, cut.AllAudio());
   }
 }

@@ -1,17 +1,15 @@
 // Two parsers in two threads, each with a file of its own: built with the thread
 // sanitizer, which ends the program where they race. Both threads must read the
 // same from the same file.
-#include <cstdarg>
 #include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "FaultySource.h"
-#include "SampleFiles.h"
-#include "platform/Platform.h"
 #include "qo_parser_asf/IParser.h"
+#include "testing/FaultySource.h"
+#include "testing/PlatformStandIn.h"
+#include "testing/SampleFiles.h"
 
 namespace {
 
@@ -21,7 +19,6 @@ std::string Play(const std::string& file) {
   std::vector<char> buffer(kMaxAccessUnitBytes);
   auto* const data = reinterpret_cast<unsigned char*>(buffer.data());
   FaultySource source(file);
-  source.record = false;
   IParser* parser = createParser();
   parser->Open(&source);
   for (unsigned int k = 0; k < parser->GetTrackCount(); ++k) parser->GetTrackInfo(k);
@@ -40,21 +37,8 @@ std::string Play(const std::string& file) {
 
 }  // namespace
 
-// Every message is formatted, in the thread that prints it.
-int __android_log_print(int, const char*, const char* format, ...) {
-  char text[1024];
-  va_list arguments;
-  va_start(arguments, format);
-  const int length = std::vsnprintf(text, sizeof(text), format, arguments);
-  va_end(arguments);
-  return length;
-}
-void __android_log_assert(const char*, const char*, const char*, ...) { std::abort(); }
-int property_get(const char*, char* value, const char*) {
-  return std::snprintf(value, kPropertyValueBytes, "7");
-}
-
 int main(int argc, char** argv) {
+  SetLevelProperty("7");  // messages are formatted in the thread that prints them
   for (int k = 1; k < argc; ++k) {
     const std::string file = FileBytes(argv[k]);
     std::string units[2];

@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "SampleFiles.h"
+#include "testing/SampleFiles.h"
 
 namespace {
 

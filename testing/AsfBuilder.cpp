@@ -1,5 +1,5 @@
 // See AsfBuilder.h.
-#include "AsfBuilder.h"
+#include "testing/AsfBuilder.h"
 
 #include <cstdio>
 

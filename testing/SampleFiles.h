@@ -1,6 +1,6 @@
 // The sample files, for tests that go over all of them.
-#ifndef QO_TESTS_SAMPLEFILES_H
-#define QO_TESTS_SAMPLEFILES_H
+#ifndef QO_TESTING_SAMPLEFILES_H
+#define QO_TESTING_SAMPLEFILES_H
 
 #include <filesystem>
 #include <fstream>
@@ -22,4 +22,4 @@ inline std::string FileBytes(const std::filesystem::path& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-#endif  // QO_TESTS_SAMPLEFILES_H
+#endif  // QO_TESTING_SAMPLEFILES_H

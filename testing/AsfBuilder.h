@@ -2,8 +2,8 @@
 //
 // Everything is right by default: sizes, counts, lengths and padding follow from
 // the contents. Each of them can be overridden to lie.
-#ifndef QO_TESTS_ASFBUILDER_H
-#define QO_TESTS_ASFBUILDER_H
+#ifndef QO_TESTING_ASFBUILDER_H
+#define QO_TESTING_ASFBUILDER_H
 
 #include <optional>
 #include <string>
@@ -94,4 +94,4 @@ struct AsfFile {
   Bytes Build() const;
 };
 
-#endif  // QO_TESTS_ASFBUILDER_H
+#endif  // QO_TESTING_ASFBUILDER_H

@@ -1,5 +1,5 @@
-// See LogCapture.h.
-#include "LogCapture.h"
+// See PlatformStandIn.h.
+#include "testing/PlatformStandIn.h"
 
 #include <cstdarg>
 #include <cstdio>
@@ -11,13 +11,22 @@
 #include <vector>
 
 #include "platform/Platform.h"
+#include "testing/Check.h"
 
 namespace {
 
+constexpr char kTag[] = "ASFParser";
+
+bool captures = false;
 std::vector<std::string> lines;
 std::optional<std::string> level;
 
 }  // namespace
+
+void CaptureLog() {
+  captures = true;
+  lines.clear();
+}
 
 std::string TakeLog(const std::string& part) {
   std::string log;
@@ -38,23 +47,28 @@ void SetLevelProperty(const char* value) {
   level = value == nullptr ? std::nullopt : std::optional<std::string>(value);
 }
 
+// Formats every message, also one that is dropped, so that its arguments are
+// looked at.
 int __android_log_print(int priority, const char* tag, const char* format, ...) {
   char text[1024];
-  va_list args;
-  va_start(args, format);
-  const int length = std::vsnprintf(text, sizeof(text), format, args);
-  va_end(args);
-  const std::string from = std::strcmp(tag, "ASFParser") == 0 ? "" : std::string(tag) + ": ";
-  lines.push_back(std::to_string(priority) + " " + from + text);
+  va_list arguments;
+  va_start(arguments, format);
+  const int length = std::vsnprintf(text, sizeof(text), format, arguments);
+  va_end(arguments);
+  const bool known = std::strcmp(tag, kTag) == 0;
+  CHECK(known || captures);
+  if (captures) {
+    lines.push_back(std::to_string(priority) + " " + (known ? "" : std::string(tag) + ": ") + text);
+  }
   return length;
 }
 
 void __android_log_assert(const char* condition, const char* tag, const char* format, ...) {
   std::fprintf(stderr, "%s %s ", condition, tag);
-  va_list args;
-  va_start(args, format);
-  std::vfprintf(stderr, format, args);
-  va_end(args);
+  va_list arguments;
+  va_start(arguments, format);
+  std::vfprintf(stderr, format, arguments);
+  va_end(arguments);
   std::abort();
 }
 
