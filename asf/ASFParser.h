@@ -6,17 +6,23 @@
 //   opening a file                OpenSequence.cpp, HeaderObjects.cpp,
 //                                 TrailingObjects.cpp
 //   header extension and tags     HeaderExtension.cpp, Metadata.cpp
-//   describing the tracks         TrackDescription.cpp, CodecConfig.cpp
+//   describing the tracks         TrackDescription.cpp, Eac3Probe.cpp, CodecConfig.cpp
 //   data packets                  PacketHeader.cpp, PacketDemux.cpp
 //   queues of media objects       MediaQueues.cpp
-//   delivery                      AudioDelivery.cpp, VideoDelivery.cpp, KeyFrames.cpp
-//   seeking                       PacketTime.cpp, Seek.cpp
+//   delivery                      Lane.cpp, AudioDelivery.cpp, VideoDelivery.cpp,
+//                                 KeyFrames.cpp
+//   seeking                       PacketTime.cpp, StartPacket.cpp, Seek.cpp
 //   track selection               TrackSelection.cpp
 //
-// Leaves that know nothing of the parser: guid, GuidText, ByteReader, SourceReader,
-// PacketFields, StartCode, FourCc (reading), AsfRecords, MediaQueue (records and
-// their owners), UnitCopy, Limits, Arithmetic, Log, ExceptionBarrier; Globals and
-// Export belong to what the library exports.
+// What the machinery of a source works on is a class inside that source, which
+// holds the parser; this header names it in one line. Two of them serve several
+// sources and have a header: PacketCursor.h, a data packet being walked, and
+// Lane.h, what audio and video delivery have in common.
+//
+// Leaves that know nothing of the parser: asf/format/ (what the file format says),
+// AsfRecords and MediaQueue (records and their owners), UnitCopy, Log,
+// ExceptionBarrier; Globals, Export and FreeFunctions belong to what the library
+// exports.
 //
 // Exported operations that allocate or call the byte source run in m_Barrier, so
 // that no exception leaves the library. Statuses are those of ParserStatus.h.
@@ -25,7 +31,6 @@
 #ifndef QO_ASF_ASFPARSER_H
 #define QO_ASF_ASFPARSER_H
 
-#include <optional>
 #include <vector>
 
 #include "asf/AsfRecords.h"
@@ -33,10 +38,8 @@
 #include "asf/Export.h"
 #include "asf/FreeFunctions.h"
 #include "asf/MediaQueue.h"
-#include "asf/format/ByteReader.h"
 #include "asf/format/PacketFields.h"
 #include "asf/format/SourceReader.h"
-#include "asf/format/guid.h"
 #include "qo_parser_asf/IParser.h"
 
 class QO_EXPORT ASFParser final : public IParser {
@@ -88,8 +91,8 @@ class QO_EXPORT ASFParser final : public IParser {
   int ParseHeaderExtensionObjects();
   // Builds the list of tags anew; 0.
   int SetASFMetaData();
-  // Looks `d->key` up and fills the rest of `d` (not null). Returns the length of
-  // the value found, 0 when there is none.
+  // Looks `d->key` up and fills the rest of `d` (not null). Returns `d->length`:
+  // that of the value found, or, without one, what the caller left there.
   int SetMetaData(meta_descriptor* d);
   meta_info* GetMetaInfo() override;
 
@@ -184,177 +187,36 @@ class QO_EXPORT ASFParser final : public IParser {
   int SelectVideoTrack(int index);
 
  private:
-  // A data packet being walked.
-  struct PacketCursor {
-    payload_parsing_info info;
-    unsigned int behindHeader;     // bytes of the packet behind its header
-    unsigned int payloads;         // how many it says it has
-    unsigned char payloadLenType;  // length type of payload lengths
-    bool multiple;                 // has payload flags, and so payload lengths
-  };
-  // How the demultiplexer treats what it meets.
-  struct DemuxRules {
-    int skippedStream;      // stream number whose payloads are skipped; -1 = none
-    unsigned char keyMark;  // what a key frame is marked with
-    bool logsFailures;      // prints failed reads and seeks
-    bool dropsOrphans;      // drops a fragment whose object never began
-  };
-  // Where SeekEx was asked to go.
-  struct SeekRequest {
-    unsigned long timeMs;
-    int trackType;
-    bool isScanMode;
-    bool isByteMode;
-    unsigned long long offset;
-    int seekMode;
-  };
-  // What a scan over the index came to.
-  struct IndexScan {
-    bool found = false;
-    long long packet = 0;  // packet and time of the key frame found, else 0
-    unsigned long timeMs = 0;
-    long long lastProbed = 0;  // packet number
-  };
+  // The machinery of one source each; see the list above.
+  class Opening;
+  class HeaderWalk;
+  class TrailingObject;
+  class ExtensionWalk;
+  class TagSearch;
+  class TrackDescriber;
+  class Eac3Probe;
+  class PacketHeader;
+  class PacketCursor;
+  class Demuxer;
+  class Lane;
+  class AudioDelivery;
+  class VideoDelivery;
+  class PacketProbe;
+  class StartPacketSearch;
+  class TrackSelector;
 
-  // ParserState.cpp
+  // What several sources use; the source that defines it.
   SourceReader Source() const { return SourceReader(m_pDataSource); }
-  const asf_stream_properties_object& StreamAt(unsigned long index, const char* operation) const;
-  void ReleaseTrackRecords();
+  const asf_stream_properties_object& StreamAt(unsigned long index,
+                                               const char* operation) const;  // ParserState.cpp
+  void ReleaseTrackRecords();                                                 // ParserState.cpp
+  void ReleaseTags();                                                         // ParserState.cpp
+  bool ProbeEAC3(unsigned int blockAlign);                                    // Eac3Probe.cpp
+  // Where the objects of a stream number are queued; null: nowhere.
+  media_data* QueueOf(unsigned char stream);                    // MediaQueues.cpp
+  void RestartTrack(int trackType, unsigned long long packet);  // Seek.cpp
 
-  // OpenSequence.cpp
-  int OpenWithMode(IDataSource* source, int mode, const char* operation);
-  void WalkTrailingObjects(int mode);
-  void BuildTrackTable(const char* operation);
-  bool TakeAsTrack(const media_data& entry);
-  bool AdoptPacketLen(unsigned int explicitLen);
-
-  // HeaderObjects.cpp
-  int ParseHeaderObject(const asf_object_header& header);
-  int ParseFileProperties(const asf_object_header& header);
-  int ParseStreamProperties(const asf_object_header& header);
-  int ParseHeaderExtension(const asf_object_header& header);
-  int ParseContentDescription(const asf_object_header& header);
-  int ParseExtendedContentDescription(const asf_object_header& header);
-  int ParseContentDescriptor(unsigned long long end, asf_content_descriptor* descriptor,
-                             bool* exceeded);
-  int ReadDescriptorValue(unsigned short length, asf_content_descriptor* descriptor);
-  int SkipHeaderObject(const asf_object_header& header);
-  int ReadHeaderBuffer(unsigned int size, unsigned int terminator, ByteBuffer* out);
-
-  // TrailingObjects.cpp
-  int ParseSimpleIndex();
-  int ReadIndexEntries(asf_simple_index_object* index);
-  int SkipTrailingObject(const asf_object_header& header);
-  int CheckTrailingPosition(unsigned long long advance);
-
-  // HeaderExtension.cpp
-  int ParseExtensionObject(ByteReader* reader);
-  int KeepMetadataObject(ByteReader* reader, const asf_object_header& header,
-                         asf_metadata_object** kept);
-
-  // Metadata.cpp
-  bool TakeFromExtendedContentDescription(const char* name, meta_descriptor* d) const;
-  bool TakeFromMetadataObjects(const char* name, meta_descriptor* d) const;
-  void TakeFromContentDescription(meta_descriptor* d) const;
-
-  // TrackDescription.cpp
-  TrackInfo* DescribeTrack(unsigned long index);
-  TrackInfo* DescribeOtherTrack(unsigned long index);
-  TrackInfo* DescribeAudio(unsigned long index);
-  TrackInfo* DescribeVideo(unsigned long index, AsfTrackExt* ext);
-  bool ProbeEAC3(unsigned int blockAlign);
-  bool FindFirstAc3Frame(unsigned int blockAlign);
-
-  // PacketHeader.cpp
-  int ReadLengthTypeFlags(SourceReader* source, payload_parsing_info* info);
-  unsigned long long EndOfData() const;
-  unsigned long long PacketPosition(unsigned long packetNum) const;
-  int BeginPacket(unsigned long packetNum, PacketCursor* packet);
-  int ReadPayloadLength(const PacketCursor& packet, unsigned int* length);
-  unsigned int WithoutPreroll(unsigned int presentationTime) const;
-
-  // PacketDemux.cpp
-  int DemuxPacket(unsigned long packetNum, const DemuxRules& rules);
-  int DemuxNextPayload(const PacketCursor& packet, const DemuxRules& rules);
-  int DemuxPayload(const PacketCursor& packet, const payload_header& header,
-                   const DemuxRules& rules);
-  int DemuxCompressed(const PacketCursor& packet, const payload_header& header,
-                      const DemuxRules& rules);
-  int SkipBody(unsigned int length, const DemuxRules& rules);
-  int TakeBody(const payload_header& header, unsigned int timeMs, unsigned int length,
-               const DemuxRules& rules);
-  int JoinBody(media_data* stream, const payload_header& header, unsigned int timeMs,
-               unsigned int length, const DemuxRules& rules);
-  int TakeNewBody(media_data* stream, const payload_header& header, unsigned int timeMs,
-                  unsigned int length, const DemuxRules& rules);
-  int TakeSubPayload(const payload_header& header, unsigned int timeMs, unsigned int length,
-                     const DemuxRules& rules);
-  int ReadBody(unsigned char* out, unsigned int length, const DemuxRules& rules, unsigned int* got);
-  unsigned int SequenceHeaderBytes(const payload_header& header, const unsigned char* data,
-                                   unsigned int length) const;
-  int QueueFrame(media_data* stream, const payload_header& header, unsigned int timeMs,
-                 unsigned int length, const DemuxRules& rules, MediaQueue* fresh);
-  int QueueObject(media_data* stream, const payload_header& header, unsigned int timeMs,
-                  unsigned int length, const DemuxRules& rules, MediaQueue* fresh);
-
-  // MediaQueues.cpp
-  media_data* QueueOf(unsigned char stream);
-  bool CanJoin(const QueuedMedia& last, unsigned long len) const;
-  void RemoveFrontAudio();
-  void RemoveFrontVideo();
-  void DropAudioObjects();
-  void DropVideoObjects();
-
-  // AudioDelivery.cpp
-  bool FillAudio();
-  void DeliverAudioObject(unsigned char* buffer, unsigned long* size, unsigned long* timeMs);
-  int DeliverAudioFrame(const audio_specific_data& asd, unsigned char* buffer, unsigned long* size,
-                        unsigned long* timeMs);
-  int FindMpegAudioSync(unsigned char* buffer, unsigned long* size, unsigned long* timeMs);
-
-  // VideoDelivery.cpp
-  bool FillVideo();
-  bool IsAcceptedKeyFrame(unsigned int fourcc);
-  bool DeliverVideoUnit(unsigned int fourcc, unsigned char* buffer, unsigned long* size,
-                        unsigned long* timeMs);
-  void DeliverVideoObject(unsigned char* buffer, unsigned long* size, unsigned long* timeMs);
-  bool DeliverNalUnit(unsigned char* buffer, unsigned long* size, unsigned long* timeMs);
-  void DeliverPicture(unsigned char* buffer, unsigned long* size, unsigned long* timeMs);
-  void ForgetStaleUnits(unsigned int prefixBytes);
-
-  // PacketTime.cpp
-  std::optional<int> ProbeNextPayload(const PacketCursor& packet, int trackType);
-  std::optional<int> ProbePayload(const PacketCursor& packet, const payload_header& header,
-                                  int trackType);
-  std::optional<int> ProbeCompressed(const PacketCursor& packet, const payload_header& header,
-                                     int trackType);
-  int StepOverSubPayloads(unsigned int length, unsigned int deltaMs, unsigned int* timeMs);
-  bool IsWanted(const payload_header& header, int trackType) const;
-
-  // Seek.cpp
-  void RestartTrack(int trackType, unsigned long long packet);
-  long long StartPacketFromOffset(const SeekRequest& request) const;
-  long long FindStartPacket(const SeekRequest& request);
-  long long EstimateWithoutIndex(const SeekRequest& request);
-  long long EstimateByAudioBitrate(const SeekRequest& request);
-  long long EstimateByMaxBitrate(const SeekRequest& request);
-  long long StartPacketFromShortIndex(const SeekRequest& request);
-  void CorrectAudioBitrate();
-  long long StartPacketFromIndex(const SeekRequest& request, long long seed);
-  long long StartPacketAtClosest(const SeekRequest& request, unsigned int entry);
-  unsigned int IndexEntryOf(unsigned long timeMs) const;
-  int ScanIndex(const SeekRequest& request, unsigned int entry, int step, IndexScan* scan);
-  void RememberKeyFrame(const SeekRequest& request, unsigned long timeMs);
-  long long UseForVideo(long long packet) const;
-  long long FollowVideo(const SeekRequest& request, long long seed);
-  long long Refine(const SeekRequest& request, long long seed);
-
-  // TrackSelection.cpp
-  bool IsEntryOf(int position, int trackIndex, AsfObjectId type) const;
-  void MakeCurrent(int position, const char* operation, media_data* current);
-
-  // State shared by several sources. Names and defaults are those that hosts'
-  // debugging aids know.
+  // State that outlives a call or is shared by several sources.
   ExceptionBarrier m_Barrier;
   unsigned long long m_CurPos = 0;                 // absolute byte position worked at
   unsigned long long m_StartPosOfDataPackets = 0;  // file offset of data packet 0
@@ -389,7 +251,6 @@ class QO_EXPORT ASFParser final : public IParser {
   MediaPool m_MediaPool;                        // spare media buffers
 
   asf_header_object m_objHeader{};
-  unsigned long long m_HeaderBytes = 0;  // buffers allocated for the header so far
   asf_file_properties_object m_objFileProperties{};
   asf_header_extension_object m_objHeaderExtension{};
   asf_data_object m_objDataObject{};
@@ -406,6 +267,8 @@ class QO_EXPORT ASFParser final : public IParser {
   TrackInfo* m_pTrackInfo = nullptr;  // m_TrackRecords of them
   std::size_t m_TrackRecords = 0;     // one per stream kept when Open ended
   meta_info* m_pMetaInfo = nullptr;
+  // What m_pMetaInfo points into, where the header was read again since; owned.
+  asf_extended_content_description_object* m_pTaggedDescription = nullptr;
 };
 
 #endif  // QO_ASF_ASFPARSER_H

@@ -17,6 +17,10 @@
 // Owns a plain new[] block until it is handed over to a record's field.
 using ByteBuffer = std::unique_ptr<unsigned char[]>;
 
+// Behind every string of the file the parser puts the two zero bytes of a UTF-16
+// terminator, which files leave out at will.
+constexpr unsigned int kTerminatorBytes = 2;
+
 // `size` bytes, not filled; never null, also for a size of 0.
 inline ByteBuffer AllocateBytes(std::size_t size) { return ByteBuffer(new unsigned char[size]); }
 

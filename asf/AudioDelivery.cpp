@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "asf/ASFParser.h"
+#include "asf/Lane.h"
 #include "asf/Log.h"
 #include "asf/UnitCopy.h"
 #include "asf/format/StartCode.h"
@@ -54,96 +54,99 @@ Framing FramingOf(const audio_specific_data& asd, unsigned int len) {
 
 }  // namespace
 
+// One call for audio.
+class ASFParser::AudioDelivery {
+ public:
+  AudioDelivery(ASFParser& parser, const HostUnit& unit)
+      : m_Parser(parser), m_Lane(parser, kTrackAudio), m_Unit(unit) {}
+
+  int Run();
+
+ private:
+  int DeliverFrame(const audio_specific_data& asd);
+  void SplitFront(const audio_specific_data& asd);
+  int FindMpegSync();
+
+  ASFParser& m_Parser;
+  Lane m_Lane;
+  const HostUnit m_Unit;
+};
+
 int ASFParser::GetAudioData(unsigned char* buffer, unsigned long* size, unsigned long* timeMs,
                             unsigned long) {
-  return m_Barrier.Run([=] {
-    if (!FillAudio()) return kParserEndOfStream;
-    const auto asd = TypeSpecific<audio_specific_data>(
-        StreamAt(static_cast<unsigned long>(m_AudioData.TrackIndex), "GetAudioData"));
-    const bool framed = IsPcm(asd.formatTag) || IsWma(asd.formatTag);
-    if (framed) return DeliverAudioFrame(asd, buffer, size, timeMs);
-    DeliverAudioObject(buffer, size, timeMs);
-    const bool needsSync = IsMpeg(asd.formatTag) && !m_bMp3SyncFound;
-    return needsSync ? FindMpegAudioSync(buffer, size, timeMs) : kParserOk;
-  });
+  return m_Barrier.Run([=] { return AudioDelivery(*this, {buffer, size, timeMs}).Run(); });
 }
 
-// Reads packets until two objects are queued: the front one is complete only once
-// another has begun behind it. False, with its line, when there is nothing left.
-bool ASFParser::FillAudio() {
-  while (m_AudioData.qData.size() < 2 && m_bAudioEOS == 0) {
-    LOG_TRACE("[%s] GetAudioData m_CurAudioDataPacketNum %llu", getName(), m_CurAudioDataPacketNum);
-    // Stands when the packet fails, and when the source throws.
-    m_bAudioEOS = 1;
-    if (ParseDataPacket(m_CurAudioDataPacketNum, kTrackAudio) < 0) break;
-    m_bAudioEOS = 0;
-    ++m_CurAudioDataPacketNum;
-  }
-  if (!m_AudioData.qData.empty()) return true;
-  LOG_TRACE("[%s] GetAudioData EOS", getName());
-  return false;
+int ASFParser::AudioDelivery::Run() {
+  const int status = m_Lane.Fill();
+  if (status < 0) return status;
+  const auto index = static_cast<unsigned long>(m_Parser.m_AudioData.TrackIndex);
+  const auto asd = TypeSpecific<audio_specific_data>(m_Parser.StreamAt(index, "GetAudioData"));
+  if (IsPcm(asd.formatTag) || IsWma(asd.formatTag)) return DeliverFrame(asd);
+  m_Lane.DeliverWhole(m_Unit);
+  const bool needsSync = IsMpeg(asd.formatTag) && !m_Parser.m_bMp3SyncFound;
+  return needsSync ? FindMpegSync() : kParserOk;
 }
 
-void ASFParser::DeliverAudioObject(unsigned char* buffer, unsigned long* size,
-                                   unsigned long* timeMs) {
-  const QueuedMedia& object = m_AudioData.qData.front();
-  CopyUnit(buffer, object.pData, object.DataLen);
-  *size = object.DataLen;
-  *timeMs = object.TimeStamp;
-  RemoveFrontAudio();
-}
-
-int ASFParser::DeliverAudioFrame(const audio_specific_data& asd, unsigned char* buffer,
-                                 unsigned long* size, unsigned long* timeMs) {
-  if (m_AudFrameTableState > 1) {
+int ASFParser::AudioDelivery::DeliverFrame(const audio_specific_data& asd) {
+  if (m_Lane.TableState() > 1) {
     LOG_ERROR("pcm table is not created");
-    DeliverAudioObject(buffer, size, timeMs);
+    m_Lane.DeliverWhole(m_Unit);
     return kParserOk;
   }
-  const QueuedMedia& object = m_AudioData.qData.front();
-  FrameTable& table = m_vAudFrameLocDataObject;
-  const auto fits = [&object](const frame_loc_data& frame) {
-    return frame.offset <= object.DataLen && frame.size <= object.DataLen - frame.offset;
-  };
-  // A table that does not fit is one of an object that track selection dropped.
-  if (table.Empty() || !fits(table.Front())) m_AudFrameTableState = 0;
-  if (m_AudFrameTableState == 0) {
-    table.Clear();
-    MakeAudFrameInfoTable(object.pData, object.DataLen, asd);
-    m_AudFrameTableState = 1;
-  }
+  SplitFront(asd);
+  FrameTable& table = m_Lane.Table();
   if (table.Empty()) {
     LOG_ERROR("it_loc is null");
     return kParserInternal;
   }
+  const QueuedMedia& object = m_Lane.Front();
   const frame_loc_data frame = table.Front();
-  CopyUnit(buffer, object.pData + frame.offset, frame.size);
-  *size = frame.size;
-  *timeMs = object.TimeStamp + frame.ts_offset;
+  CopyUnit(m_Unit.buffer, object.pData + frame.offset, frame.size);
+  *m_Unit.size = frame.size;
+  *m_Unit.timeMs = object.TimeStamp + frame.ts_offset;
   if (IsLogged(kTraceBit)) {
-    // Bytes 0, 1 and 3; kept so.
-    const HeadBytes<4> head(buffer, frame.size);
+    // Bytes 0, 1 and 3. Kept so: the trace is compared.
+    const HeadBytes<4> head(m_Unit.buffer, frame.size);
     LOG_TRACE("pcmobj_size=(%zu)/loc_size=size(%x), offset(%x). ts(%lu)[%x %x %x]", table.Size(),
-              frame.size, frame.offset, *timeMs, head.bytes[0], head.bytes[1], head.bytes[3]);
+              frame.size, frame.offset, *m_Unit.timeMs, head.bytes[0], head.bytes[1],
+              head.bytes[3]);
   }
   table.PopFront();
-  if (table.Empty()) RemoveFrontAudio();
+  if (table.Empty()) m_Lane.RemoveFront();
   return kParserOk;
+}
+
+// Cuts the front object into frames unless that is done. A table that does not fit it
+// is one of an object that track selection dropped.
+void ASFParser::AudioDelivery::SplitFront(const audio_specific_data& asd) {
+  const QueuedMedia& object = m_Lane.Front();
+  FrameTable& table = m_Lane.Table();
+  const auto fits = [&object](const frame_loc_data& frame) {
+    return frame.offset <= object.DataLen && frame.size <= object.DataLen - frame.offset;
+  };
+  const bool isSplit = m_Lane.TableState() != 0 && !table.Empty() && fits(table.Front());
+  if (isSplit) return;
+  m_Lane.TableState() = 0;
+  table.Clear();
+  m_Parser.MakeAudFrameInfoTable(object.pData, object.DataLen, asd);
+  m_Lane.TableState() = 1;
 }
 
 // Moves on, object by object, until one holds a sync word; once per parser.
-int ASFParser::FindMpegAudioSync(unsigned char* buffer, unsigned long* size,
-                                 unsigned long* timeMs) {
-  while (detectMp3StartCode(buffer, size) < 0) {
-    if (!FillAudio()) return kParserEndOfStream;
-    DeliverAudioObject(buffer, size, timeMs);
+int ASFParser::AudioDelivery::FindMpegSync() {
+  while (detectMp3StartCode(m_Unit.buffer, m_Unit.size) < 0) {
+    const int status = m_Lane.Fill();
+    if (status < 0) return status;
+    m_Lane.DeliverWhole(m_Unit);
   }
   LOG_TRACE("In Find Mp3 Sync byte OK");
-  m_bMp3SyncFound = true;
+  m_Parser.m_bMp3SyncFound = true;
   return kParserOk;
 }
 
-// The first frame is stamped one step after its object, deliberately.
+// The first frame is stamped one step after its object. Kept so: hosts know these
+// times.
 int ASFParser::MakeAudFrameInfoTable(unsigned char* data, unsigned int len,
                                      audio_specific_data asd) {
   return m_Barrier.Run([=] {

@@ -7,16 +7,29 @@
 
 #include "qo_parser_asf/ParserStatus.h"
 
-// What an operation of this result type returns for `status`: integers the
-// status, a bool false, a pointer null.
-template <typename Result>
-Result FailureResult(int status) {
-  if constexpr (std::is_pointer_v<Result>) {
-    return nullptr;
-  } else if constexpr (std::is_same_v<Result, bool>) {
-    return false;
-  } else {
-    return status;
+#ifdef __GLIBCXX__
+#include <cxxabi.h>
+#endif
+
+// What left a body that was run.
+enum class Thrown { kNothing, kOutOfMemory, kOther };
+
+// Runs `body` and tells what it threw. A thread that is cancelled unwinds its stack
+// by something that looks like an exception and is none: whoever stops it ends the
+// process, so it passes.
+template <typename Body>
+Thrown Catch(Body&& body) {
+  try {
+    body();
+    return Thrown::kNothing;
+  } catch (const std::bad_alloc&) {
+    return Thrown::kOutOfMemory;
+#ifdef __GLIBCXX__
+  } catch (const abi::__forced_unwind&) {
+    throw;
+#endif
+  } catch (...) {  // from the host's byte source
+    return Thrown::kOther;
   }
 }
 
@@ -26,17 +39,21 @@ Result FailureResult(int status) {
 // no operation goes on with half of another's work.
 class ExceptionBarrier {
  public:
+  // The body's result. After an exception a status: kParserOutOfRange where memory
+  // ran out, else kParserEndOfStream; where the result is a bool false, a pointer
+  // null.
   template <typename Body>
   auto Run(Body&& body) -> decltype(body()) {
-    using Result = decltype(body());
     if (inside_) return body();
     const Occupied occupied(&inside_);
-    try {
-      return body();
-    } catch (const std::bad_alloc&) {
-      return FailureResult<Result>(kParserOutOfRange);
-    } catch (...) {  // thrown by the host's byte source
-      return FailureResult<Result>(kParserEndOfStream);
+    using Result = decltype(body());
+    Result result{};
+    const Thrown thrown = Catch([&] { result = body(); });
+    if (thrown == Thrown::kNothing) return result;
+    if constexpr (std::is_pointer_v<Result> || std::is_same_v<Result, bool>) {
+      return Result{};
+    } else {
+      return thrown == Thrown::kOutOfMemory ? kParserOutOfRange : kParserEndOfStream;
     }
   }
 

@@ -10,9 +10,11 @@ namespace {
 
 constexpr const char* kOperation = "ParseHeaderExtensionObjects";
 
+// A copy of `size` bytes with a terminator behind them.
 ByteBuffer CopyBytes(const unsigned char* data, std::size_t size) {
-  ByteBuffer copy = AllocateBytes(size);
+  ByteBuffer copy = AllocateBytes(size + kTerminatorBytes);
   if (size != 0) std::memcpy(copy.get(), data, size);
+  std::memset(copy.get() + size, 0, kTerminatorBytes);
   return copy;
 }
 
@@ -63,51 +65,72 @@ int ParseDescriptionRecords(ByteReader* reader, const asf_object_header& header,
 
 }  // namespace
 
+// The objects of the extension, one by one.
+class ASFParser::ExtensionWalk {
+ public:
+  explicit ExtensionWalk(ASFParser& parser)
+      : m_Parser(parser),
+        m_Reader(parser.m_objHeaderExtension.data, parser.m_objHeaderExtension.image.dataSize) {}
+
+  // 0, or what ParseHeaderExtensionObjects says.
+  int Run();
+
+ private:
+  int ParseObject();
+  int KeepMetadataObject(const asf_object_header& header, asf_metadata_object** kept);
+
+  ASFParser& m_Parser;
+  ByteReader m_Reader;
+};
+
 int ASFParser::ParseHeaderExtensionObjects() {
   return m_Barrier.Run([this] {
     LOG_TRACE("ParseHeaderExtensionObjects");
     if (m_objHeaderExtension.data == nullptr) return kParserMalformed;
-    const unsigned int size = m_objHeaderExtension.image.dataSize;
-    LOG_TRACE("ParseHeaderExtensionObjects HEDataSize %d", static_cast<int>(size));
-    ByteReader reader(m_objHeaderExtension.data, size);
-    while (reader.remaining() != 0) {
-      const int status = ParseExtensionObject(&reader);
-      if (status < 0) return status;
-    }
-    return kParserOk;
+    LOG_TRACE("ParseHeaderExtensionObjects HEDataSize %d",
+              static_cast<int>(m_objHeaderExtension.image.dataSize));
+    return ExtensionWalk(*this).Run();
   });
+}
+
+int ASFParser::ExtensionWalk::Run() {
+  while (m_Reader.remaining() != 0) {
+    const int status = ParseObject();
+    if (status < 0) return status;
+  }
+  return kParserOk;
 }
 
 // Leaves the reader behind the object: behind the last record of one that is
 // kept, whatever its size says; at the end where the size goes beyond it.
-int ASFParser::ParseExtensionObject(ByteReader* reader) {
-  const std::size_t start = reader->position();
+int ASFParser::ExtensionWalk::ParseObject() {
+  const std::size_t start = m_Reader.position();
   asf_object_header header;
   LOG_TRACE("ParseHeaderExtensionObjects tmpSize %d", static_cast<int>(sizeof(header)));
-  if (!reader->ReadBytes(&header, sizeof(header))) return kParserMalformed;
+  if (!m_Reader.ReadBytes(&header, sizeof(header))) return kParserMalformed;
   if (header.objectSize <= sizeof(header)) return kParserMalformed;
   LOG_TRACE("ParseHeaderExtensionObjects while offset %lld",
-            static_cast<long long>(reader->position()));
+            static_cast<long long>(m_Reader.position()));
   const unsigned char id = findIdByGUID(header.objectId);
   LOG_TRACE("ParseHeaderExtensionObjects objectType %d", id);
   if (id == ID_METADATA_OBJECT) {
     LOG_TRACE("ParseHeaderExtensionObjects ID_METADATA_OBJECT");
-    return KeepMetadataObject(reader, header, &m_pMetadataObject);
+    return KeepMetadataObject(header, &m_Parser.m_pMetadataObject);
   }
   if (id == ID_METADATA_LIBRARY_OBJECT) {
     LOG_TRACE("ParseHeaderExtensionObjects ID_METADATA_LIBRARY_OBJECT");
-    return KeepMetadataObject(reader, header, &m_pMetadataLibraryObject);
+    return KeepMetadataObject(header, &m_Parser.m_pMetadataLibraryObject);
   }
   LOG_TRACE("ParseHeaderExtensionObjects default %llu", start + header.objectSize);
   const unsigned long long body = header.objectSize - sizeof(header);
-  const bool fits = reader->Skip(body < reader->remaining() ? body : reader->remaining());
+  const bool fits = m_Reader.Skip(body < m_Reader.remaining() ? body : m_Reader.remaining());
   return fits ? kParserOk : kParserMalformed;
 }
 
 // A second object of a kind is refused; what was kept before it stays.
-int ASFParser::KeepMetadataObject(ByteReader* reader, const asf_object_header& header,
-                                  asf_metadata_object** kept) {
+int ASFParser::ExtensionWalk::KeepMetadataObject(const asf_object_header& header,
+                                                 asf_metadata_object** kept) {
   if (*kept != nullptr) return kParserInternal;
   *kept = MakeRecord<asf_metadata_object>().release();
-  return ParseDescriptionRecords(reader, header, *kept);
+  return ParseDescriptionRecords(&m_Reader, header, *kept);
 }

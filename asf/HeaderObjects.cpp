@@ -17,29 +17,62 @@ constexpr unsigned long long kSizeTooLargeToSkip = (1ull << 63) + sizeof(asf_obj
 
 }  // namespace
 
+// The header object, read once.
+class ASFParser::HeaderWalk {
+ public:
+  explicit HeaderWalk(ASFParser& parser) : m_Parser(parser), m_Source(parser.Source()) {}
+
+  // 0, or what ParseHeaderObjects says.
+  int Run();
+
+ private:
+  int ParseObject(const asf_object_header& header);
+  int ParseFileProperties(const asf_object_header& header);
+  int ParseStreamProperties(const asf_object_header& header);
+  int ParseHeaderExtension(const asf_object_header& header);
+  int ParseContentDescription(const asf_object_header& header);
+  int ParseExtendedContentDescription(const asf_object_header& header);
+  void ReplaceExtendedContentDescription(const asf_object_header& header);
+  int ParseContentDescriptor(asf_content_descriptor* descriptor);
+  int ParseDescriptorHead(asf_content_descriptor* descriptor, unsigned short* valueLength);
+  int ReadDescriptorValue(unsigned short length, asf_content_descriptor* descriptor);
+  int SkipObject(const asf_object_header& header);
+  int ReadBuffer(unsigned int size, unsigned int terminator, ByteBuffer* out);
+
+  ASFParser& m_Parser;
+  SourceReader m_Source;
+  unsigned long long m_BufferBytes = 0;  // allocated so far; at most kMaxHeaderBytes
+  // The extended content description in hand: the position of its last byte, and
+  // whether a value would have run past it.
+  unsigned long long m_DescriptionEnd = 0;
+  bool m_Exceeded = false;
+};
+
 int ASFParser::ParseHeaderObjects() {
-  return m_Barrier.Run([this] {
-    m_CurPos = 0;
-    m_objHeader = {};
-    m_HeaderBytes = 0;
-    int status = Source().ReadAt(0, &m_objHeader, sizeof(m_objHeader));
-    for (unsigned int k = 0; status >= 0 && k < m_objHeader.headerObjects; ++k) {
-      asf_object_header header;
-      unsigned long long got;
-      status = Source().Read(&header, sizeof(header), &got);
-      if (status < 0) break;
-      // The source ended: as if every object had been counted.
-      if (got < sizeof(header)) return kParserOk;
-      status = ParseHeaderObject(header);
-    }
-    return status < 0 ? status : kParserOk;
-  });
+  return m_Barrier.Run([this] { return HeaderWalk(*this).Run(); });
 }
 
-int ASFParser::ParseHeaderObject(const asf_object_header& header) {
+int ASFParser::HeaderWalk::Run() {
+  asf_header_object& header = m_Parser.m_objHeader;
+  m_Parser.m_CurPos = 0;
+  header = {};
+  int status = m_Source.ReadAt(0, &header, sizeof(header));
+  for (unsigned int k = 0; status >= 0 && k < header.headerObjects; ++k) {
+    asf_object_header object;
+    unsigned long long got;
+    status = m_Source.Read(&object, sizeof(object), &got);
+    if (status < 0) break;
+    // The source ended: as if every object had been counted.
+    if (got < sizeof(object)) return kParserOk;
+    status = ParseObject(object);
+  }
+  return status < 0 ? status : kParserOk;
+}
+
+int ASFParser::HeaderWalk::ParseObject(const asf_object_header& header) {
   const unsigned long long size = header.objectSize;
   const std::optional<AsfObjectId> id = LookupGuid(header.objectId);
-  if (!id) return SkipHeaderObject(header);
+  if (!id) return SkipObject(header);
   switch (*id) {
     case ID_FILE_PROPERTIES_OBJECT:
       LOG_TRACE("ID_FILE_PROPERTIES_OBJECT size = %llu", size);
@@ -61,135 +94,153 @@ int ASFParser::ParseHeaderObject(const asf_object_header& header) {
       LOG_ERROR("Microsoft WMDRM. not support.");
       return kParserUnsupported;
     default:
-      return SkipHeaderObject(header);
+      return SkipObject(header);
   }
 }
 
-int ASFParser::ParseFileProperties(const asf_object_header& header) {
-  m_objFileProperties.header = header;
-  return Source().Read(&m_objFileProperties.fileId, sizeof(m_objFileProperties) - sizeof(header));
+int ASFParser::HeaderWalk::ParseFileProperties(const asf_object_header& header) {
+  m_Parser.m_objFileProperties.header = header;
+  return m_Source.ReadBehindHeader(&m_Parser.m_objFileProperties);
 }
 
-int ASFParser::ParseStreamProperties(const asf_object_header& header) {
+int ASFParser::HeaderWalk::ParseStreamProperties(const asf_object_header& header) {
   auto stream = MakeRecord<asf_stream_properties_object>();
   stream->image.header = header;
-  int status = Source().Read(&stream->image.streamType, sizeof(stream->image) - sizeof(header));
+  int status = m_Source.ReadBehindHeader(&stream->image);
   if (status < 0) return status;
   ByteBuffer data;
-  status = ReadHeaderBuffer(stream->image.typeSpecificLength, 0, &data);
+  status = ReadBuffer(stream->image.typeSpecificLength, 0, &data);
   if (status < 0) return status;
   stream->typeSpecificData = data.release();
-  status = ReadHeaderBuffer(stream->image.errorCorrectionLength, 0, &data);
+  status = ReadBuffer(stream->image.errorCorrectionLength, 0, &data);
   if (status < 0) return status;
   stream->errorCorrectionData = data.release();
-  m_vStreamProperties.push_back(stream.get());
+  m_Parser.m_vStreamProperties.push_back(stream.get());
   static_cast<void>(stream.release());
   return kParserOk;
 }
 
-int ASFParser::ParseHeaderExtension(const asf_object_header& header) {
+int ASFParser::HeaderWalk::ParseHeaderExtension(const asf_object_header& header) {
   asf_header_extension_image image{};
   image.header = header;
-  int status = Source().Read(&image.reserved1, sizeof(image) - sizeof(header));
+  int status = m_Source.ReadBehindHeader(&image);
   if (status < 0) return status;
   ByteBuffer data;
-  status = ReadHeaderBuffer(image.dataSize, 0, &data);
+  status = ReadBuffer(image.dataSize, 0, &data);
   if (status < 0) return status;
   // The data of an earlier extension stays allocated.
-  KeepLeaked(m_objHeaderExtension.data);
-  m_objHeaderExtension.image = image;
-  m_objHeaderExtension.data = data.release();
+  asf_header_extension_object& extension = m_Parser.m_objHeaderExtension;
+  KeepLeaked(extension.data);
+  extension.image = image;
+  extension.data = data.release();
   return kParserOk;
 }
 
-int ASFParser::ParseContentDescription(const asf_object_header& header) {
+int ASFParser::HeaderWalk::ParseContentDescription(const asf_object_header& header) {
   auto description = MakeRecord<asf_content_description_object>();
   description->header = header;
-  if (m_objContentDescription != nullptr) {
+  asf_content_description_object*& kept = m_Parser.m_objContentDescription;
+  if (kept != nullptr) {
     LOG_WARNING("m_objContentDescription is already existed");
     // The replaced record stays allocated.
-    KeepLeaked(m_objContentDescription);
-    for (const unsigned char* string : m_objContentDescription->strings) KeepLeaked(string);
+    KeepLeaked(kept);
+    for (const unsigned char* string : kept->strings) KeepLeaked(string);
   }
-  m_objContentDescription = description.release();
+  kept = description.release();
   unsigned short lengths[kContentStrings] = {};
-  int status = Source().Read(lengths, sizeof(lengths));
+  int status = m_Source.Read(lengths, sizeof(lengths));
   if (status < 0) return status;
   for (int k = 0; k < kContentStrings; ++k) {
     if (lengths[k] == 0) continue;
     ByteBuffer string;
-    status = ReadHeaderBuffer(lengths[k], sizeof(unsigned short), &string);
+    status = ReadBuffer(lengths[k], kTerminatorBytes, &string);
     if (status < 0) return status;
-    m_objContentDescription->strings[k] = string.release();
-    m_objContentDescription->lengths[k] = lengths[k];
+    kept->strings[k] = string.release();
+    kept->lengths[k] = lengths[k];
   }
-  if (m_objContentDescription->strings[kTitle] != nullptr) {
-    LOG_TRACE("Title : %s", reinterpret_cast<char*>(m_objContentDescription->strings[kTitle]));
+  if (kept->strings[kTitle] != nullptr) {
+    LOG_TRACE("Title : %s", reinterpret_cast<char*>(kept->strings[kTitle]));
   }
   return kParserOk;
 }
 
-int ASFParser::ParseExtendedContentDescription(const asf_object_header& header) {
+int ASFParser::HeaderWalk::ParseExtendedContentDescription(const asf_object_header& header) {
   unsigned long long position;
-  int status = Source().Position(&position);
+  int status = m_Source.Position(&position);
   if (status < 0) return status;
   const unsigned long long behindHeader = header.objectSize - sizeof(header);
   if (header.objectSize < sizeof(header) || position + behindHeader < position) {
     return kParserMalformed;
   }
-  const unsigned long long end = position + behindHeader - 1;
-  LOG_TRACE("ID_EXTENDED_CONTENT_DESCRIPTION_OBJECT end pos = %llu", end);
+  m_DescriptionEnd = position + behindHeader - 1;
+  m_Exceeded = false;
+  LOG_TRACE("ID_EXTENDED_CONTENT_DESCRIPTION_OBJECT end pos = %llu", m_DescriptionEnd);
 
-  auto description = MakeRecord<asf_extended_content_description_object>();
-  description->header = header;
-  Release(m_pExtContentDescription);
-  m_pExtContentDescription = description.release();
-  unsigned short* count = &m_pExtContentDescription->count;
-  status = Source().Read(count, sizeof(*count));
+  ReplaceExtendedContentDescription(header);
+  asf_extended_content_description_object& description = *m_Parser.m_pExtContentDescription;
+  status = m_Source.Read(&description.count, sizeof(description.count));
   // Room is made as descriptors come: a count costs a file nothing.
-  std::vector<asf_content_descriptor>& descriptors = m_pExtContentDescription->descriptors;
-  bool exceeded = false;
-  for (unsigned short k = 0; status >= 0 && !exceeded && k < *count; ++k) {
-    status = ParseContentDescriptor(end, &descriptors.emplace_back(), &exceeded);
+  for (unsigned short k = 0; status >= 0 && !m_Exceeded && k < description.count; ++k) {
+    status = ParseContentDescriptor(&description.descriptors.emplace_back());
   }
   return status < 0 ? status : kParserOk;
 }
 
-// `end` is the position of the object's last byte. A value that would run past
-// it is left out, with a length of 0, and `*exceeded` set: the reader then stands
-// behind the object.
-int ASFParser::ParseContentDescriptor(unsigned long long end, asf_content_descriptor* descriptor,
-                                      bool* exceeded) {
-  unsigned short nameLength = 0;
-  int status = Source().Read(&nameLength, sizeof(nameLength));
-  if (status < 0) return status;
-  ByteBuffer name;
-  status = ReadHeaderBuffer(nameLength, 0, &name);
-  if (status < 0) return status;
-  descriptor->name = name.release();
-  descriptor->nameLength = nameLength;
-  status = Source().Read(&descriptor->valueType, sizeof(descriptor->valueType));
-  if (status < 0) return status;
+// What the tags point into outlives its place: the header may be read again under
+// tags that a host still holds.
+void ASFParser::HeaderWalk::ReplaceExtendedContentDescription(const asf_object_header& header) {
+  auto description = MakeRecord<asf_extended_content_description_object>();
+  description->header = header;
+  asf_extended_content_description_object*& kept = m_Parser.m_pExtContentDescription;
+  const bool isTagged = m_Parser.m_pMetaInfo != nullptr && m_Parser.m_pTaggedDescription == nullptr;
+  if (isTagged) {
+    m_Parser.m_pTaggedDescription = kept;
+  } else {
+    Release(kept);
+  }
+  kept = description.release();
+}
+
+// A value that would run past the object's end is left out, with a length of 0: the
+// source then stands behind the object.
+int ASFParser::HeaderWalk::ParseContentDescriptor(asf_content_descriptor* descriptor) {
   unsigned short length = 0;
-  status = Source().Read(&length, sizeof(length));
+  int status = ParseDescriptorHead(descriptor, &length);
   if (status < 0) return status;
   unsigned long long position;
-  status = Source().Position(&position);
+  status = m_Source.Position(&position);
   if (status < 0) return status;
   const unsigned long long last = position + length - 1;
-  if (end < last) {
+  if (m_DescriptionEnd < last) {
     LOG_ERROR("ID_EXTENDED_CONTENT_DESCRIPTION_OBJECT exceed end pos = %llu", last);
-    *exceeded = true;
-    return Source().SeekTo(end + 1);
+    m_Exceeded = true;
+    return m_Source.SeekTo(m_DescriptionEnd + 1);
   }
   status = ReadDescriptorValue(length, descriptor);
   if (status >= 0) descriptor->valueLength = length;
   return status;
 }
 
-// The fixed-width types read their own width, whatever length the file declares:
-// kept so, for writers exist whose files are read by it.
-int ASFParser::ReadDescriptorValue(unsigned short length, asf_content_descriptor* descriptor) {
+// Reads what stands in front of a descriptor's value.
+int ASFParser::HeaderWalk::ParseDescriptorHead(asf_content_descriptor* descriptor,
+                                               unsigned short* valueLength) {
+  unsigned short nameLength = 0;
+  int status = m_Source.Read(&nameLength, sizeof(nameLength));
+  if (status < 0) return status;
+  ByteBuffer name;
+  status = ReadBuffer(nameLength, 0, &name);
+  if (status < 0) return status;
+  descriptor->name = name.release();
+  descriptor->nameLength = nameLength;
+  status = m_Source.Read(&descriptor->valueType, sizeof(descriptor->valueType));
+  if (status < 0) return status;
+  return m_Source.Read(valueLength, sizeof(*valueLength));
+}
+
+// The fixed-width types read their own width, whatever length the file declares.
+// Kept so: the objects behind would be read from another place.
+int ASFParser::HeaderWalk::ReadDescriptorValue(unsigned short length,
+                                               asf_content_descriptor* descriptor) {
   switch (descriptor->valueType) {
     case kMetaString:
       LOG_TRACE("[ID_EXTENDED_CONTENT_DESCRIPTION_OBJECT]string length: %d", length);
@@ -200,13 +251,13 @@ int ASFParser::ReadDescriptorValue(unsigned short length, asf_content_descriptor
     case kMetaBool:
     case kMetaDword:
       LOG_TRACE("[ID_EXTENDED_CONTENT_DESCRIPTION_OBJECT]DWord or Bool length: %d", length);
-      return Source().Read(&descriptor->value.number, 4);
+      return m_Source.Read(&descriptor->value.number, 4);
     case kMetaQword:
       LOG_TRACE("[ID_EXTENDED_CONTENT_DESCRIPTION_OBJECT]QWord length: %d", length);
-      return Source().Read(&descriptor->value.number, 8);
+      return m_Source.Read(&descriptor->value.number, 8);
     case kMetaWord:
       LOG_TRACE("[ID_EXTENDED_CONTENT_DESCRIPTION_OBJECT]Word length: %d", length);
-      return Source().Read(&descriptor->value.number, 2);
+      return m_Source.Read(&descriptor->value.number, 2);
     default:
       LOG_TRACE(
           "[ID_EXTENDED_CONTENT_DESCRIPTION_OBJECT]this data type is not allowed, type: %d "
@@ -215,33 +266,33 @@ int ASFParser::ReadDescriptorValue(unsigned short length, asf_content_descriptor
       break;
   }
   ByteBuffer value;
-  const int status = ReadHeaderBuffer(length, sizeof(unsigned short), &value);
+  const int status = ReadBuffer(length, kTerminatorBytes, &value);
   descriptor->value.bytes = value.release();
   return status;
 }
 
-int ASFParser::SkipHeaderObject(const asf_object_header& header) {
+int ASFParser::HeaderWalk::SkipObject(const asf_object_header& header) {
   if (IsLogged(kTraceBit)) {
     const GuidText id(header.objectId);
     LOG_TRACE("ID_OTHERS id = %x %x %x %s, size = %llu", id.data1, id.data2, id.data3, id.data4,
               header.objectSize);
   }
   if (header.objectSize >= kSizeTooLargeToSkip) return kParserMalformed;
-  return Source().Skip(header.objectSize > sizeof(header) ? header.objectSize - sizeof(header) : 0);
+  return m_Source.Skip(header.objectSize > sizeof(header) ? header.objectSize - sizeof(header) : 0);
 }
 
 // Allocates a buffer of `size` bytes (and `terminator` zero bytes behind them) and
 // reads `size` bytes into it. On a refused size or a failed read `*out` is empty.
-int ASFParser::ReadHeaderBuffer(unsigned int size, unsigned int terminator, ByteBuffer* out) {
+int ASFParser::HeaderWalk::ReadBuffer(unsigned int size, unsigned int terminator, ByteBuffer* out) {
   out->reset();
-  if (size > kMaxAllocBytes || size > kMaxHeaderBytes - m_HeaderBytes) {
-    LOG_ERROR("[%s] ParseHeaderObjects new[] alloc. size trouble (%u)", getName(), size);
+  if (size > kMaxAllocBytes || size > kMaxHeaderBytes - m_BufferBytes) {
+    LOG_ERROR("[%s] ParseHeaderObjects new[] alloc. size trouble (%u)", m_Parser.getName(), size);
     return kParserOutOfRange;
   }
   ByteBuffer buffer = AllocateBytes(size + terminator);
   std::memset(buffer.get() + size, 0, terminator);
-  m_HeaderBytes += size;
-  const int status = Source().Read(buffer.get(), size);
+  m_BufferBytes += size;
+  const int status = m_Source.Read(buffer.get(), size);
   if (status >= 0) *out = std::move(buffer);
   return status;
 }

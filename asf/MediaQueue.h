@@ -11,6 +11,7 @@
 #include <list>
 #include <vector>
 
+#include "asf/format/Limits.h"
 #include "asf/format/guid.h"
 
 // One media object, or the part of it received so far.
@@ -30,6 +31,11 @@ class QueuedMedia : public ParsedMediaData {
   QueuedMedia& operator=(const QueuedMedia&) = delete;
 
   unsigned int capacity() const { return m_Capacity; }
+
+  // Whether it may grow by `bytes` bytes: to 1 to kMaxAllocBytes.
+  bool CanGrowBy(unsigned long bytes) const {
+    return DataLen <= kMaxAllocBytes && bytes <= kMaxAllocBytes - DataLen && DataLen + bytes != 0;
+  }
 
   // Makes room for `bytes` bytes and keeps the first DataLen. Grows
   // geometrically: an object joined from many fragments costs linear time.

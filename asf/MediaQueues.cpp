@@ -1,11 +1,7 @@
-// The queues of the current audio and video stream: what enters them by the
-// exported operations, and every way in which an object leaves them.
-//
-// An access unit table belongs to the object at the front of its queue: whatever
-// takes that object off empties the table with it.
+// The queues of the current audio and video stream, as the exported operations
+// fill them.
 #include "asf/ASFParser.h"
 #include "asf/Log.h"
-#include "asf/format/Limits.h"
 
 // Audio is asked first; a number that matches neither stream has no queue.
 media_data* ASFParser::QueueOf(unsigned char stream) {
@@ -33,24 +29,19 @@ bool ASFParser::IsEmptyMediaData(unsigned char stream) {
 }
 
 // Fragments are joined in the order in which they arrive; their offset is not
-// compared with what is there, deliberately.
+// compared with what is there. Kept so: an object that lost a fragment would not be
+// handed out at all.
 int ASFParser::AttachParsedMediaData(unsigned char stream, unsigned long, unsigned long len,
                                      unsigned char* data) {
   return m_Barrier.Run([=] {
     media_data* md = QueueOf(stream);
     if (md == nullptr || md->qData.empty()) return kParserInternal;
     QueuedMedia& last = md->qData.back();
-    if (!CanJoin(last, len)) {
+    if (!last.CanGrowBy(len)) {
       const int joined = static_cast<int>(last.DataLen + len);
-      if (md == &m_AudioData) {
-        LOG_ERROR(
-            "[%s] AttachParsedMediaData new[] alloc. (storedData.DataLen + len) trouble - a (%d)",
-            getName(), joined);
-      } else {
-        LOG_ERROR(
-            "[%s] AttachParsedMediaData new[] alloc. (storedData.DataLen + len) trouble - v (%d)",
-            getName(), joined);
-      }
+      LOG_ERROR(
+          "[%s] AttachParsedMediaData new[] alloc. (storedData.DataLen + len) trouble - %c (%d)",
+          getName(), md == &m_AudioData ? 'a' : 'v', joined);
       return kParserOutOfRange;
     }
     const auto length = static_cast<unsigned int>(len);
@@ -59,30 +50,4 @@ int ASFParser::AttachParsedMediaData(unsigned char stream, unsigned long, unsign
     last.DataLen += length;
     return kParserOk;
   });
-}
-
-// Whether an object may grow by `len` bytes: to 1 to kMaxAllocBytes.
-bool ASFParser::CanJoin(const QueuedMedia& last, unsigned long len) const {
-  return last.DataLen <= kMaxAllocBytes && len <= kMaxAllocBytes - last.DataLen &&
-         last.DataLen + len != 0;
-}
-
-void ASFParser::RemoveFrontAudio() {
-  m_MediaPool.RecycleFront(&m_AudioData.qData);
-  m_vAudFrameLocDataObject.Clear();
-  m_AudFrameTableState = 0;
-}
-
-void ASFParser::RemoveFrontVideo() {
-  m_MediaPool.RecycleFront(&m_VideoData.qData);
-  m_vMultiFrameDataObject.Clear();
-  m_VidFrameTableState = 0;
-}
-
-void ASFParser::DropAudioObjects() {
-  while (!m_AudioData.qData.empty()) RemoveFrontAudio();
-}
-
-void ASFParser::DropVideoObjects() {
-  while (!m_VideoData.qData.empty()) RemoveFrontVideo();
 }

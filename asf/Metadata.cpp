@@ -24,7 +24,8 @@ struct Attribute {
 constexpr Attribute kAttributes[] = {
     {META_TITLE, "WM/TrackTitle", "SetMetaData META_TITLE"},
     {META_GENRE, "WM/Genre", "SetMetaData META_GENRE"},
-    {META_GENRE_ID, "WM/GenreID", "SetMetaData META_GENRE"},  // the same word, kept so
+    // The same word as the genre's. Kept so: the trace is compared.
+    {META_GENRE_ID, "WM/GenreID", "SetMetaData META_GENRE"},
     {META_ARTIST, "WM/AlbumArtist", "SetMetaData META_ARTIST"},
     {META_ALBUM, "WM/AlbumTitle", "SetMetaData META_ALBUM"},
     {META_YEAR, "WM/Year", "SetMetaData META_YEAR"},
@@ -42,7 +43,7 @@ const Attribute& AttributeOf(unsigned int key) {
 
 // Whether a stored name begins `name`: as many characters are compared as the
 // stored name has units, so that one without its terminator matches every name
-// that it begins. Kept so.
+// that it begins. Kept so: files without terminators would lose their tags.
 bool IsNamed(const unsigned char* stored, unsigned int bytes, const char* name) {
   const unsigned int storedUnits = bytes / 2;
   if (storedUnits == 0) return false;
@@ -85,7 +86,7 @@ unsigned int ScalarBytes(unsigned short type) {
 }
 
 // A BOOL comes as its raw 32-bit value, unlike that of an extended content
-// description. Kept so.
+// description. Kept so: hosts read these four bytes.
 void SetRecordValue(const asf_description_record& record, meta_descriptor* d) {
   if (d->type > kMetaWord) return;
   if (d->type <= kMetaBytes) {
@@ -109,10 +110,34 @@ void SetDescriptorValue(const asf_content_descriptor& descriptor, meta_descripto
 
 }  // namespace
 
+// The search for one tag, object by object. What it finds it stores in the
+// descriptor; a step that says false leaves the search to the next.
+class ASFParser::TagSearch {
+ public:
+  TagSearch(const ASFParser& parser, meta_descriptor* d)
+      : m_Parser(parser), m_Attribute(AttributeOf(d->key)), m_Tag(d) {}
+
+  void Run() {
+    LOG_TRACE("%s", m_Attribute.message);
+    if (!TakeFromExtendedContentDescription() && !TakeFromMetadataObjects()) {
+      TakeFromContentDescription();
+    }
+  }
+
+ private:
+  bool TakeFromExtendedContentDescription();
+  bool TakeFromMetadataObjects();
+  void TakeFromContentDescription();
+  void TakeString(ContentString string);
+
+  const ASFParser& m_Parser;
+  const Attribute& m_Attribute;
+  meta_descriptor* const m_Tag;
+};
+
 int ASFParser::SetASFMetaData() {
   return m_Barrier.Run([this] {
-    Release(m_pMetaInfo);
-    m_pMetaInfo = nullptr;
+    ReleaseTags();
     auto holder = MakeRecord<meta_info>();
     holder->descriptors = new meta_descriptor[kTagCount]();
     holder->count = kTagCount;
@@ -130,12 +155,7 @@ int ASFParser::SetASFMetaData() {
 
 int ASFParser::SetMetaData(meta_descriptor* d) {
   LOG_TRACE("[%s] Start", "SetMetaData");
-  const Attribute& attribute = AttributeOf(d->key);
-  LOG_TRACE("%s", attribute.message);
-  if (!TakeFromExtendedContentDescription(attribute.name, d) &&
-      !TakeFromMetadataObjects(attribute.name, d)) {
-    TakeFromContentDescription(d);
-  }
+  TagSearch(*this, d).Run();
   return static_cast<int>(d->length);
 }
 
@@ -143,56 +163,61 @@ meta_info* ASFParser::GetMetaInfo() { return m_pMetaInfo; }
 
 // The first descriptor of that name decides; one without a value leaves the
 // search to the other objects.
-bool ASFParser::TakeFromExtendedContentDescription(const char* name, meta_descriptor* d) const {
-  if (m_pExtContentDescription == nullptr) return false;
-  const auto& descriptors = m_pExtContentDescription->descriptors;
-  const auto found = std::find_if(
-      descriptors.begin(), descriptors.end(),
-      [name](const auto& entry) { return IsNamed(entry.name, entry.nameLength, name); });
+bool ASFParser::TagSearch::TakeFromExtendedContentDescription() {
+  if (m_Parser.m_pExtContentDescription == nullptr) return false;
+  const auto& descriptors = m_Parser.m_pExtContentDescription->descriptors;
+  const auto found =
+      std::find_if(descriptors.begin(), descriptors.end(), [this](const auto& entry) {
+        return IsNamed(entry.name, entry.nameLength, m_Attribute.name);
+      });
   if (found == descriptors.end()) {
     LOG_TRACE("ECD has no matched meta data");
     return false;
   }
-  d->length = found->valueLength;
-  if (d->length == 0) return false;
-  d->type = found->valueType;
-  SetDescriptorValue(*found, d);
+  m_Tag->length = found->valueLength;
+  if (m_Tag->length == 0) return false;
+  m_Tag->type = found->valueType;
+  SetDescriptorValue(*found, m_Tag);
   return true;
 }
 
-bool ASFParser::TakeFromMetadataObjects(const char* name, meta_descriptor* d) const {
-  if (m_pMetadataObject == nullptr && m_pMetadataLibraryObject == nullptr) return false;
-  const asf_description_record* record = FindRecord(m_pMetadataObject, name);
+bool ASFParser::TagSearch::TakeFromMetadataObjects() {
+  const asf_metadata_object* object = m_Parser.m_pMetadataObject;
+  const asf_metadata_object* library = m_Parser.m_pMetadataLibraryObject;
+  if (object == nullptr && library == nullptr) return false;
+  const asf_description_record* record = FindRecord(object, m_Attribute.name);
   if (record == nullptr) {
     LOG_TRACE("MetaObject has no matched meta data");
-    record = FindRecord(m_pMetadataLibraryObject, name);
+    record = FindRecord(library, m_Attribute.name);
   }
   if (record == nullptr) {
     LOG_TRACE("MetaLibraryObject has no matched meta data");
     return false;
   }
-  d->length = record->image.dataLength;
-  if (d->length == 0) return false;
-  d->type = record->image.dataType;
-  SetRecordValue(*record, d);
+  m_Tag->length = record->image.dataLength;
+  if (m_Tag->length == 0) return false;
+  m_Tag->type = record->image.dataType;
+  SetRecordValue(*record, m_Tag);
   return true;
 }
 
-void ASFParser::TakeFromContentDescription(meta_descriptor* d) const {
-  if (m_objContentDescription == nullptr) return;
-  const auto take = [this, d](ContentString string) {
-    if (m_objContentDescription->lengths[string] == 0) return;
-    d->type = kMetaString;
-    d->length = m_objContentDescription->lengths[string];
-    SetAddress(d, m_objContentDescription->strings[string]);
-  };
-  if (d->key == META_TITLE) {
-    take(kTitle);
+void ASFParser::TagSearch::TakeFromContentDescription() {
+  if (m_Parser.m_objContentDescription == nullptr) return;
+  if (m_Tag->key == META_TITLE) {
+    TakeString(kTitle);
     return;
   }
-  if (d->key == META_AUTHOR) take(kAuthor);
-  // Also when the author was found: kept so.
+  if (m_Tag->key == META_AUTHOR) TakeString(kAuthor);
+  // Also when the author was found. Kept so: the trace is compared.
   LOG_TRACE("ContentDescription has no matched meta data");
+}
+
+void ASFParser::TagSearch::TakeString(ContentString string) {
+  const asf_content_description_object& description = *m_Parser.m_objContentDescription;
+  if (description.lengths[string] == 0) return;
+  m_Tag->type = kMetaString;
+  m_Tag->length = description.lengths[string];
+  SetAddress(m_Tag, description.strings[string]);
 }
 
 // The unit behind every two-byte character is passed over. Deliberate: names are

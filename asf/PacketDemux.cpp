@@ -4,172 +4,207 @@
 // A fragment is read straight behind what its object has so far, so that a media
 // object's bytes are copied once on their way into the queue. The walk over the
 // same payloads that only asks for their time is in PacketTime.cpp.
-#include "asf/ASFParser.h"
 #include "asf/Log.h"
+#include "asf/PacketCursor.h"
 #include "asf/format/Limits.h"
 #include "asf/format/StartCode.h"
 
 namespace {
 
-constexpr int kSkipNothing = -1;
+// How the demultiplexer treats what it meets.
+struct DemuxRules {
+  int skippedStream;      // stream number whose payloads are skipped
+  unsigned char keyMark;  // what a key frame is marked with
+  bool logsFailures;      // prints failed reads and seeks
+  bool dropsOrphans;      // drops a fragment whose object never began
+};
+
+constexpr int kSkipNothing = -1;  // no stream number
 
 }  // namespace
+
+// One packet, and the payload in hand.
+class ASFParser::Demuxer {
+ public:
+  Demuxer(ASFParser& parser, const DemuxRules& rules)
+      : m_Parser(parser), m_Rules(rules), m_Source(parser.Source()), m_Packet(parser) {}
+
+  // 0, kParserEndOfStream, kParserOutOfRange or the source's failure.
+  int Run(unsigned long packetNum);
+
+ private:
+  int TakePayload();
+  int TakeOrdinary();
+  int TakeCompressed();
+  int TakeSubPayload(unsigned int length);
+
+  int SkipBody(unsigned int length);
+  int TakeBody(unsigned int length);
+  int JoinBody(unsigned int length);
+  int TakeNewBody(unsigned int length);
+  int ReadBody(unsigned char* out, unsigned int length, unsigned int* got);
+  unsigned int SequenceHeaderBytes(const unsigned char* data, unsigned int length) const;
+
+  int QueueFrame(unsigned int length, MediaQueue* fresh);
+  int QueueObject(unsigned int length, MediaQueue* fresh);
+
+  ASFParser& m_Parser;
+  const DemuxRules m_Rules;
+  SourceReader m_Source;
+  PacketCursor m_Packet;
+  // The payload in hand: its header, where its objects go (null: nowhere), and their
+  // time in ms.
+  payload_header m_Header{};
+  media_data* m_Stream = nullptr;
+  unsigned int m_TimeMs = 0;
+};
 
 int ASFParser::ParseDataPacket(unsigned long packetNum, int mode) {
   return m_Barrier.Run([=] {
     DemuxRules rules{kSkipNothing, 1, true, true};
     if (mode == kTrackVideo) rules.skippedStream = m_AudioData.StreamNumber;
     if (mode == kTrackAudio) rules.skippedStream = m_VideoData.StreamNumber;
-    return DemuxPacket(packetNum, rules);
+    return Demuxer(*this, rules).Run(packetNum);
   });
 }
 
 int ASFParser::ParseDataPacket(unsigned long packetNum) {
   return m_Barrier.Run([=] {
-    return DemuxPacket(packetNum, DemuxRules{kSkipNothing, 0x80, false, false});
+    return Demuxer(*this, DemuxRules{kSkipNothing, 0x80, false, false}).Run(packetNum);
   });
 }
 
-[[gnu::flatten]] int ASFParser::DemuxPacket(unsigned long packetNum, const DemuxRules& rules) {
-  PacketCursor packet;
-  int status = BeginPacket(packetNum, &packet);
-  for (unsigned int k = 0; status >= 0 && k < packet.payloads; ++k) {
-    status = DemuxNextPayload(packet, rules);
-  }
+int ASFParser::Demuxer::Run(unsigned long packetNum) {
+  int status = m_Packet.Begin(packetNum);
+  for (unsigned int k = 0; status >= 0 && k < m_Packet.payloads(); ++k) status = TakePayload();
   if (status < 0) return status;
-  static_cast<void>(Source().Skip(packet.info.PaddingLength));
+  m_Packet.SkipPadding();
+  m_Parser.m_CurPos = m_Packet.End();
   return kParserOk;
 }
 
-int ASFParser::DemuxNextPayload(const PacketCursor& packet, const DemuxRules& rules) {
-  payload_header header;
-  SourceReader source = Source();
-  const int status = source.Read(&header.StreamNumber, sizeof(header.StreamNumber));
+int ASFParser::Demuxer::TakePayload() {
+  const int status = m_Packet.ReadStream(&m_Header);
   if (status < 0) return status;
-  return ReadPayloadFields(&source, packet.info.PropertyFlags, &header)
-             ? DemuxCompressed(packet, header, rules)
-             : DemuxPayload(packet, header, rules);
+  m_Stream = m_Parser.QueueOf(StreamOf(m_Header));
+  return m_Packet.ReadFields(&m_Header) ? TakeCompressed() : TakeOrdinary();
 }
 
-int ASFParser::DemuxPayload(const PacketCursor& packet, const payload_header& header,
-                            const DemuxRules& rules) {
-  if (!IsAllocatable(header.ReplicatedDataLength)) {
-    LOG_ERROR("[%s] ParseDataPacket new[] alloc. size trouble (%lu)", getName(),
-              static_cast<unsigned long>(header.ReplicatedDataLength));
+int ASFParser::Demuxer::TakeOrdinary() {
+  if (!IsAllocatable(m_Header.ReplicatedDataLength)) {
+    LOG_ERROR("[%s] ParseDataPacket new[] alloc. size trouble (%lu)", m_Parser.getName(),
+              static_cast<unsigned long>(m_Header.ReplicatedDataLength));
     return kParserOutOfRange;
   }
-  SourceReader source = Source();
   unsigned int presentationTime;
-  int status = ReadPresentationTime(&source, header.ReplicatedDataLength, &presentationTime);
+  int status = ReadPresentationTime(&m_Source, m_Header.ReplicatedDataLength, &presentationTime);
   if (status < 0) {
-    if (rules.logsFailures) LOG_ERROR("[%s] ParseDataPacket payload read fail ", getName());
+    if (m_Rules.logsFailures) {
+      LOG_ERROR("[%s] ParseDataPacket payload read fail ", m_Parser.getName());
+    }
     return status;
   }
   unsigned int length;
-  status = ReadPayloadLength(packet, &length);
+  status = m_Packet.ReadPayloadLength(&length);
   if (status < 0) return status;
   if (!IsAllocatable(length)) {
-    LOG_ERROR("[%s] ParseDataPacket new[] alloc. payloadLen trouble (%d)", getName(),
+    LOG_ERROR("[%s] ParseDataPacket new[] alloc. payloadLen trouble (%d)", m_Parser.getName(),
               static_cast<int>(length));
     return kParserOutOfRange;
   }
-  if (StreamOf(header) == rules.skippedStream) return SkipBody(length, rules);
-  return TakeBody(header, WithoutPreroll(presentationTime), length, rules);
+  if (StreamOf(m_Header) == m_Rules.skippedStream) return SkipBody(length);
+  m_TimeMs = WithoutPreroll(presentationTime, m_Parser.m_objFileProperties.preroll);
+  return TakeBody(length);
 }
 
-int ASFParser::SkipBody(unsigned int length, const DemuxRules& rules) {
-  const int status = Source().Skip(length);
+int ASFParser::Demuxer::SkipBody(unsigned int length) {
+  const int status = m_Source.Skip(length);
   if (status < 0) {
-    if (rules.logsFailures) LOG_ERROR("[%s] ParseDataPacket  set pos fail ", getName());
+    if (m_Rules.logsFailures) LOG_ERROR("[%s] ParseDataPacket  set pos fail ", m_Parser.getName());
     return status;
   }
-  m_LastPayloadLen = length;
+  m_Parser.m_LastPayloadLen = length;
   return kParserOk;
 }
 
-int ASFParser::TakeBody(const payload_header& header, unsigned int timeMs, unsigned int length,
-                        const DemuxRules& rules) {
-  media_data* stream = QueueOf(StreamOf(header));
-  const bool joins = header.OffsetIntoMediaObject != 0 && stream != nullptr &&
-                     !stream->qData.empty() && CanJoin(stream->qData.back(), length);
-  return joins ? JoinBody(stream, header, timeMs, length, rules)
-               : TakeNewBody(stream, header, timeMs, length, rules);
+int ASFParser::Demuxer::TakeBody(unsigned int length) {
+  const bool joins = m_Header.OffsetIntoMediaObject != 0 && m_Stream != nullptr &&
+                     !m_Stream->qData.empty() && m_Stream->qData.back().CanGrowBy(length);
+  return joins ? JoinBody(length) : TakeNewBody(length);
 }
 
 // Reads a fragment behind the bytes that the last queued object has.
-int ASFParser::JoinBody(media_data* stream, const payload_header& header, unsigned int timeMs,
-                        unsigned int length, const DemuxRules& rules) {
-  QueuedMedia& last = stream->qData.back();
+int ASFParser::Demuxer::JoinBody(unsigned int length) {
+  QueuedMedia& last = m_Stream->qData.back();
   last.Reserve(last.DataLen + length);
   unsigned char* tail = last.pData + last.DataLen;
   unsigned int got;
-  const int status = ReadBody(tail, length, rules, &got);
+  const int status = ReadBody(tail, length, &got);
   if (status < 0) return status;
   if (got < length) last.NoteShort();
-  const unsigned int stripped = SequenceHeaderBytes(header, tail, got);
+  const unsigned int stripped = SequenceHeaderBytes(tail, got);
   if (stripped == 0) {
     last.DataLen += got;
     return kParserOk;
   }
   // A frame of its own began in this fragment, whatever its offset says.
-  MediaQueue fresh = m_MediaPool.Take(got - stripped);
+  MediaQueue fresh = m_Parser.m_MediaPool.Take(got - stripped);
   std::memcpy(fresh.front().pData, tail + stripped, got - stripped);
-  return QueueFrame(stream, header, timeMs, got - stripped, rules, &fresh);
+  return QueueFrame(got - stripped, &fresh);
 }
 
 // Reads a payload into a buffer of its own: a new object, or a fragment that has
 // nothing to be joined to or would make its object too large.
-int ASFParser::TakeNewBody(media_data* stream, const payload_header& header, unsigned int timeMs,
-                           unsigned int length, const DemuxRules& rules) {
-  MediaQueue fresh = m_MediaPool.Take(length);
+int ASFParser::Demuxer::TakeNewBody(unsigned int length) {
+  MediaQueue fresh = m_Parser.m_MediaPool.Take(length);
   QueuedMedia& object = fresh.front();
   unsigned int got;
-  const int status = ReadBody(object.pData, length, rules, &got);
+  const int status = ReadBody(object.pData, length, &got);
   if (status < 0) return status;
   if (got < length) object.NoteShort();
   unsigned char* body = object.pData;
-  const unsigned int stripped = SequenceHeaderBytes(header, body, got);
+  const unsigned int stripped = SequenceHeaderBytes(body, got);
   if (stripped != 0) {
     std::memmove(body, body + stripped, got - stripped);
-    return QueueFrame(stream, header, timeMs, got - stripped, rules, &fresh);
+    return QueueFrame(got - stripped, &fresh);
   }
-  const bool orphan = stream != nullptr && stream->qData.empty();
-  if (header.OffsetIntoMediaObject == 0 || (orphan && !rules.dropsOrphans)) {
-    return QueueObject(stream, header, timeMs, got, rules, &fresh);
+  const bool orphan = m_Stream != nullptr && m_Stream->qData.empty();
+  if (m_Header.OffsetIntoMediaObject == 0 || (orphan && !m_Rules.dropsOrphans)) {
+    return QueueObject(got, &fresh);
   }
   if (orphan) {
-    LOG_TRACE("[%s] ParseDataPacket MO_OFFSET (%d) Dont create new MO", getName(),
-              static_cast<int>(header.OffsetIntoMediaObject));
+    LOG_TRACE("[%s] ParseDataPacket MO_OFFSET (%d) Dont create new MO", m_Parser.getName(),
+              static_cast<int>(m_Header.OffsetIntoMediaObject));
   } else {
     // Refused where the object would grow too large: it stays as it is.
-    static_cast<void>(
-        AttachParsedMediaData(StreamOf(header), header.OffsetIntoMediaObject, got, body));
+    static_cast<void>(m_Parser.AttachParsedMediaData(StreamOf(m_Header),
+                                                     m_Header.OffsetIntoMediaObject, got, body));
   }
-  m_MediaPool.Recycle(&fresh);
+  m_Parser.m_MediaPool.Recycle(&fresh);
   return kParserOk;
 }
 
 // A body of which not one byte can be read ends the packet.
-int ASFParser::ReadBody(unsigned char* out, unsigned int length, const DemuxRules& rules,
-                        unsigned int* got) {
+int ASFParser::Demuxer::ReadBody(unsigned char* out, unsigned int length, unsigned int* got) {
   unsigned long long brought;
-  const int status = Source().ReadBody(out, length, &brought);
+  const int status = m_Source.ReadBody(out, length, &brought);
   if (status < 0) {
-    if (rules.logsFailures) {
-      LOG_ERROR("[%s] ParseDataPacket read fail ret (%ld)", getName(), static_cast<long>(status));
+    if (m_Rules.logsFailures) {
+      LOG_ERROR("[%s] ParseDataPacket read fail ret (%ld)", m_Parser.getName(),
+                static_cast<long>(status));
     }
     return status;
   }
-  m_LastPayloadLen = brought;
+  m_Parser.m_LastPayloadLen = brought;
   *got = static_cast<unsigned int>(brought);
   return brought == 0 ? kParserEndOfStream : kParserOk;
 }
 
 // How many bytes in front of a video payload are a VC-1 sequence header with all
 // up to and including the frame start code behind it; 0 = none.
-unsigned int ASFParser::SequenceHeaderBytes(const payload_header& header, const unsigned char* data,
-                                            unsigned int length) const {
-  if (StreamOf(header) != m_VideoData.StreamNumber || length < kStartCodeBytes ||
+unsigned int ASFParser::Demuxer::SequenceHeaderBytes(const unsigned char* data,
+                                                     unsigned int length) const {
+  if (StreamOf(m_Header) != m_Parser.m_VideoData.StreamNumber || length < kStartCodeBytes ||
       !IsStartCode(data, kVc1SequenceHeader)) {
     return 0;
   }
@@ -179,70 +214,65 @@ unsigned int ASFParser::SequenceHeaderBytes(const payload_header& header, const 
 }
 
 // Queues a frame that a sequence header stood in front of.
-int ASFParser::QueueFrame(media_data* stream, const payload_header& header, unsigned int timeMs,
-                          unsigned int length, const DemuxRules& rules, MediaQueue* fresh) {
+int ASFParser::Demuxer::QueueFrame(unsigned int length, MediaQueue* fresh) {
   if (!IsAllocatable(length)) {
-    LOG_ERROR("[%s] ParseDataPacket new[] alloc. dataLen trouble (%d)", getName(),
+    LOG_ERROR("[%s] ParseDataPacket new[] alloc. dataLen trouble (%d)", m_Parser.getName(),
               static_cast<int>(length));
     return kParserOutOfRange;
   }
-  return QueueObject(stream, header, timeMs, length, rules, fresh);
+  return QueueObject(length, fresh);
 }
 
 // Queues the one element of `fresh`; a stream without a queue gives it back.
-int ASFParser::QueueObject(media_data* stream, const payload_header& header, unsigned int timeMs,
-                           unsigned int length, const DemuxRules& rules, MediaQueue* fresh) {
-  if (stream == nullptr) {
-    m_MediaPool.Recycle(fresh);
+int ASFParser::Demuxer::QueueObject(unsigned int length, MediaQueue* fresh) {
+  if (m_Stream == nullptr) {
+    m_Parser.m_MediaPool.Recycle(fresh);
     return kParserOk;
   }
   QueuedMedia& object = fresh->front();
-  object.bKeyFrame = IsKeyFrame(header) ? rules.keyMark : 0;
-  object.TimeStamp = timeMs;
+  object.bKeyFrame = IsKeyFrame(m_Header) ? m_Rules.keyMark : 0;
+  object.TimeStamp = m_TimeMs;
   object.DataLen = length;
-  if (!stream->qData.empty()) stream->qData.back().Settle();
-  stream->qData.splice(stream->qData.end(), *fresh);
+  if (!m_Stream->qData.empty()) m_Stream->qData.back().Settle();
+  m_Stream->qData.splice(m_Stream->qData.end(), *fresh);
   return kParserOk;
 }
 
 // A compressed payload: small objects one behind the other, each with a length
 // byte, a fixed time apart.
-int ASFParser::DemuxCompressed(const PacketCursor& packet, const payload_header& header,
-                               const DemuxRules& rules) {
-  SourceReader source = Source();
+int ASFParser::Demuxer::TakeCompressed() {
   unsigned char deltaMs;
-  int status = source.Read(&deltaMs, sizeof(deltaMs));
+  int status = m_Source.Read(&deltaMs, sizeof(deltaMs));
   if (status < 0) return status;
   // Not clamped at 0, unlike that of an ordinary payload: wraps in 32 bits.
-  unsigned int timeMs =
-      header.OffsetIntoMediaObject - static_cast<unsigned int>(m_objFileProperties.preroll);
+  m_TimeMs = m_Header.OffsetIntoMediaObject -
+             static_cast<unsigned int>(m_Parser.m_objFileProperties.preroll);
   unsigned int length;
-  status = ReadPayloadLength(packet, &length);
+  status = m_Packet.ReadPayloadLength(&length);
   if (status < 0) return status;
-  for (unsigned long long consumed = 0; consumed < length; timeMs += deltaMs) {
+  for (unsigned long long consumed = 0; consumed < length; m_TimeMs += deltaMs) {
     unsigned char size;
-    status = source.Read(&size, sizeof(size));
+    status = m_Source.Read(&size, sizeof(size));
     if (status < 0) return status;
     if (size == 0) {
-      LOG_ERROR("[%s] ParseDataPacket new[] alloc. size trouble - 2 (%lu)", getName(), 0ul);
+      LOG_ERROR("[%s] ParseDataPacket new[] alloc. size trouble - 2 (%lu)", m_Parser.getName(),
+                0ul);
       return kParserOutOfRange;
     }
-    status = StreamOf(header) == rules.skippedStream ? SkipBody(size, rules)
-                                                     : TakeSubPayload(header, timeMs, size, rules);
+    const bool skips = StreamOf(m_Header) == m_Rules.skippedStream;
+    status = skips ? SkipBody(size) : TakeSubPayload(size);
     if (status < 0) return status;
     consumed += size + 1u;
   }
   return kParserOk;
 }
 
-int ASFParser::TakeSubPayload(const payload_header& header, unsigned int timeMs,
-                              unsigned int length, const DemuxRules& rules) {
-  MediaQueue fresh = m_MediaPool.Take(length);
+int ASFParser::Demuxer::TakeSubPayload(unsigned int length) {
+  MediaQueue fresh = m_Parser.m_MediaPool.Take(length);
   unsigned long long got;
-  const int status = Source().ReadBody(fresh.front().pData, length, &got);
+  const int status = m_Source.ReadBody(fresh.front().pData, length, &got);
   if (status < 0) return status;
-  m_LastPayloadLen = got;
+  m_Parser.m_LastPayloadLen = got;
   if (got == 0) return kParserEndOfStream;
-  return QueueObject(QueueOf(StreamOf(header)), header, timeMs, static_cast<unsigned int>(got),
-                     rules, &fresh);
+  return QueueObject(static_cast<unsigned int>(got), &fresh);
 }

@@ -3,8 +3,8 @@
 #include <climits>
 #include <cstdlib>
 
-#include "asf/ASFParser.h"
 #include "asf/Globals.h"
+#include "asf/Lane.h"
 #include "asf/Log.h"
 
 namespace {
@@ -63,9 +63,9 @@ int ASFParser::Close() {
   ReleaseAndClear(&m_pMetadataObject);
   ReleaseAndClear(&m_pMetadataLibraryObject);
   ReleaseTrackRecords();
-  ReleaseAndClear(&m_pMetaInfo);
-  DropAudioObjects();
-  DropVideoObjects();
+  ReleaseTags();
+  Lane(*this, kTrackAudio).RemoveAll();
+  Lane(*this, kTrackVideo).RemoveAll();
   m_vAudFrameLocDataObject.Free();
   m_vMultiFrameDataObject.Free();
   m_MediaPool.Clear();
@@ -79,6 +79,11 @@ void ASFParser::ReleaseTrackRecords() {
   delete[] m_pTrackInfo;
   m_pTrackInfo = nullptr;
   m_TrackRecords = 0;
+}
+
+void ASFParser::ReleaseTags() {
+  ReleaseAndClear(&m_pMetaInfo);
+  ReleaseAndClear(&m_pTaggedDescription);
 }
 
 unsigned int ASFParser::GetTrackCount() {

@@ -1,11 +1,9 @@
-// Track descriptions: what a track is, its codec number and basic figures, and the
-// probe that tells E-AC-3 from AC-3.
+// Track descriptions: what a track is, its codec number and basic figures.
 #include <algorithm>
 
 #include "asf/ASFParser.h"
 #include "asf/Log.h"
 #include "asf/format/FourCc.h"
-#include "asf/format/Limits.h"
 
 namespace {
 
@@ -60,22 +58,6 @@ unsigned int CodecOf(const CodecRow (&table)[N], unsigned int identifier) {
   return row != std::end(table) ? row->codec : kCodecUnknown;
 }
 
-// The shortest piece that can hold an AC-3 sync word and what follows it.
-constexpr unsigned int kAc3HeaderBytes = 7;
-
-enum class Ac3Kind { kNone, kAc3, kEac3 };
-
-// Looks for the first sync word, in either byte order. The bit stream identifier
-// is taken from the same place in both.
-Ac3Kind ScanForAc3(const unsigned char* data, unsigned int length) {
-  for (unsigned int i = 0; i + kAc3HeaderBytes <= length; ++i) {
-    const bool sync =
-        (data[i] == 0x0B && data[i + 1] == 0x77) || (data[i] == 0x77 && data[i + 1] == 0x0B);
-    if (sync) return (data[i + 5] & 0x80) != 0 ? Ac3Kind::kEac3 : Ac3Kind::kAc3;
-  }
-  return Ac3Kind::kNone;
-}
-
 }  // namespace
 
 void setTrackInfo(TrackInfo* info, audio_specific_data* data, AsfTrackExt*) {
@@ -108,6 +90,26 @@ void setTrackInfo(TrackInfo* info, video_specific_data* data, AsfTrackExt* ext) 
   ext->colorsImportant = data->colorsImportant;
 }
 
+// The description of one track, which takes its place in the parser's record only
+// when it is complete: a source may throw while packets are read for it.
+class ASFParser::TrackDescriber {
+ public:
+  TrackDescriber(ASFParser& parser, unsigned long index) : m_Parser(parser), m_Index(index) {}
+
+  // The track's record, or null when no audio or video stream has that index.
+  TrackInfo* Run();
+
+ private:
+  bool Describe();
+  bool DescribeOther();
+  void DescribeAudio();
+  void DescribeVideo(AsfTrackExt* ext);
+
+  ASFParser& m_Parser;
+  const unsigned long m_Index;
+  TrackInfo m_Info{};
+};
+
 TrackInfo* ASFParser::GetTrackInfo(unsigned long index) {
   return m_Barrier.Run([=]() -> TrackInfo* {
     if (index >= m_TrackRecords) {
@@ -115,88 +117,62 @@ TrackInfo* ASFParser::GetTrackInfo(unsigned long index) {
       return nullptr;
     }
     if (m_pTrackInfo[index].trackType != 0) return &m_pTrackInfo[index];
-    TrackInfo* info = DescribeTrack(index);
-    if (info != nullptr && info->trackType == kTrackAudio && info->codec == kCodecAc3 &&
-        ProbeEAC3(info->blockAlign)) {
-      info->codec = kCodecEac3;
-    }
-    return info;
+    return TrackDescriber(*this, index).Run();
   });
 }
 
-TrackInfo* ASFParser::DescribeTrack(unsigned long index) {
-  if (index == static_cast<unsigned long>(m_AudioData.TrackIndex)) {
-    m_AudioBitrate =
-        8ull *
-        TypeSpecific<audio_specific_data>(StreamAt(index, "GetTrackInfo")).averageBytesPerSecond;
-    return DescribeAudio(index);
+TrackInfo* ASFParser::TrackDescriber::Run() {
+  if (!Describe()) return nullptr;
+  if (m_Info.trackType == kTrackAudio && m_Info.codec == kCodecAc3 &&
+      m_Parser.ProbeEAC3(m_Info.blockAlign)) {
+    m_Info.codec = kCodecEac3;
   }
-  if (index == static_cast<unsigned long>(m_VideoData.TrackIndex)) {
-    return DescribeVideo(index, m_pExtraInterface);
+  TrackInfo* record = &m_Parser.m_pTrackInfo[m_Index];
+  *record = m_Info;
+  return record;
+}
+
+bool ASFParser::TrackDescriber::Describe() {
+  if (m_Index == static_cast<unsigned long>(m_Parser.m_AudioData.TrackIndex)) {
+    const auto& stream = m_Parser.StreamAt(m_Index, "GetTrackInfo");
+    m_Parser.m_AudioBitrate =
+        8ull * TypeSpecific<audio_specific_data>(stream).averageBytesPerSecond;
+    DescribeAudio();
+    return true;
   }
-  return DescribeOtherTrack(index);
+  if (m_Index == static_cast<unsigned long>(m_Parser.m_VideoData.TrackIndex)) {
+    DescribeVideo(m_Parser.m_pExtraInterface);
+    return true;
+  }
+  return DescribeOther();
 }
 
 // A track that is not current: every entry of that index fills the record, so
 // that the last one decides.
-TrackInfo* ASFParser::DescribeOtherTrack(unsigned long index) {
-  TrackInfo* described = nullptr;
-  for (std::size_t k = 0; k < m_vMediaData.size(); ++k) {
-    const media_data& entry = *m_vMediaData[k];
-    LOG_TRACE("[%s] GetTrackInfo > loop(%d) trackindex(%d) streamtype(%d)", getName(),
+bool ASFParser::TrackDescriber::DescribeOther() {
+  bool described = false;
+  for (std::size_t k = 0; k < m_Parser.m_vMediaData.size(); ++k) {
+    const media_data& entry = *m_Parser.m_vMediaData[k];
+    LOG_TRACE("[%s] GetTrackInfo > loop(%d) trackindex(%d) streamtype(%d)", m_Parser.getName(),
               static_cast<int>(k), entry.TrackIndex, findIdByGUID(entry.StreamType));
-    if (static_cast<unsigned long>(entry.TrackIndex) != index) continue;
-    if (entry.StreamType == GuidOf(ID_AUDIO_MEDIA)) described = DescribeAudio(index);
-    if (entry.StreamType == GuidOf(ID_VIDEO_MEDIA)) described = DescribeVideo(index, nullptr);
+    if (static_cast<unsigned long>(entry.TrackIndex) != m_Index) continue;
+    const bool isAudio = entry.StreamType == GuidOf(ID_AUDIO_MEDIA);
+    const bool isVideo = entry.StreamType == GuidOf(ID_VIDEO_MEDIA);
+    if (isAudio) DescribeAudio();
+    if (isVideo) DescribeVideo(nullptr);
+    described |= isAudio || isVideo;
   }
-  if (described == nullptr) LOG_ERROR("[%s] Non A/V Track", getName());
+  if (!described) LOG_ERROR("[%s] Non A/V Track", m_Parser.getName());
   return described;
 }
 
-TrackInfo* ASFParser::DescribeAudio(unsigned long index) {
-  auto data = TypeSpecific<audio_specific_data>(StreamAt(index, "GetTrackInfo"));
-  setTrackInfo(&m_pTrackInfo[index], &data, nullptr);
-  return &m_pTrackInfo[index];
+void ASFParser::TrackDescriber::DescribeAudio() {
+  auto data = TypeSpecific<audio_specific_data>(m_Parser.StreamAt(m_Index, "GetTrackInfo"));
+  setTrackInfo(&m_Info, &data, nullptr);
 }
 
-TrackInfo* ASFParser::DescribeVideo(unsigned long index, AsfTrackExt* ext) {
-  auto data = TypeSpecific<video_specific_data>(StreamAt(index, "GetTrackInfo"));
-  setTrackInfo(&m_pTrackInfo[index], &data, ext);
-  m_pTrackInfo[index].seekable = m_pSimpleIndex != nullptr ? 1 : 0;
-  return &m_pTrackInfo[index];
-}
-
-bool ASFParser::IsEAC3() {
-  return m_Barrier.Run([this] {
-    const auto index = static_cast<std::size_t>(m_AudioData.TrackIndex);
-    return ProbeEAC3(index < m_TrackRecords ? m_pTrackInfo[index].blockAlign : 0);
-  });
-}
-
-bool ASFParser::ProbeEAC3(unsigned int blockAlign) {
-  const bool isEac3 = m_bAudioEOS == 0 && FindFirstAc3Frame(blockAlign);
-  LOG_TRACE("[%s] %s", "IsEAC3", isEac3 ? "EAC3" : "AC3");
-  return isEac3;
-}
-
-// Reads packets from the first one on until the audio queue holds a sync word.
-// Whatever it queued itself it drops again; objects that were there before it
-// stay, and are looked at once. Too small a block align can hold no sync word:
-// the packets are read all the same. Sets m_bAudioEOS at the end of the data and
-// leaves it set.
-bool ASFParser::FindFirstAc3Frame(unsigned int blockAlign) {
-  const MediaQueue& queue = m_AudioData.qData;
-  if (!queue.empty()) {
-    return ScanForAc3(queue.front().pData, std::min(blockAlign, queue.front().DataLen)) ==
-           Ac3Kind::kEac3;
-  }
-  for (int packet = 0; packet < kMaxProbePackets && m_bAudioEOS == 0; ++packet) {
-    if (ParseDataPacket(static_cast<unsigned long>(packet), 2) < 0) m_bAudioEOS = 1;
-    if (queue.empty()) continue;
-    const Ac3Kind kind =
-        ScanForAc3(queue.front().pData, std::min(blockAlign, queue.front().DataLen));
-    DropAudioObjects();
-    if (kind != Ac3Kind::kNone) return kind == Ac3Kind::kEac3;
-  }
-  return false;
+void ASFParser::TrackDescriber::DescribeVideo(AsfTrackExt* ext) {
+  auto data = TypeSpecific<video_specific_data>(m_Parser.StreamAt(m_Index, "GetTrackInfo"));
+  setTrackInfo(&m_Info, &data, ext);
+  m_Info.seekable = m_Parser.m_pSimpleIndex != nullptr ? 1 : 0;
 }

@@ -6,47 +6,54 @@
 #include "asf/ASFParser.h"
 #include "asf/Log.h"
 
+// Selection of one kind.
+class ASFParser::TrackSelector {
+ public:
+  TrackSelector(ASFParser& parser, int trackType)
+      : m_Parser(parser), m_IsAudio(trackType == kTrackAudio) {}
+
+  // `selected` is the index that counts as selected so far.
+  int Select(unsigned int selected, int index) {
+    if (selected == static_cast<unsigned int>(index)) return kParserOk;
+    LOG_WARNING("[%s] %s(%d->%d)", m_Parser.getName(), Operation(), static_cast<int>(selected),
+                index);
+    const int count = static_cast<int>(m_Parser.m_vMediaData.size());
+    for (int p = 0; p < count; ++p) {
+      if (IsWanted(*m_Parser.m_vMediaData[static_cast<std::size_t>(p)], index)) MakeCurrent(p);
+    }
+    return kParserOk;
+  }
+
+ private:
+  const char* Operation() const { return m_IsAudio ? "SelectAudioTrack" : "SelectVideoTrack"; }
+
+  bool IsWanted(const media_data& entry, int index) const {
+    const AsfObjectId type = m_IsAudio ? ID_AUDIO_MEDIA : ID_VIDEO_MEDIA;
+    return entry.TrackIndex == index && entry.StreamType == GuidOf(type);
+  }
+
+  // The position counts, not the entry's index: they differ where streams were
+  // dropped at open. It goes to m_AudioTrackIndex for video as well. Kept so: hosts
+  // select a video track again by the same index, which would do nothing otherwise.
+  void MakeCurrent(int position) {
+    media_data& current = m_IsAudio ? m_Parser.m_AudioData : m_Parser.m_VideoData;
+    m_Parser.m_AudioTrackIndex = static_cast<unsigned int>(position);
+    current.TrackIndex = position;
+    const auto& stream = m_Parser.StreamAt(static_cast<unsigned long>(position), Operation());
+    current.StreamNumber = stream.image.flags & 0x7F;
+    m_Parser.m_MediaPool.Recycle(&current.qData);
+    LOG_ERROR("[%s] GetTrackInfo > get %s data obj(%d)", m_Parser.getName(),
+              m_IsAudio ? "audio" : "video", position);
+  }
+
+  ASFParser& m_Parser;
+  const bool m_IsAudio;
+};
+
 int ASFParser::SelectAudioTrack(int index) {
-  if (m_AudioTrackIndex == static_cast<unsigned int>(index)) return kParserOk;
-  LOG_WARNING("[%s] SelectAudioTrack(%d->%d)", getName(), static_cast<int>(m_AudioTrackIndex),
-              index);
-  const int count = static_cast<int>(m_vMediaData.size());
-  for (int p = 0; p < count; ++p) {
-    if (!IsEntryOf(p, index, ID_AUDIO_MEDIA)) continue;
-    m_AudioTrackIndex = static_cast<unsigned int>(p);
-    MakeCurrent(p, "SelectAudioTrack", &m_AudioData);
-    LOG_ERROR("[%s] GetTrackInfo > get audio data obj(%d)", getName(), p);
-  }
-  return kParserOk;
+  return TrackSelector(*this, kTrackAudio).Select(m_AudioTrackIndex, index);
 }
 
-// The position goes to m_AudioTrackIndex, not to m_VideoTrackIndex: a deliberate
-// asymmetry. Selecting the same track again does the work again, and a following
-// SelectAudioTrack of that index returns at once.
 int ASFParser::SelectVideoTrack(int index) {
-  if (m_VideoTrackIndex == static_cast<unsigned int>(index)) return kParserOk;
-  LOG_WARNING("[%s] SelectVideoTrack(%d->%d)", getName(), static_cast<int>(m_VideoTrackIndex),
-              index);
-  const int count = static_cast<int>(m_vMediaData.size());
-  for (int p = 0; p < count; ++p) {
-    if (!IsEntryOf(p, index, ID_VIDEO_MEDIA)) continue;
-    m_AudioTrackIndex = static_cast<unsigned int>(p);
-    MakeCurrent(p, "SelectVideoTrack", &m_VideoData);
-    LOG_ERROR("[%s] GetTrackInfo > get video data obj(%d)", getName(), p);
-  }
-  return kParserOk;
-}
-
-bool ASFParser::IsEntryOf(int position, int trackIndex, AsfObjectId type) const {
-  const media_data& entry = *m_vMediaData[static_cast<std::size_t>(position)];
-  return entry.TrackIndex == trackIndex && entry.StreamType == GuidOf(type);
-}
-
-// The position counts, not the entry's index: they differ where streams were
-// dropped at open.
-void ASFParser::MakeCurrent(int position, const char* operation, media_data* current) {
-  current->TrackIndex = position;
-  const auto& stream = StreamAt(static_cast<unsigned long>(position), operation);
-  current->StreamNumber = stream.image.flags & 0x7F;
-  m_MediaPool.Recycle(&current->qData);
+  return TrackSelector(*this, kTrackVideo).Select(m_VideoTrackIndex, index);
 }

@@ -2,7 +2,7 @@
 #include <cstring>
 #include <iterator>
 
-#include "asf/ASFParser.h"
+#include "asf/Lane.h"
 #include "asf/Log.h"
 #include "asf/UnitCopy.h"
 #include "asf/format/FourCc.h"
@@ -41,144 +41,157 @@ bool Fits(const frame_loc_data& unit, unsigned int prefix, unsigned int length) 
 
 }  // namespace
 
+// One call for video.
+class ASFParser::VideoDelivery {
+ public:
+  VideoDelivery(ASFParser& parser, const HostUnit& unit)
+      : m_Parser(parser), m_Lane(parser, kTrackVideo), m_Unit(unit) {}
+
+  int DeliverWhole();
+  int Run(bool keyFrameOnly);
+
+ private:
+  int DeliverFirst(bool gated);
+  bool IsAcceptedKeyFrame() const;
+  bool DeliverUnit();
+  bool DeliverNalUnit();
+  void DeliverPicture();
+  void ForgetStaleUnits(unsigned int prefixBytes);
+
+  ASFParser& m_Parser;
+  Lane m_Lane;
+  const HostUnit m_Unit;
+  unsigned int m_FourCc = 0;
+};
+
 int ASFParser::GetVideoData(unsigned char* buffer, unsigned long* size, unsigned long* timeMs,
                             unsigned long) {
-  return m_Barrier.Run([=] {
-    if (!FillVideo()) return kParserEndOfStream;
-    DeliverVideoObject(buffer, size, timeMs);
-    return kParserOk;
-  });
+  return m_Barrier.Run([=] { return VideoDelivery(*this, {buffer, size, timeMs}).DeliverWhole(); });
 }
 
 int ASFParser::GetVideoData(unsigned char* buffer, unsigned long* size, unsigned long* timeMs,
                             unsigned long, bool keyFrameOnly) {
   return m_Barrier.Run([=] {
-    if (!FillVideo()) return kParserEndOfStream;
-    const bool gated = keyFrameOnly || m_bSeeked != 0;
-    m_bSeeked = 0;
-    const unsigned int fourcc =
-        TypeSpecific<video_specific_data>(
-            StreamAt(static_cast<unsigned long>(m_VideoData.TrackIndex), "GetVideoData"))
-            .compression;
-    // Until an object passes the gate and yields a unit.
-    while ((gated && !IsAcceptedKeyFrame(fourcc)) ||
-           !DeliverVideoUnit(fourcc, buffer, size, timeMs)) {
-      RemoveFrontVideo();
-      if (!FillVideo()) return kParserEndOfStream;
-    }
-    return kParserOk;
+    return VideoDelivery(*this, {buffer, size, timeMs}).Run(keyFrameOnly);
   });
 }
 
-// Reads packets until two objects are queued: the front one is complete only once
-// another has begun behind it. False, with its line, when there is nothing left.
-bool ASFParser::FillVideo() {
-  while (m_VideoData.qData.size() < 2 && m_bVideoEOS == 0) {
-    // Stands when the packet fails, and when the source throws.
-    m_bVideoEOS = 1;
-    if (ParseDataPacket(m_CurVideoDataPacketNum, kTrackVideo) < 0) break;
-    m_bVideoEOS = 0;
-    ++m_CurVideoDataPacketNum;
-  }
-  if (!m_VideoData.qData.empty()) return true;
-  LOG_TRACE("[%s] GetVideoData EOS", getName());
-  return false;
+int ASFParser::VideoDelivery::DeliverWhole() {
+  const int status = m_Lane.Fill();
+  if (status < 0) return status;
+  m_Lane.DeliverWhole(m_Unit);
+  return kParserOk;
 }
 
-bool ASFParser::IsAcceptedKeyFrame(unsigned int fourcc) {
-  const QueuedMedia& object = m_VideoData.qData.front();
-  return object.bKeyFrame != 0 && CheckIFrameStartCode(object.pData, object.DataLen, fourcc) != 0;
+int ASFParser::VideoDelivery::Run(bool keyFrameOnly) {
+  int status = m_Lane.Fill();
+  if (status < 0) return status;
+  const unsigned char seeked = m_Parser.m_bSeeked;
+  m_Parser.m_bSeeked = 0;
+  const auto index = static_cast<unsigned long>(m_Parser.m_VideoData.TrackIndex);
+  m_FourCc =
+      TypeSpecific<video_specific_data>(m_Parser.StreamAt(index, "GetVideoData")).compression;
+  status = DeliverFirst(keyFrameOnly || seeked != 0);
+  // Where memory ran out the gate was not passed: it stands for the next call.
+  if (status == kParserOutOfRange) m_Parser.m_bSeeked = seeked;
+  return status;
+}
+
+// Drops objects until one passes the gate and yields a unit.
+int ASFParser::VideoDelivery::DeliverFirst(bool gated) {
+  while ((gated && !IsAcceptedKeyFrame()) || !DeliverUnit()) {
+    m_Lane.RemoveFront();
+    const int status = m_Lane.Fill();
+    if (status < 0) return status;
+  }
+  return kParserOk;
+}
+
+bool ASFParser::VideoDelivery::IsAcceptedKeyFrame() const {
+  const QueuedMedia& object = m_Lane.Front();
+  return object.bKeyFrame != 0 &&
+         m_Parser.CheckIFrameStartCode(object.pData, object.DataLen, m_FourCc) != 0;
 }
 
 // False: the front object holds no unit.
-bool ASFParser::DeliverVideoUnit(unsigned int fourcc, unsigned char* buffer, unsigned long* size,
-                                 unsigned long* timeMs) {
-  if (IsAvc(fourcc)) return DeliverNalUnit(buffer, size, timeMs);
-  if (IsMpeg12(fourcc)) {
-    DeliverPicture(buffer, size, timeMs);
+bool ASFParser::VideoDelivery::DeliverUnit() {
+  if (IsAvc(m_FourCc)) return DeliverNalUnit();
+  if (IsMpeg12(m_FourCc)) {
+    DeliverPicture();
   } else {
-    DeliverVideoObject(buffer, size, timeMs);
+    m_Lane.DeliverWhole(m_Unit);
   }
   return true;
 }
 
-void ASFParser::DeliverVideoObject(unsigned char* buffer, unsigned long* size,
-                                   unsigned long* timeMs) {
-  const QueuedMedia& object = m_VideoData.qData.front();
-  CopyUnit(buffer, object.pData, object.DataLen);
-  *size = object.DataLen;
-  *timeMs = object.TimeStamp;
-  RemoveFrontVideo();
-}
-
 // Forgets a table that was not finished, and one that does not fit the front
 // object: it is one of an object that track selection dropped.
-void ASFParser::ForgetStaleUnits(unsigned int prefixBytes) {
-  FrameTable& table = m_vMultiFrameDataObject;
-  const unsigned int length = m_VideoData.qData.front().DataLen;
-  const bool isFresh = m_VidFrameTableState != 0 && !table.Empty();
-  if (isFresh && Fits(table.Front(), prefixBytes, length)) return;
+void ASFParser::VideoDelivery::ForgetStaleUnits(unsigned int prefixBytes) {
+  FrameTable& table = m_Lane.Table();
+  const bool isFresh = m_Lane.TableState() != 0 && !table.Empty();
+  if (isFresh && Fits(table.Front(), prefixBytes, m_Lane.Front().DataLen)) return;
   table.Clear();
-  m_VidFrameTableState = 0;
+  m_Lane.TableState() = 0;
 }
 
 // Every NAL unit of an object carries the object's time. A length that overruns
 // the object ends the splitting; the units in front of it are delivered.
-bool ASFParser::DeliverNalUnit(unsigned char* buffer, unsigned long* size, unsigned long* timeMs) {
-  const QueuedMedia& object = m_VideoData.qData.front();
-  FrameTable& table = m_vMultiFrameDataObject;
+bool ASFParser::VideoDelivery::DeliverNalUnit() {
+  const QueuedMedia& object = m_Lane.Front();
+  FrameTable& table = m_Lane.Table();
   ForgetStaleUnits(kNalPrefixBytes);
-  if (m_VidFrameTableState == 0) {
-    m_VidFrameTableState =
-        static_cast<unsigned int>(CheckAVCStartCode(object.pData, object.DataLen));
+  if (m_Lane.TableState() == 0) {
+    m_Lane.TableState() =
+        static_cast<unsigned int>(m_Parser.CheckAVCStartCode(object.pData, object.DataLen));
   }
-  if (m_VidFrameTableState == 0) {
-    DeliverVideoObject(buffer, size, timeMs);
+  if (m_Lane.TableState() == 0) {
+    m_Lane.DeliverWhole(m_Unit);
     return true;
   }
   if (table.Empty()) return false;
   const frame_loc_data unit = table.Front();
-  std::memcpy(buffer, kNalStartCode, kNalPrefixBytes);
-  CopyUnit(buffer + kNalPrefixBytes, object.pData + unit.offset + kNalPrefixBytes, unit.size);
-  *size = unit.size + kNalPrefixBytes;
-  *timeMs = object.TimeStamp;
+  std::memcpy(m_Unit.buffer, kNalStartCode, kNalPrefixBytes);
+  CopyUnit(m_Unit.buffer + kNalPrefixBytes, object.pData + unit.offset + kNalPrefixBytes,
+           unit.size);
+  *m_Unit.size = unit.size + kNalPrefixBytes;
+  *m_Unit.timeMs = object.TimeStamp;
   if (IsLogged(kErrorBit)) {
-    const HeadBytes<3> head(buffer + kNalPrefixBytes, unit.size);
+    const HeadBytes<3> head(m_Unit.buffer + kNalPrefixBytes, unit.size);
     LOG_ERROR("v_size=(%zu)/nal_size=size(%x), offset(%x)[%x %x %x]", table.Size(), unit.size,
               unit.offset, head.bytes[0], head.bytes[1], head.bytes[2]);
   }
   table.PopFront();
   if (table.Empty()) {
-    RemoveFrontVideo();
+    m_Lane.RemoveFront();
     LOG_ERROR("[%s] GetVideoData2 >> multi- m_VideoData.qData.erase done, qData Size(%zu)",
-              getName(), m_VideoData.qData.size());
+              m_Parser.getName(), m_Lane.Queue().size());
   }
   return true;
 }
 
-void ASFParser::DeliverPicture(unsigned char* buffer, unsigned long* size, unsigned long* timeMs) {
-  const QueuedMedia& object = m_VideoData.qData.front();
-  FrameTable& table = m_vMultiFrameDataObject;
+void ASFParser::VideoDelivery::DeliverPicture() {
+  const QueuedMedia& object = m_Lane.Front();
+  FrameTable& table = m_Lane.Table();
   ForgetStaleUnits(0);
-  if (m_VidFrameTableState == 0) {
-    const MediaQueue& queue = m_VideoData.qData;
+  if (m_Lane.TableState() == 0) {
+    const MediaQueue& queue = m_Lane.Queue();
     const unsigned int durationMs =
         queue.size() > 1 ? std::next(queue.begin())->TimeStamp - object.TimeStamp : 0;
-    CheckMPEG12StartCode(object.pData, object.DataLen, durationMs);
-    m_VidFrameTableState = 1;
+    m_Parser.CheckMPEG12StartCode(object.pData, object.DataLen, durationMs);
+    m_Lane.TableState() = 1;
   }
   const frame_loc_data unit = table.Front();
-  CopyUnit(buffer, object.pData + unit.offset, unit.size);
-  *size = unit.size;
-  *timeMs = object.TimeStamp + unit.ts_offset;
+  CopyUnit(m_Unit.buffer, object.pData + unit.offset, unit.size);
+  *m_Unit.size = unit.size;
+  *m_Unit.timeMs = object.TimeStamp + unit.ts_offset;
   if (IsLogged(kErrorBit)) {
-    const HeadBytes<3> head(buffer, unit.size);
+    const HeadBytes<3> head(m_Unit.buffer, unit.size);
     LOG_ERROR("v_size=(%zu)/es_size=size(%d), offset(%d)[%x %x %x]", table.Size(),
               static_cast<int>(unit.size), static_cast<int>(unit.offset), head.bytes[0],
               head.bytes[1], head.bytes[2]);
   }
   table.PopFront();
-  if (table.Empty()) RemoveFrontVideo();
+  if (table.Empty()) m_Lane.RemoveFront();
 }
 
 int ASFParser::CheckAVCStartCode(unsigned char* data, unsigned int len) {

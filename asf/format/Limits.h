@@ -19,7 +19,7 @@ constexpr unsigned long long kMaxSpareBytes = 8ull << 20;
 constexpr unsigned int kMaxNameUnits = 341;
 
 // Data packets that are read to tell E-AC-3 from AC-3.
-constexpr int kMaxProbePackets = 50;
+constexpr unsigned int kMaxProbePackets = 50;
 
 // Whether `size` may be allocated: 1 to kMaxAllocBytes, in one comparison.
 constexpr bool IsAllocatable(unsigned int size) { return size - 1 < kMaxAllocBytes; }

@@ -38,6 +38,14 @@ class SourceReader {
     return Read(out, size, &got);
   }
 
+  // Reads what stands behind the object header that `record` begins with.
+  template <typename Record>
+  [[nodiscard]] int ReadBehindHeader(Record* record) {
+    constexpr std::size_t kHeaderBytes = sizeof(record->header);
+    return Read(reinterpret_cast<unsigned char*>(record) + kHeaderBytes,
+                sizeof(*record) - kHeaderBytes);
+  }
+
   // Reads `size` bytes to `out` and leaves what is missing as it was: for media
   // data, of which only the bytes brought are ever looked at.
   [[nodiscard]] int ReadBody(void* out, unsigned long long size, unsigned long long* got) {
