@@ -11,17 +11,14 @@
 #include <cxxabi.h>
 #endif
 
-// What left a body that was run.
-enum class Thrown { kNothing, kOutOfMemory, kOther };
+enum class Thrown { kOutOfMemory, kOther };
 
-// Runs `body` and tells what it threw. A thread that is cancelled unwinds its stack
-// by something that looks like an exception and is none: whoever stops it ends the
-// process, so it passes.
-template <typename Body>
-Thrown Catch(Body&& body) {
+// In a handler of all exceptions: what was thrown. A thread that is cancelled unwinds
+// its stack by something that looks like an exception and is none: whoever stops it
+// ends the process, so it passes on from here.
+inline Thrown WhatWasThrown() {
   try {
-    body();
-    return Thrown::kNothing;
+    throw;
   } catch (const std::bad_alloc&) {
     return Thrown::kOutOfMemory;
 #ifdef __GLIBCXX__
@@ -46,14 +43,10 @@ class ExceptionBarrier {
   auto Run(Body&& body) -> decltype(body()) {
     if (inside_) return body();
     const Occupied occupied(&inside_);
-    using Result = decltype(body());
-    Result result{};
-    const Thrown thrown = Catch([&] { result = body(); });
-    if (thrown == Thrown::kNothing) return result;
-    if constexpr (std::is_pointer_v<Result> || std::is_same_v<Result, bool>) {
-      return Result{};
-    } else {
-      return thrown == Thrown::kOutOfMemory ? kParserOutOfRange : kParserEndOfStream;
+    try {
+      return body();
+    } catch (...) {
+      return Failure<decltype(body())>(WhatWasThrown());
     }
   }
 
@@ -68,6 +61,15 @@ class ExceptionBarrier {
    private:
     bool* flag_;
   };
+
+  template <typename Result>
+  static Result Failure(Thrown thrown) {
+    if constexpr (std::is_pointer_v<Result> || std::is_same_v<Result, bool>) {
+      return Result{};
+    } else {
+      return thrown == Thrown::kOutOfMemory ? kParserOutOfRange : kParserEndOfStream;
+    }
+  }
 
   bool inside_ = false;
 };

@@ -23,16 +23,20 @@ int ASFParser::Lane::Fill() {
 // reading. False: memory ran out; what the packet brought until then is queued, so
 // that reading goes on behind it.
 bool ASFParser::Lane::ReadPacket() {
-  int status = kParserOk;
-  const Thrown thrown = Catch([&] {
-    status = m_Parser.ParseDataPacket(m_NextPacket, m_IsAudio ? kTrackAudio : kTrackVideo);
-  });
-  if (status < 0 || thrown == Thrown::kOther) {
+  bool failed = false;
+  bool outOfMemory = false;
+  try {
+    failed = m_Parser.ParseDataPacket(m_NextPacket, m_IsAudio ? kTrackAudio : kTrackVideo) < 0;
+  } catch (...) {
+    outOfMemory = WhatWasThrown() == Thrown::kOutOfMemory;
+    failed = !outOfMemory;
+  }
+  if (failed) {
     m_AtEnd = 1;
   } else {
     ++m_NextPacket;
   }
-  return thrown != Thrown::kOutOfMemory;
+  return !outOfMemory;
 }
 
 void ASFParser::Lane::DeliverWhole(const HostUnit& unit) {

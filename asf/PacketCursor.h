@@ -20,7 +20,10 @@ class ASFParser::PacketCursor {
 
   // Reads a payload's stream number; 0, or the source's failure.
   int ReadStream(payload_header* header) {
-    return m_Source.Read(&header->StreamNumber, sizeof(header->StreamNumber));
+    unsigned char stream;
+    const int status = m_Source.Read(&stream, sizeof(stream));
+    header->StreamNumber = stream;
+    return status;
   }
   // Reads the coded fields behind it. True: the payload is compressed.
   bool ReadFields(payload_header* header) {
@@ -39,13 +42,13 @@ class ASFParser::PacketCursor {
  private:
   ASFParser& m_Parser;
   SourceReader m_Source;
-  payload_parsing_info m_Info{};
-  unsigned long long m_Start = 0;   // file offset
-  unsigned int m_PacketLen = 0;     // bytes, by the packet itself
-  unsigned int m_BehindHeader = 0;  // bytes of the packet behind its header
-  unsigned int m_Payloads = 0;
-  unsigned int m_PayloadLenType = 0;  // length type of payload lengths
-  bool m_Multiple = false;            // has payload flags, and so payload lengths
+  payload_parsing_info m_Info;
+  unsigned long long m_Start;   // file offset
+  unsigned int m_PacketLen;     // bytes, by the packet itself
+  unsigned int m_BehindHeader;  // bytes of the packet behind its header
+  unsigned int m_Payloads;
+  unsigned int m_PayloadLenType;  // length type of payload lengths
+  bool m_Multiple;                // has payload flags, and so payload lengths
 };
 
 #endif  // QO_ASF_PACKETCURSOR_H
