@@ -1,6 +1,5 @@
 // Audio delivery: filling, frames of PCM and WMA, and the MPEG sync word.
 #include <algorithm>
-#include <sstream>
 
 #include "ParserSession.h"
 
@@ -45,35 +44,47 @@ TEST(Audio, StopsFillingAtAPacketThatFails) {
 }
 
 TEST(Audio, CutsObjectsIntoFrames) {
-  const std::string blocks = "6 MakeAudFrameInfoTable not match with blockalign size\n";
-  const std::string tooLong = "6 MakeAudFrameInfoTable ts term is too long\n";
-  // Format tag, byte rate, block align; bytes of the object and of a frame (the last
-  // one may be shorter), ms from frame to frame, message.
-  std::istringstream cases(
+  const char* whole = "";
+  const char* blocks = "6 MakeAudFrameInfoTable not match with blockalign size\n";
+  const char* tooLong = "6 MakeAudFrameInfoTable ts term is too long\n";
+  const struct {
+    int formatTag, bytesPerSecond, blockAlign;
+    std::size_t objectBytes, frameBytes;  // the last frame may be shorter
+    unsigned stepMs;                      // from frame to frame
+    const char* log;
+  } cases[] = {
       // PCM and mu-law: frames of 16384 bytes, of 100 ms, whole
-      "0x1 176400 4 8820 16384 92 -  0x1 88200 4 40000 16384 185 -  0x7 8000 1 800 16384 2048 - "
-      "0x1 1000 4 1000 100 100 long  0x1 999 4 1000 99 99 long "
-      "0x1 9 4 50 50 0 long  0x1 0 4 50 50 0 long "
+      {0x1, 176400, 4, 8820, 16384, 92, whole},
+      {0x1, 88200, 4, 40000, 16384, 185, whole},
+      {0x7, 8000, 1, 800, 16384, 2048, whole},
+      {0x1, 1000, 4, 1000, 100, 100, tooLong},
+      {0x1, 999, 4, 1000, 99, 99, tooLong},
+      {0x1, 9, 4, 50, 50, 0, tooLong},
+      {0x1, 0, 4, 50, 50, 0, tooLong},
       // WMA: a block; blocks, with a step in single precision; no block align, no rate
-      "0x161 16000 2230 2230 2230 0 -  0x161 16000 2230 8920 2230 139 blocks "
-      "0x162 16000 100 250 100 6 blocks  0x163 8920 2230 2231 2230 249 blocks "
-      "0x160 16000 100 10 100 6 blocks  0x164 16000 0 30 30 0 blocks  0x161 0 20 30 20 0 blocks "
+      {0x161, 16000, 2230, 2230, 2230, 0, whole},
+      {0x161, 16000, 2230, 8920, 2230, 139, blocks},
+      {0x162, 16000, 100, 250, 100, 6, blocks},
+      {0x163, 8920, 2230, 2231, 2230, 249, blocks},
+      {0x160, 16000, 100, 10, 100, 6, blocks},
+      {0x164, 16000, 0, 30, 30, 0, blocks},
+      {0x161, 0, 20, 30, 20, 0, blocks},
       // A length compared in 16 bits; other formats
-      "0x161 16000 1 65537 65537 0 -  0x165 16000 1 10 10 0 -  0xA 16000 1 10 10 0 -");
-  std::string tag, message;
-  int rate, blockAlign;
-  std::size_t length, frame;
-  for (unsigned step; cases >> tag >> rate >> blockAlign >> length >> frame >> step >> message;) {
-    SCOPED_TRACE(tag + " " + std::to_string(rate) + " " + std::to_string(length));
+      {0x161, 16000, 1, 65537, 65537, 0, whole},
+      {0x165, 16000, 1, 10, 10, 0, whole},
+      {0xA, 16000, 1, 10, 10, 0, whole},
+  };
+  for (const auto& [tag, rate, blockAlign, length, frame, step, log] : cases) {
+    SCOPED_TRACE(std::to_string(tag) + " " + std::to_string(rate) + " " + std::to_string(length));
     Bytes object(length, 'x');
     for (std::size_t i = 0; i < object.size(); ++i) object[i] = static_cast<char>(i * 7 + i / 256);
-    OpenSession session(AudioFile(std::stoi(tag, nullptr, 16), rate, blockAlign, {object, "next"}));
+    OpenSession session(AudioFile(tag, rate, blockAlign, {object, "next"}));
     unsigned time = 0;
     for (std::size_t offset = 0; offset < length; offset += frame) {
       time += step;  // the first frame is stamped one step late
       EXPECT_EQ(object.substr(offset, frame) + "@" + std::to_string(time), session.Audio());
     }
-    EXPECT_EQ(message == "long" ? tooLong : message == "blocks" ? blocks : "", TakeLog());
+    EXPECT_EQ(log, TakeLog());
     EXPECT_EQ('n', session.Audio()[0]);
   }
 }
@@ -132,26 +143,31 @@ TEST(Mp3, StartsAtTheFirstSyncWord) {
 }
 
 TEST(Mp3, KnowsItsSyncWords) {
-  // The layer (0 = no sync word), the position and the data. The last two bytes are
-  // not looked at.
-  std::istringstream cases(
-      "3 0 FFF200  3 0 FFF300  3 1 00FFFA00  3 1 FFFFFB00  2 2 0000FFF400  2 0 FFF500  2 0 FFFC00 "
-      "2 0 FFFD00  0 0 FFF1FFF6FFFEFFF0FFE200  0 0 00FFFB  0 0 FFFB  0 0 FF");
+  // The last two bytes are not looked at.
+  const struct {
+    const char* data;
+    int layer;  // 0 = no sync word
+    std::size_t position = 0;
+  } cases[] = {{"FFF200", 3},      {"FFF300", 3},        {"00FFFA00", 3, 1},
+               {"FFFFFB00", 3, 1}, {"0000FFF400", 2, 2}, {"FFF500", 2},
+               {"FFFC00", 2},      {"FFFD00", 2},        {"FFF1FFF6FFFEFFF0FFE200", 0},
+               {"00FFFB", 0},      {"FFFB", 0},          {"FF", 0}};
   ParserSession session("", "5");
-  std::string layer, at, digits;
-  while (cases >> layer >> at >> digits) {
+  for (const auto& [digits, layer, position] : cases) {
     SCOPED_TRACE(digits);
-    const bool found = layer != "0";
-    const Bytes before = Hex(digits.c_str());
-    const Bytes after = found ? before.substr(std::stoul(at)) : Bytes(before.size(), '\0');
+    const bool found = layer != 0;
+    const Bytes before = Hex(digits);
+    const Bytes after = found ? before.substr(position) : Bytes(before.size(), '\0');
     Bytes data = before;
     unsigned long size = data.size();
     EXPECT_EQ(found ? 0 : kParserUnsupported,
               detectMp3StartCode(reinterpret_cast<unsigned char*>(&data[0]), &size));
     EXPECT_EQ(found ? after.size() : 0, size);
     EXPECT_EQ(after, data.substr(0, after.size()));
+    const std::string at = std::to_string(position);
     EXPECT_EQ("2 DetectedMp3StartCode Start\n" +
-                  (found ? Lines("2 ", "detect mp" + layer + " start code|Start position :" + at +
+                  (found ? Lines("2 ", "detect mp" + std::to_string(layer) +
+                                           " start code|Start position :" + at +
                                            "|DetectedMp3StartCode End")
                          : "6 Start code not found.\n"),
               TakeLog());

@@ -9,33 +9,66 @@
 namespace {
 
 TEST(TrackInfo, NumbersCodecsByFormatTagAndFourcc) {
-  // A number of three digits, then the format tags and FourCCs of that codec.
-  std::istringstream table(
-      "201 0x00FF 202 0x0050 0x0055 203 0x0092 0x2000 205 0x2001 206 0x0001 209 0x0164 210 0x0160 "
-      "211 0x0161 212 0x0162 213 0x0163 214 0x000A 215 0x7A21 0x7A22 221 0x0007 222 0x0045 "
-      "101 MPG2 mpg2 102 MPG4 mpg4 FMP4 fmp4 DIV2 div2 103 H263 h263 104 AVC1 avc1 H264 h264 x264 "
-      "106 WMV1 wmv1 107 WMV2 wmv2 108 WMV3 wmv3 109 WVC1 wvc1 110 WMVA wmva "
-      "112 MP42 mp42 M4S2 m4s2 113 MP43 mp43 114 MJPG mjpg "
-      "115 VP60 vp60 VP61 vp61 VP62 Vp62 VP6F 116 VP70 vp70 VP71 vp71 VP72 vp72 "
-      "117 VP80 vp80 VP81 vp81 VP82 vp82 118 DIV1 div1 DIV3 div3 DIV4 div4 119 MPG1 mpg1 "
-      "120 MP4V mp4v 121 THEO theo 123 DIVX divx 124 DX50 dx50 DIV5 div5 125 DXMF dxmf "
-      "126 XVID xvid 100 vp62 vp6f X264 Mpg2 wMV3 AVC2 S263 WMVP "
-      "0x0000 0x0002 0x0165 0x2002 0x7A23 0xFFFE");
-  unsigned codec = 0;
-  for (std::string word; table >> word;) {
-    TrackInfo info{9, 9, 9, 9, 9, 9, 9, 9, 9};
-    if (word.size() == 3) {
-      codec = static_cast<unsigned>(std::stoul(word));
-    } else if (word.size() == 6) {
+  const struct {
+    unsigned codec;
+    std::vector<unsigned short> formatTags;
+    std::vector<const char*> fourccs;
+  } cases[] = {
+      {100,
+       {0x0000, 0x0002, 0x0165, 0x2002, 0x7A23, 0xFFFE},
+       {"vp62", "vp6f", "X264", "Mpg2", "wMV3", "AVC2", "S263", "WMVP"}},
+      {101, {}, {"MPG2", "mpg2"}},
+      {102, {}, {"MPG4", "mpg4", "FMP4", "fmp4", "DIV2", "div2"}},
+      {103, {}, {"H263", "h263"}},
+      {104, {}, {"AVC1", "avc1", "H264", "h264", "x264"}},
+      {106, {}, {"WMV1", "wmv1"}},
+      {107, {}, {"WMV2", "wmv2"}},
+      {108, {}, {"WMV3", "wmv3"}},
+      {109, {}, {"WVC1", "wvc1"}},
+      {110, {}, {"WMVA", "wmva"}},
+      {112, {}, {"MP42", "mp42", "M4S2", "m4s2"}},
+      {113, {}, {"MP43", "mp43"}},
+      {114, {}, {"MJPG", "mjpg"}},
+      {115, {}, {"VP60", "vp60", "VP61", "vp61", "VP62", "Vp62", "VP6F"}},
+      {116, {}, {"VP70", "vp70", "VP71", "vp71", "VP72", "vp72"}},
+      {117, {}, {"VP80", "vp80", "VP81", "vp81", "VP82", "vp82"}},
+      {118, {}, {"DIV1", "div1", "DIV3", "div3", "DIV4", "div4"}},
+      {119, {}, {"MPG1", "mpg1"}},
+      {120, {}, {"MP4V", "mp4v"}},
+      {121, {}, {"THEO", "theo"}},
+      {123, {}, {"DIVX", "divx"}},
+      {124, {}, {"DX50", "dx50", "DIV5", "div5"}},
+      {125, {}, {"DXMF", "dxmf"}},
+      {126, {}, {"XVID", "xvid"}},
+      {201, {0x00FF}, {}},
+      {202, {0x0050, 0x0055}, {}},
+      {203, {0x0092, 0x2000}, {}},
+      {205, {0x2001}, {}},
+      {206, {0x0001}, {}},
+      {209, {0x0164}, {}},
+      {210, {0x0160}, {}},
+      {211, {0x0161}, {}},
+      {212, {0x0162}, {}},
+      {213, {0x0163}, {}},
+      {214, {0x000A}, {}},
+      {215, {0x7A21, 0x7A22}, {}},
+      {221, {0x0007}, {}},
+      {222, {0x0045}, {}},
+  };
+  for (const auto& [codec, formatTags, fourccs] : cases) {
+    for (const unsigned short tag : formatTags) {
+      TrackInfo info{9, 9, 9, 9, 9, 9, 9, 9, 9};
       audio_specific_data data{};
-      data.formatTag = static_cast<unsigned short>(std::stoul(word, nullptr, 16));
+      data.formatTag = tag;
       setTrackInfo(&info, &data, nullptr);
-      EXPECT_EQ(codec, info.codec) << word;
-    } else {
+      EXPECT_EQ(codec, info.codec) << tag;
+    }
+    for (const char* fourcc : fourccs) {
+      TrackInfo info{9, 9, 9, 9, 9, 9, 9, 9, 9};
       video_specific_data data{};
-      std::memcpy(&data.compression, word.data(), 4);
+      std::memcpy(&data.compression, fourcc, 4);
       setTrackInfo(&info, &data, nullptr);
-      EXPECT_EQ(codec, info.codec) << word;
+      EXPECT_EQ(codec, info.codec) << fourcc;
       EXPECT_EQ(0u, info.value3 + info.bitrate);
     }
   }
@@ -111,7 +144,13 @@ TEST(Eac3Probe, ReadsTheIdentifierBehindTheFirstSyncWord) {
   };
   // Block align, codec, and the packets that are read: one more than there are where
   // the end is met.
-  const std::tuple<const char*, std::vector<Bytes>, int, unsigned, std::size_t> cases[] = {
+  const struct {
+    const char* what;
+    std::vector<Bytes> frames;
+    int blockAlign;
+    unsigned codec;
+    std::size_t packets;
+  } cases[] = {
       {"E-AC-3", {eac3, none}, 7, 204, 1},
       {"byte-swapped", {swapped, none}, 7, 204, 1},
       {"half a sync word", {Hex("0B 00 77 00 00 80 00")}, 7, 203, 2},
@@ -200,7 +239,12 @@ TEST(Config, IsWhatFollowsTheFixedPart) {
 
 TEST(Config, ReadsTheVc1SequenceHeader) {
   const Bytes header = Hex("CB 6B 12 34 5F"), start = Hex("00 00 01 0F");
-  const std::tuple<const char*, Bytes, bool, int> cases[] = {
+  const struct {
+    const char* fourcc;
+    Bytes config;
+    bool found;
+    int interlaced;
+  } cases[] = {
       {"WVC1", start + header + Hex("C0"), true, 1},
       {"wvc1", "leading" + start + header + Hex("40 99"), true, 1},
       {"WVC1", start + header + Hex("BF"), true, 0},
@@ -221,7 +265,7 @@ TEST(Config, ReadsTheVc1SequenceHeader) {
     EXPECT_EQ(1u - interlaced, session.parser->CheckIframe_vc1_adv(&picture));
   }
   ParserSession session("", "4");
-  Bytes config = std::get<1>(cases[0]);
+  Bytes config = cases[0].config;
   unsigned long length = config.size();
   EXPECT_EQ(1, session.parser->CheckSeqHdr_vc1_adv(reinterpret_cast<unsigned char*>(&config[0]),
                                                    &length));

@@ -23,14 +23,16 @@ TEST(Header, SkipsWhatItDoesNotKeepByItsSize) {
 
 TEST(Header, SkipsNothingBelow24BytesAndNeverBackwards) {
   const unsigned long long half = 1ull << 63;
-  const std::pair<unsigned long long, const char*> cases[] = {
-      {0, "Skip 0"},
-      {23, "Skip 0"},
-      {24, "Skip 0"},
-      {25, "Skip 1"},
-      {half + 23, "Skip 9223372036854775807"},
-      {half + 24, ""},
-      {~0ull, ""}};
+  const struct {
+    unsigned long long size;
+    const char* skip;
+  } cases[] = {{0, "Skip 0"},
+               {23, "Skip 0"},
+               {24, "Skip 0"},
+               {25, "Skip 1"},
+               {half + 23, "Skip 9223372036854775807"},
+               {half + 24, ""},
+               {~0ull, ""}};
   for (const auto& [size, skip] : cases) {
     ParserSession session(File({Bytes(16, 'u') + Le(size, 8)}), "4");
     EXPECT_EQ(*skip != '\0' ? 0 : kParserMalformed, session.Open()) << size;
@@ -95,15 +97,19 @@ TEST(Header, BoundsAllBuffersTogether) {
 }
 
 TEST(Header, ReadsEveryTypeOfExtendedValueInItsOwnWidth) {
-  const std::tuple<int, unsigned, int, const char*> cases[] = {
-      {0, 5, 5, "string length: 5"},
-      {1, 5, 5, "Byte or Binary length: 5"},
-      {2, 2, 4, "DWord or Bool length: 2"},
-      {3, 2, 4, "DWord or Bool length: 2"},
-      {4, 1, 8, "QWord length: 1"},
-      {5, 4, 2, "Word length: 4"},
-      {6, 3, 3, "this data type is not allowed, type: 6 length: 3"},
-      {0xFFFF, 0, 0, "this data type is not allowed, type: 65535 length: 0"}};
+  const struct {
+    int type;
+    unsigned declared;
+    int width;
+    const char* message;
+  } cases[] = {{0, 5, 5, "string length: 5"},
+               {1, 5, 5, "Byte or Binary length: 5"},
+               {2, 2, 4, "DWord or Bool length: 2"},
+               {3, 2, 4, "DWord or Bool length: 2"},
+               {4, 1, 8, "QWord length: 1"},
+               {5, 4, 2, "Word length: 4"},
+               {6, 3, 3, "this data type is not allowed, type: 6 length: 3"},
+               {0xFFFF, 0, 0, "this data type is not allowed, type: 65535 length: 0"}};
   for (const auto& [type, declared, width, message] : cases) {
     // The next descriptor is found only behind exactly that many bytes.
     const Bytes first = Descriptor("", type, Le(0x1234, width), declared);

@@ -6,9 +6,12 @@ namespace {
 
 TEST(Interface, ThrownFromTheSourceBecomeAStatus) {
   const AsfFile file = AvFile({Packet({Media(1, 3000, "a")})});
-  const std::pair<Fault, int> faults[] = {{Fault::kFail, FaultySource::kFailure},
-                                          {Fault::kThrow, kParserEndOfStream},
-                                          {Fault::kThrowBadAlloc, kParserOutOfRange}};
+  const struct {
+    Fault fault;
+    int status;
+  } faults[] = {{Fault::kFail, FaultySource::kFailure},
+                {Fault::kThrow, kParserEndOfStream},
+                {Fault::kThrowBadAlloc, kParserOutOfRange}};
   for (const auto& [fault, status] : faults) {
     ParserSession opening(file.Build());
     opening.source.Plan(2, fault);

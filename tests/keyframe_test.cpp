@@ -1,6 +1,4 @@
 // Key frame detection, codec by codec.
-#include <sstream>
-
 #include "ParserSession.h"
 
 namespace {
@@ -15,31 +13,33 @@ unsigned IsKeyFrame(ASFParser* parser, const char* fourcc, const Bytes& picture)
 }
 
 TEST(KeyFrame, IsDecidedByThePictureHeader) {
-  // FourCCs of four characters each, then pictures in hexadecimal: + is a key frame.
   // Bytes that are missing count as 0; but a cut-off MPEG start code is none.
-  const std::pair<const char*, const char*> cases[] = {
-      {"MPG1mpg1MPG2mpg2",
-       "+00000100AA08 +00000100AACF -00000100AA10 -00000100AA18 +00000100AA1000000100AA08 "
-       "+000001B300000100AA08 -00000100AA -000001 -"},
-      {"H263h263",
-       "+0000800200000000 -000083021A000000 +0000830219000000 -0000800202000000 -0100800200000000 "
-       "-0001800200000000 -0000840200000000 +00008002 -0000"},
-      {"H263",  // with the extended picture type
-       "+000080021E8F7FE3 -000080021C800004 -000080021C800010 +000080021C0FFFFF "
-       "-000080021C100000 -000080021C400000"},
-      {"MJPGmjpg", "+FFD800 -FFD9 -FED8 -FF"},
-      {"WVC1wvc1", "+C0 +D0 -00 -B0 -E0 -F0 -"},
-      {"WMV3WMVAH264Mpg2DIVXh262", "+99 +"},
+  const struct {
+    std::vector<const char*> fourccs, keyFrames, others;  // pictures in hexadecimal
+  } cases[] = {
+      {{"MPG1", "mpg1", "MPG2", "mpg2"},
+       {"00000100AA08", "00000100AACF", "00000100AA1000000100AA08", "000001B300000100AA08"},
+       {"00000100AA10", "00000100AA18", "00000100AA", "000001", ""}},
+      {{"H263", "h263"},
+       {"0000800200000000", "0000830219000000", "00008002"},
+       {"000083021A000000", "0000800202000000", "0100800200000000", "0001800200000000",
+        "0000840200000000", "0000"}},
+      // with the extended picture type
+      {{"H263"},
+       {"000080021E8F7FE3", "000080021C0FFFFF"},
+       {"000080021C800004", "000080021C800010", "000080021C100000", "000080021C400000"}},
+      {{"MJPG", "mjpg"}, {"FFD800"}, {"FFD9", "FED8", "FF"}},
+      {{"WVC1", "wvc1"}, {"C0", "D0"}, {"00", "B0", "E0", "F0", ""}},
+      {{"WMV3", "WMVA", "H264", "Mpg2", "DIVX", "h262"}, {"99", ""}, {}},
   };
   ParserSession session("");
-  for (const auto& [fourccs, pictures] : cases) {
-    for (const char* fourcc = fourccs; *fourcc != '\0'; fourcc += 4) {
-      std::istringstream list(pictures);
-      for (std::string picture; list >> picture;) {
-        EXPECT_EQ(picture[0] == '+' ? 1u : 0u,
-                  IsKeyFrame(session.parser.get(), fourcc, Hex(picture.c_str() + 1)))
-            << fourcc << " " << picture;
-      }
+  for (const auto& [fourccs, keyFrames, others] : cases) {
+    for (const char* fourcc : fourccs) {
+      const auto isKeyFrame = [&](const char* picture) {
+        return IsKeyFrame(session.parser.get(), fourcc, Hex(picture));
+      };
+      for (const char* picture : keyFrames) EXPECT_EQ(1u, isKeyFrame(picture)) << fourcc << picture;
+      for (const char* picture : others) EXPECT_EQ(0u, isKeyFrame(picture)) << fourcc << picture;
     }
   }
 }
@@ -48,7 +48,10 @@ TEST(KeyFrame, PrintsWhatItFound) {
   const std::string h263 = "2 CheckIframe_h263\n2 [";
   const std::string intra = "]H263 StartCode and Iframe picture type are founded\n";
   const std::string mpeg = "2 CheckIframe_mpeg\n6 MPEG1 or 2 StartCode(P frmae) is founded, ";
-  const std::tuple<const char*, const char*, std::string> cases[] = {
+  const struct {
+    const char *fourcc, *picture;
+    std::string log;
+  } cases[] = {
       {"MPG2", "99 00 00 01 00 AA 10 00 00 01 00 AA 08",
        mpeg + "es_offset 1\n6 MPEG1 or 2 StartCode(I frmae) is founded, es_offset 7\n"},
       {"H263", "00 00 80 02 00 00 00 00", h263 + "PTYPE" + intra},
@@ -89,7 +92,10 @@ TEST(KeyFrame, ReadsInterlacedVc1) {
 
 TEST(KeyFrame, LiesBehindAVc1StartCode) {
   const Bytes code = Hex("00 00 01 0D"), start = Hex("00 00 01 0F") + "123456" + code;
-  const std::tuple<Bytes, int, int> cases[] = {
+  const struct {
+    Bytes data;
+    int frame, sequence;
+  } cases[] = {
       {code + "x", 0, 0},
       {code, kParserInternal, 0},
       {"ab" + code + "x", 2, kParserInternal},

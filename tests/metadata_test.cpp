@@ -1,4 +1,6 @@
 // The header extension's walk, and where each tag comes from.
+#include <malloc.h>
+
 #include "ParserSession.h"
 
 namespace {
@@ -61,17 +63,31 @@ TEST(HeaderExtension, WalksItsObjects) {
   EXPECT_EQ(kParserMalformed, Walk({}));
 }
 
-// A tag as "TYPE/LENGTH/VALUE": a text's bytes, any other value in decimal.
-std::string Tag(ParserSession* session, unsigned key) {
+struct TagValue {
+  unsigned type, length;
+  std::string value;  // a text's bytes, any other value in decimal
+
+  bool operator==(const TagValue& other) const {
+    return type == other.type && length == other.length && value == other.value;
+  }
+};
+const TagValue kNoTag = {kMetaString, 0, "0"};
+
+std::ostream& operator<<(std::ostream& out, const TagValue& tag) {
+  return out << tag.type << "/" << tag.length << "/" << tag.value;
+}
+
+TagValue Tag(ParserSession* session, unsigned key) {
   meta_descriptor tag{};
   tag.key = key;
   const int found = session->parser->SetMetaData(&tag);
   EXPECT_EQ(+tag.length, static_cast<unsigned>(found));
-  const std::string front = std::to_string(tag.type) + "/" + std::to_string(tag.length) + "/";
   unsigned long long value;
   std::memcpy(&value, tag.value, sizeof(value));
-  if (tag.type > 1 || tag.length == 0) return front + std::to_string(value);
-  return front + std::string(reinterpret_cast<const char*>(value), tag.length);
+  if (tag.type > kMetaBytes || tag.length == 0) {
+    return {tag.type, tag.length, std::to_string(value)};
+  }
+  return {tag.type, tag.length, std::string(reinterpret_cast<const char*>(value), tag.length)};
 }
 
 TEST(Tags, ComeFromTheFirstObjectThatHasThem) {
@@ -91,37 +107,45 @@ TEST(Tags, ComeFromTheFirstObjectThatHasThem) {
     return HeaderExtension(Metadata({Record(kTitle, 0, first)}) +
                            Library({Record(kTitle, 0, second)}));
   };
-  const std::tuple<std::vector<Bytes>, unsigned, const char*> cases[] = {
-      {{}, 0, "0/0/0"},
-      {{ecd(kTitle, 0, "ecd"), cd}, 0, "0/3/ecd"},
-      {{ecd(kTitle, 0, ""), both("meta", "lib"), cd}, 0, "0/4/meta"},
-      {{ecd(kTitle, 0, ""), library("WM/TrackTitle", "lib"), cd}, 0, "0/3/lib"},
-      {{ecd(kTitle, 0, ""), cd}, 0, "0/8/cd-title"},
-      {{both("", "lib"), cd}, 0, "0/8/cd-title"},  // an empty value ends the search
-      {{meta(kTitle, 7, "guid"), cd}, 0, "7/4/0"},
-      {{noTitle}, 0, "0/0/0"},
-      {{cd}, 1, "0/9/cd-author"},
-      {{ecd(undef, 0, "ecd"), cd}, 1, "0/3/ecd"},
-      {{ecd(undef, 0, "ecd")}, 77, "0/3/ecd"},
+  const struct {
+    std::vector<Bytes> header;
+    unsigned key;
+    TagValue tag;
+  } cases[] = {
+      {{}, META_TITLE, kNoTag},
+      {{ecd(kTitle, 0, "ecd"), cd}, META_TITLE, {kMetaString, 3, "ecd"}},
+      {{ecd(kTitle, 0, ""), both("meta", "lib"), cd}, META_TITLE, {kMetaString, 4, "meta"}},
+      {{ecd(kTitle, 0, ""), library("WM/TrackTitle", "lib"), cd},
+       META_TITLE,
+       {kMetaString, 3, "lib"}},
+      {{ecd(kTitle, 0, ""), cd}, META_TITLE, {kMetaString, 8, "cd-title"}},
+      {{both("", "lib"), cd},
+       META_TITLE,
+       {kMetaString, 8, "cd-title"}},  // an empty value ends the search
+      {{meta(kTitle, 7, "guid"), cd}, META_TITLE, {7, 4, "0"}},
+      {{noTitle}, META_TITLE, kNoTag},
+      {{cd}, META_AUTHOR, {kMetaString, 9, "cd-author"}},
+      {{ecd(undef, 0, "ecd"), cd}, META_AUTHOR, {kMetaString, 3, "ecd"}},
+      {{ecd(undef, 0, "ecd")}, 77, {kMetaString, 3, "ecd"}},
       // Every type from either kind of object; BOOL differs between them.
-      {{ecd(kYear, 1, "bytes")}, 16, "1/5/bytes"},
-      {{ecd(kYear, 2, Le(0x10000, 4))}, 16, "2/4/1"},
-      {{ecd(kYear, 2, Le(0, 4))}, 16, "2/4/0"},
-      {{ecd(kYear, 3, Le(0x87654321, 4))}, 16, "3/4/2271560481"},
-      {{ecd(kYear, 4, Le(1ull << 40, 8))}, 16, "4/8/1099511627776"},
-      {{ecd(kYear, 5, Le(0x8001, 2))}, 16, "5/2/32769"},
-      {{ecd(kYear, 9, "odd")}, 16, "9/3/0"},
-      {{meta(kYear, 1, "bytes")}, 16, "1/5/bytes"},
-      {{meta(kYear, 2, Le(0x10000, 4))}, 16, "2/4/65536"},
-      {{meta(kYear, 3, Le(0x187654321, 5))}, 16, "3/5/2271560481"},
-      {{meta(kYear, 4, Le(1ull << 40, 8) + "x")}, 16, "4/9/1099511627776"},
-      {{meta(kYear, 5, Le(0x1238001, 4))}, 16, "5/4/32769"},
-      {{meta(kYear, 4, "\x05")}, 16, "4/1/5"},  // what is missing is 0
-      {{library("WM/Composer", "c")}, 17, "0/1/c"},
-      {{library("WM/AlbumTitle", "t")}, 14, "0/1/t"},
-      {{library("WM/AlbumArtist", "a")}, 13, "0/1/a"},
-      {{library("WM/TrackNumber", "n")}, 18, "0/1/n"},
-      {{library("WM/Picture", "p")}, 19, "0/1/p"},
+      {{ecd(kYear, 1, "bytes")}, META_YEAR, {kMetaBytes, 5, "bytes"}},
+      {{ecd(kYear, 2, Le(0x10000, 4))}, META_YEAR, {kMetaBool, 4, "1"}},
+      {{ecd(kYear, 2, Le(0, 4))}, META_YEAR, {kMetaBool, 4, "0"}},
+      {{ecd(kYear, 3, Le(0x87654321, 4))}, META_YEAR, {kMetaDword, 4, "2271560481"}},
+      {{ecd(kYear, 4, Le(1ull << 40, 8))}, META_YEAR, {kMetaQword, 8, "1099511627776"}},
+      {{ecd(kYear, 5, Le(0x8001, 2))}, META_YEAR, {kMetaWord, 2, "32769"}},
+      {{ecd(kYear, 9, "odd")}, META_YEAR, {9, 3, "0"}},
+      {{meta(kYear, 1, "bytes")}, META_YEAR, {kMetaBytes, 5, "bytes"}},
+      {{meta(kYear, 2, Le(0x10000, 4))}, META_YEAR, {kMetaBool, 4, "65536"}},
+      {{meta(kYear, 3, Le(0x187654321, 5))}, META_YEAR, {kMetaDword, 5, "2271560481"}},
+      {{meta(kYear, 4, Le(1ull << 40, 8) + "x")}, META_YEAR, {kMetaQword, 9, "1099511627776"}},
+      {{meta(kYear, 5, Le(0x1238001, 4))}, META_YEAR, {kMetaWord, 4, "32769"}},
+      {{meta(kYear, 4, "\x05")}, META_YEAR, {kMetaQword, 1, "5"}},  // what is missing is 0
+      {{library("WM/Composer", "c")}, META_COMPOSER, {kMetaString, 1, "c"}},
+      {{library("WM/AlbumTitle", "t")}, META_ALBUM, {kMetaString, 1, "t"}},
+      {{library("WM/AlbumArtist", "a")}, META_ARTIST, {kMetaString, 1, "a"}},
+      {{library("WM/TrackNumber", "n")}, META_TRACK_NUM, {kMetaString, 1, "n"}},
+      {{library("WM/Picture", "p")}, META_ALBUM_ART, {kMetaString, 1, "p"}},
   };
   for (const auto& [header, key, tag] : cases) {
     OpenSession session(AsfFile{header});
@@ -129,11 +153,27 @@ TEST(Tags, ComeFromTheFirstObjectThatHasThem) {
   }
 }
 
+TEST(Tags, HaveTwoZeroBytesBehindTheirText) {
+  mallopt(M_PERTURB, 1);  // so that memory isn't zero by chance
+  const Bytes headers[] = {ContentDescription({"text", "", "", "", ""}),
+                           ExtendedContent({Descriptor(kTitle, kMetaString, "text")})};
+  for (const Bytes& header : headers) {
+    OpenSession session(AsfFile({header}));
+    const unsigned char* text;
+    std::memcpy(&text, session.parser->GetMetaInfo()->descriptors[0].value, sizeof(text));
+    EXPECT_EQ(Bytes("text\0\0", 6), Bytes(text, text + 6));
+  }
+  mallopt(M_PERTURB, 0);
+}
+
 TEST(Tags, MatchNamesAsTheyAreStored) {
   Bytes accented = kGenre;
   accented.insert(6, Le(0xE9, 2));  // swallows the character behind it: "WM/" é "enre"
   const Bytes bare = Utf16("WM/Genre", false);
-  const std::tuple<Bytes, bool, bool> cases[] = {
+  const struct {
+    Bytes name;
+    bool isGenre, isGenreId;
+  } cases[] = {
       {kGenre, true, false},
       {Utf16("WM/GenreID"), false, true},
       {bare, true, true},
@@ -149,12 +189,13 @@ TEST(Tags, MatchNamesAsTheyAreStored) {
       {Utf16(Bytes(30000, 'W').c_str()), false, false},
       {Bytes(60000, '\xEE'), false, false},
   };
+  const TagValue found = {kMetaString, 1, "v"};
   for (const auto& [name, isGenre, isGenreId] : cases) {
     for (const Bytes& object : {ExtendedContent({Descriptor(name, 0, "v")}),
                                 HeaderExtension(Metadata({Record(name, 0, "v")}))}) {
       OpenSession session(AsfFile({object}));
-      EXPECT_EQ(isGenre ? "0/1/v" : "0/0/0", Tag(&session, 8)) << name.substr(0, 40);
-      EXPECT_EQ(isGenreId ? "0/1/v" : "0/0/0", Tag(&session, 9)) << name.substr(0, 40);
+      EXPECT_EQ(isGenre ? found : kNoTag, Tag(&session, META_GENRE)) << name.substr(0, 40);
+      EXPECT_EQ(isGenreId ? found : kNoTag, Tag(&session, META_GENRE_ID)) << name.substr(0, 40);
     }
   }
 }
@@ -164,7 +205,11 @@ TEST(Tags, SayWhereTheyLooked) {
   const Bytes emptyMeta = HeaderExtension(Metadata({Record(kArtist, 0, "")}));
   const Bytes emptyEcd = ExtendedContent({Descriptor(kArtist, 0, "")});
   const std::string end = " has no matched meta data\n";
-  const std::tuple<std::vector<Bytes>, unsigned, std::string> cases[] = {
+  const struct {
+    std::vector<Bytes> header;
+    unsigned key;
+    std::string log;
+  } cases[] = {
       {{}, 13, ""},
       {{emptyMeta, cd}, 13, "2 ContentDescription" + end},
       {{emptyEcd, cd}, 13, "2 ContentDescription" + end},
@@ -194,7 +239,11 @@ TEST(Tags, AreNineInFixedOrderAndBuiltAnew) {
 }
 
 TEST(UnicodeToUtf8, DropsTheUnitBehindATwoByteCharacter) {
-  const std::tuple<std::vector<unsigned short>, int, Bytes> cases[] = {
+  const struct {
+    std::vector<unsigned short> units;
+    int count;
+    Bytes expected;
+  } cases[] = {
       {{'a', 0x7F, 0}, 3, Hex("61 7F 00")},
       {{'a', 'b'}, 0, ""},
       {{'a', 'b'}, -1, ""},

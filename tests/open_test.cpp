@@ -5,8 +5,6 @@
 #include "ParserSession.h"
 #include "asf/Globals.h"
 
-using namespace std::string_literals;
-
 namespace {
 
 // Every kind of object that Open keeps, and one that it skips in each place. What
@@ -103,35 +101,45 @@ TEST(Open, PrintsEveryMessage) {
 }
 
 TEST(Open, TakesTheFirstAudioAndTheFirstVideoStream) {
-  // A stream's kind and number; then the track index of each pass of the loop,
-  // x = dropped.
-  const std::tuple<const char*, const char*, const char*> cases[] = {
-      {"", "", ""},
-      {"A1V2", "A1V2", "01"},
-      {"V7A9", "V7A9", "01"},
-      {"A1A2V3", "A1V3", "01x1"},
-      {"C1C2V3A4V5", "V3A4", "0x0x012x"},
-      {"C1", "", "0x"}};
-  for (const auto& [streams, tracks, loop] : cases) {
-    SCOPED_TRACE(streams);
+  struct Given {
+    AsfObjectId type;
+    int number;
+  };
+  const AsfObjectId audio = ID_AUDIO_MEDIA, video = ID_VIDEO_MEDIA, command = ID_COMMAND_MEDIA;
+  constexpr int kDropped = -1;
+  const struct {
+    std::vector<Given> streams;
+    std::vector<unsigned> tracks;  // numbers of their streams
+    std::vector<int> passes;       // the track index of each pass of the loop
+  } cases[] = {{{}, {}, {}},
+               {{{audio, 1}, {video, 2}}, {1, 2}, {0, 1}},
+               {{{video, 7}, {audio, 9}}, {7, 9}, {0, 1}},
+               {{{audio, 1}, {audio, 2}, {video, 3}}, {1, 3}, {0, 1, kDropped, 1}},
+               {{{command, 1}, {command, 2}, {video, 3}, {audio, 4}, {video, 5}},
+                {3, 4},
+                {0, kDropped, 0, kDropped, 0, 1, 2, kDropped}},
+               {{{command, 1}}, {}, {0, kDropped}}};
+  for (const auto& [streams, tracks, passes] : cases) {
     AsfFile file({}, {Packet({Media(1, 0, "x")})});
-    for (const char* s = streams; *s != '\0'; s += 2) {
-      const int number = s[1] - '0', flags = 0x8000 | number;  // marked as encrypted
+    for (const auto& [type, number] : streams) {
       // The formats carry the stream number: as channels, as width.
-      file.header.push_back(*s == 'A'   ? AudioStream(flags, AudioFormat(1, 1, 1, {}, number))
-                            : *s == 'V' ? VideoStream(flags, VideoFormat("WMV3", {}, number))
-                                        : Stream(ID_COMMAND_MEDIA, flags, ""));
+      const Bytes format = type == audio   ? AudioFormat(1, 1, 1, {}, number)
+                           : type == video ? VideoFormat("WMV3", {}, number)
+                                           : "";
+      file.header.push_back(Stream(type, 0x8000 | number, format));  // marked as encrypted
     }
     OpenedSession session(file.Build(), "7");
-    std::string passes, taken;
-    for (const char* s = loop; *s != '\0'; ++s) {
-      passes += *s == 'x' ? "6 [Open] not support StreamType\n"
-                          : "2 [ASFParser] open > loop("s + *s + ") trackindex(" + *s + ")\n";
+    std::string log;
+    for (const int pass : passes) {
+      const std::string index = std::to_string(pass) + ")";
+      log += pass == kDropped
+                 ? "6 [Open] not support StreamType\n"
+                 : "2 [ASFParser] open > loop(" + index + " trackindex(" + index + "\n";
     }
-    EXPECT_NE(Bytes::npos, TakeLog().find("offset -1011 \n" + passes + "2 [ASFParser] in >>"));
-    for (unsigned i = 0; i < session.parser->GetTrackCount(); ++i) {
-      const TrackInfo* info = session.parser->GetTrackInfo(i);
-      taken += (info->trackType == kTrackAudio ? "A" : "V") + std::to_string(info->value1);
+    EXPECT_NE(Bytes::npos, TakeLog().find("offset -1011 \n" + log + "2 [ASFParser] in >>"));
+    std::vector<unsigned> taken;
+    for (unsigned k = 0; k < session.parser->GetTrackCount(); ++k) {
+      taken.push_back(session.parser->GetTrackInfo(k)->value1);
     }
     EXPECT_EQ(tracks, taken);
   }
@@ -267,7 +275,10 @@ TEST(Open, OnceMoreKeepsNoTrack) {
 }
 
 TEST(LifeCycle, TakesTheLevelFromTheProperty) {
-  const std::pair<const char*, int> levels[] = {{nullptr, 1}, {"6", 6}, {"0x7", 0}, {"loud", 0}};
+  const struct {
+    const char* property;
+    int level;
+  } levels[] = {{nullptr, 1}, {"6", 6}, {"0x7", 0}, {"loud", 0}};
   for (const auto& [property, level] : levels) {
     SetLevelProperty(property);
     ASFParser parser;

@@ -91,14 +91,19 @@ TEST(PacketHeader, SettlesThePacketLength) {
 }
 
 TEST(CodedField, ReadsItsWidth) {
-  const std::tuple<unsigned char, const char*, int, unsigned, const char*> cases[] = {
-      {0, "abcd", 0, 0, ""},
-      {1, "\x01", 1, 1, "Read 1"},
-      {1, "\x02", 0, 2, "Read 1"},
-      {2, "\x01\x02", 0, 0x201, "Read 2"},
-      {3, "abcd", 0, 0x64636261, "Read 4"},
-      {4, "abcd", 0, 0, ""},
-      {3, "a", 0, 0x61, "Read 4"}};
+  const struct {
+    unsigned char type;
+    const char* bytes;
+    int result;
+    unsigned value;
+    const char* calls;
+  } cases[] = {{0, "abcd", 0, 0, ""},
+               {1, "\x01", 1, 1, "Read 1"},
+               {1, "\x02", 0, 2, "Read 1"},
+               {2, "\x01\x02", 0, 0x201, "Read 2"},
+               {3, "abcd", 0, 0x64636261, "Read 4"},
+               {4, "abcd", 0, 0, ""},
+               {3, "a", 0, 0x61, "Read 4"}};
   for (const auto& [type, bytes, result, value, calls] : cases) {
     FaultySource source(bytes), failing(bytes);
     source.RecordCalls();
@@ -125,7 +130,11 @@ TEST(Demux, CallsTheSourceInOrder) {
   const std::string whole = "Read 1, Read 1, Read 4, Read 1, Read 8, ";
   const std::string cut = "Read 1, Read 1, Read 4, Read 1, Read 1, ";
   const std::string skipped = whole + "Read 2, Skip 5", taken = whole + "Read 2, Read 5";
-  const std::tuple<std::vector<Payload>, int, std::string> cases[] = {
+  const struct {
+    std::vector<Payload> payloads;
+    int mode;
+    std::string calls;
+  } cases[] = {
       {{video}, 1, whole + "GetPosition, Read 5, Skip 167"},
       {{video}, 2, whole + "GetPosition, Skip 5, Skip 167"},
       {{sound, video}, 0, "Read 1, " + taken + ", " + taken + ", Skip 142"},
@@ -153,7 +162,11 @@ TEST(Demux, QueuesWholeMediaObjects) {
   const Payload a = Media(1, 3020, "a"), rest = Media(1, 3030, "rest").Offset(3);
   const Payload v = Media(2, 4000, "v"), x = Media(3, 4000, "x"), timed = Media(1, 0, "t");
   const Bytes time = Le(3005, 4);
-  const std::tuple<std::vector<Payload>, int, const char*> cases[] = {
+  const struct {
+    std::vector<Payload> payloads;
+    int mode;
+    const char* units;
+  } cases[] = {
       {{Media(1, 3001, "a"), Media(1, 3000, "b"), Media(1, 9, "c")}, 2, "a@1 b@0 c@0 "},
       {{a, v}, 0, "a@20 v@1000 "},
       {{a, v}, 1, "v@1000 "},
@@ -215,7 +228,10 @@ TEST(Demux, CutsASinglePayloadByLengthAndPadding) {
 
 TEST(Demux, RefusesSizesOutOfRange) {
   const Payload good = Media(1, 3000, "good"), bad = Media(1, 0, "x");
-  const std::tuple<Payload, std::string> cases[] = {
+  const struct {
+    Payload payload;
+    std::string message;
+  } cases[] = {
       {Payload(bad).Replicated(""), "size trouble (0)"},
       {Payload(bad).ReplicatedLength(0x100001), "size trouble (1048577)"},
       {Payload(bad).ReplicatedLength(~0u), "size trouble (4294967295)"},
@@ -255,7 +271,9 @@ TEST(Demux, AcceptsSizesAtTheLimit) {
 
 TEST(Demux, StripsVc1SequenceHeaders) {
   const Bytes frame = Hex("00 00 01 0D"), headers = Hex("00 00 01 0F") + Bytes(26, 'h');
-  const std::pair<Bytes, Bytes> cases[] = {
+  const struct {
+    Bytes data, kept;
+  } cases[] = {
       {headers + frame + "picture", "picture"},
       {headers + frame + "p", "p"},
       {headers + frame, headers + frame},  // no byte would be left
@@ -297,7 +315,9 @@ TEST(Demux, PassesEveryFailureOn) {
       EXPECT_EQ(call == 26 ? 0 : -77, WalkPacket(&session, mode)) << call << " " << mode;
     }
   }
-  const std::pair<const char*, const char*> messages[] = {
+  const struct {
+    const char *call, *message;
+  } messages[] = {
       // of the two-argument form
       {"Read 8", "6 [ASFParser] ParseDataPacket payload read fail \n"},
       {"Read 123", "6 [ASFParser] ParseDataPacket read fail ret (-77)\n"},
@@ -328,11 +348,14 @@ TEST(Demux, EndsWithTheDataOrTheBytes) {
   OpenSession first(noLength);
   EXPECT_EQ(kParserOutOfRange, first.parser->ParseDataPacket(0, 2));
   EXPECT_EQ(kParserEndOfStream, first.parser->ParseDataPacket(1, 2));
-  const std::tuple<std::size_t, int, const char*> cases[] = {
-      {0, kParserEndOfStream, ""},
-      {28, kParserEndOfStream, ""},  // not one byte of the body
-      {29, 0, "b@0 "},
-      {31, 0, "bcd@0 "}};
+  const struct {
+    std::size_t bytes;
+    int status;
+    const char* units;
+  } cases[] = {{0, kParserEndOfStream, ""},
+               {28, kParserEndOfStream, ""},  // not one byte of the body
+               {29, 0, "b@0 "},
+               {31, 0, "bcd@0 "}};
   for (const auto& [bytes, status, units] : cases) {
     OpenedSession cut(file.Build().substr(0, 609 + bytes));
     EXPECT_EQ(status, cut.parser->ParseDataPacket(1, 2));

@@ -22,15 +22,16 @@ AsfFile SeekFile(const Bytes& trailing = SimpleIndex(10000000,
   return file;
 }
 
+using Packets = std::vector<unsigned long long>;
+
 // The numbers of the packets whose first byte was read since the last call.
-std::string Probed(ParserSession* session) {
+Packets Probed(ParserSession* session) {
   std::istringstream calls(session->source.TakeCalls());
-  std::string probed, call;
-  while (std::getline(calls, call, ',')) {
+  Packets probed;
+  for (std::string call; std::getline(calls, call, ',');) {
     const auto at = call.find("ReadAt ");
     if (at == call.npos || call.substr(call.size() - 2) != "+1") continue;
-    const auto packet = (std::stoull(call.substr(at + 7)) - kDataStart) / 200;
-    probed += (probed.empty() ? "" : " ") + std::to_string(packet);
+    probed.push_back((std::stoull(call.substr(at + 7)) - kDataStart) / 200);
   }
   return probed;
 }
@@ -41,7 +42,11 @@ TEST(PacketTime, IsThatOfTheFirstFittingPayload) {
   const std::string noAudio = "2 !Audio payload\n";
   const std::string noVideo = "2 GetPacketTime !keyframe or !video payload\n";
   const std::string compressed = "6 GetPacketTime [compressed payload]";
-  const std::tuple<std::vector<Payload>, int, int, std::string> cases[] = {
+  const struct {
+    std::vector<Payload> payloads;
+    int track, expected;
+    std::string log;
+  } cases[] = {
       {{key}, 1, 700, ""},
       {{video}, 1, 0, noVideo},
       {{video, key}, 1, 700, noVideo},
@@ -67,43 +72,68 @@ TEST(PacketTime, IsThatOfTheFirstFittingPayload) {
   }
 }
 
-// The packet found and ": ", then the packets that were probed.
-std::string Find(OpenSession* session, unsigned long target, int track, int seekMode) {
+// The packet to restart from, and those that were probed on the way to it.
+struct Found {
+  long long packet;
+  Packets probed;
+};
+
+void ExpectFound(const Found& expected, OpenSession* session, unsigned long target, int track,
+                 int seekMode) {
+  SCOPED_TRACE(::testing::Message() << target << " ms, track " << track << ", mode " << seekMode);
   session->source.TakeCalls();
-  const long long packet = session->parser->GetStartPacketNumEx(target, track, 0, 0, 0, seekMode);
-  return std::to_string(packet) + ": " + Probed(session);
+  EXPECT_EQ(expected.packet,
+            session->parser->GetStartPacketNumEx(target, track, 0, 0, 0, seekMode));
+  EXPECT_EQ(expected.probed, Probed(session));
 }
 
 // Key frames are at 0, 2000 (packet 4), 4000, 6000 and 8000 ms (packet 16). One at
 // the target is taken by neither scan, packet 0 is never probed, and a tie goes to
 // the earlier one. Audio walks on from the key frame's packet to its own.
 TEST(Seek, FindsThePacketInTheIndex) {
-  const std::tuple<unsigned long, int, const char*, const char*, const char*> cases[] = {
-      {5000, 1, "8: 8", "12: 8 12", "8: 8 8 12"},
-      {5001, 1, "8: 8", "12: 8 12", "12: 8 8 12"},
-      {4000, 1, "4: 8 4", "12: 8 12", "4: 8 4 8 12"},
-      {1500, 1, "0: ", "4: 4", "4: 4"},
-      {500, 1, "0: ", "4: 4", "0: 4"},
-      {0, 1, "0: ", "0: ", "0: "},
-      {9000, 1, "16: 16", "16: 16", "16: 16 16"},
-      {99999, 1, "16: 16", "16: 16", "16: 16 16"},
-      {5000, 2, "10: 8 8 9 10 11", "10: 8 12 12 11 10 9", "10: 8 8 12 8 9 10 11"},
-      {5251, 2, "11: 8 8 9 10 11", "11: 8 12 12 11 10", "11: 8 8 12 12 11 10"},
-      {4000, 2, "8: 8 4 4 5 6 7 8 9", "8: 8 12 12 11 10 9 8 7", "8: 8 4 8 12 4 5 6 7 8 9"},
-      {9000, 2, "18: 16 16 17 18 19", "18: 16 16 17 18 19", "16: 16 16"},
-      {5000, 3, "0: 0", "0: 0", "0: 0"},
+  constexpr int kNeither = 3;
+  const struct {
+    unsigned long target;
+    int track;
+    Found previous, next, closest;
+  } cases[] = {
+      {5000, kTrackVideo, {8, {8}}, {12, {8, 12}}, {8, {8, 8, 12}}},
+      {5001, kTrackVideo, {8, {8}}, {12, {8, 12}}, {12, {8, 8, 12}}},
+      {4000, kTrackVideo, {4, {8, 4}}, {12, {8, 12}}, {4, {8, 4, 8, 12}}},
+      {1500, kTrackVideo, {0, {}}, {4, {4}}, {4, {4}}},
+      {500, kTrackVideo, {0, {}}, {4, {4}}, {0, {4}}},
+      {0, kTrackVideo, {0, {}}, {0, {}}, {0, {}}},
+      {9000, kTrackVideo, {16, {16}}, {16, {16}}, {16, {16, 16}}},
+      {99999, kTrackVideo, {16, {16}}, {16, {16}}, {16, {16, 16}}},
+      {5000,
+       kTrackAudio,
+       {10, {8, 8, 9, 10, 11}},
+       {10, {8, 12, 12, 11, 10, 9}},
+       {10, {8, 8, 12, 8, 9, 10, 11}}},
+      {5251,
+       kTrackAudio,
+       {11, {8, 8, 9, 10, 11}},
+       {11, {8, 12, 12, 11, 10}},
+       {11, {8, 8, 12, 12, 11, 10}}},
+      {4000,
+       kTrackAudio,
+       {8, {8, 4, 4, 5, 6, 7, 8, 9}},
+       {8, {8, 12, 12, 11, 10, 9, 8, 7}},
+       {8, {8, 4, 8, 12, 4, 5, 6, 7, 8, 9}}},
+      {9000, kTrackAudio, {18, {16, 16, 17, 18, 19}}, {18, {16, 16, 17, 18, 19}}, {16, {16, 16}}},
+      {5000, kNeither, {0, {0}}, {0, {0}}, {0, {0}}},
   };
   for (const auto& [target, track, previous, next, closest] : cases) {
     OpenSession session(SeekFile());
-    const char* expected[] = {previous, next, closest, closest};
-    for (int mode = 0; mode < 4; ++mode) {
-      EXPECT_EQ(expected[mode], Find(&session, target, track, mode)) << target << " " << track;
-    }
+    ExpectFound(previous, &session, target, track, kSeekPreviousSync);
+    ExpectFound(next, &session, target, track, kSeekNextSync);
+    ExpectFound(closest, &session, target, track, kSeekClosestSync);
+    ExpectFound(closest, &session, target, track, kSeekClosest);
   }
   OpenSession unknownMode(SeekFile()), badOrder(SeekFile(SimpleIndex(10000000, {8, 4, 16, 16})));
-  EXPECT_EQ("0: ", Find(&unknownMode, 5000, 1, 7));
-  EXPECT_EQ("4: 16 4", Find(&badOrder, 5000, 1, 0));
-  EXPECT_EQ("0: 16 4", Find(&badOrder, 1500, 1, 0));
+  ExpectFound({0, {}}, &unknownMode, 5000, kTrackVideo, 7);
+  ExpectFound({4, {16, 4}}, &badOrder, 5000, kTrackVideo, kSeekPreviousSync);
+  ExpectFound({0, {16, 4}}, &badOrder, 1500, kTrackVideo, kSeekPreviousSync);
 }
 
 TEST(Seek, EstimatesWhereTheIndexOfAnAudioFileHasNoPacket) {
@@ -111,14 +141,16 @@ TEST(Seek, EstimatesWhereTheIndexOfAnAudioFileHasNoPacket) {
   file.header[1] = Stream(ID_COMMAND_MEDIA, 2, VideoFormat("WMV2"));  // as long as the video's
   OpenSession session(file);
   session.parser->GetTrackInfo(0);
-  EXPECT_EQ("0: 1 0", Find(&session, 500, kTrackAudio, 0));  // from the estimate on
+  ExpectFound({0, {1, 0}}, &session, 500, kTrackAudio, kSeekPreviousSync);  // from the estimate on
 }
 
 TEST(Seek, TakesTheEntryAsItIsInByteMode) {
   OpenSession session(SeekFile(), "4");
-  const std::pair<unsigned long, long long> cases[] = {{0, 0},     {999, 0},         {1999, 0},
-                                                       {2000, 4},  {7000, 12},       {8000, 16},
-                                                       {~0ul, 16}, {~0ul - 3000, 16}};
+  const struct {
+    unsigned long target;
+    long long packet;
+  } cases[] = {{0, 0},     {999, 0},   {1999, 0},  {2000, 4},
+               {7000, 12}, {8000, 16}, {~0ul, 16}, {~0ul - 3000, 16}};
   for (const auto& [target, packet] : cases) {
     for (const int flags : {kSeekByteMode, kSeekByteMode | kSeekTimeMode}) {
       EXPECT_EQ(packet, session.parser->GetStartPacketNumEx(target, 1, flags, 1, 77, 0)) << target;
@@ -131,7 +163,12 @@ TEST(Seek, TakesTheEntryAsItIsInByteMode) {
 
 TEST(Seek, TurnsTheHostsOffsetIntoAPacket) {
   const std::string position = "6 m_StartPosOfDataPackets (409) m_CurDataPacketLen (200)\n";
-  const std::tuple<int, int, unsigned long long, long long, std::string> cases[] = {
+  const struct {
+    int track, scan;
+    unsigned long long offset;
+    long long expected;
+    std::string log;
+  } cases[] = {
       {1, 0, 2414, 10, position + "6 nStartPacket (10) offset (2414) from ReadAtNpt\n"},
       {3, 1, 409, 0, position + "6 nStartPacket (0) offset (409) from ReadAtNpt\n"},
       {1, 0, 0, kParserUnsupported, "6 ReadAtNpt return ERROR\n"},
@@ -161,20 +198,30 @@ TEST(Seek, TurnsTheHostsOffsetIntoAPacket) {
 }
 
 TEST(Seek, EstimatesWithoutAnIndex) {
-  // Target, track, the file's bitrate, bytes of audio a second (0: not described, so
-  // not known), packet. What is out of range is brought to the nearer end.
-  std::istringstream cases(
-      "5000 1 16000 0 50  5000 1 7999 0 0  5000 1 23999 400 50  99 1 16000 0 0 "
-      "4000 2 0 400 8  99999 2 0 400 199  99999 2 16000 0 999  4099 2 0 400 8 "
-      "18446744073709551615 1 16000 0 92233720368547758 "
-      "18446744073709551615 2 0 1073741824 9223372036854775807");
-  unsigned long target;
-  unsigned maxBitrate;
-  long long packet;
-  for (int track, audioRate; cases >> target >> track >> maxBitrate >> audioRate >> packet;) {
+  // What is out of range is brought to the nearer end.
+  constexpr unsigned long kLast = ~0ul;
+  const struct {
+    unsigned long target;
+    int track;
+    unsigned fileBitrate;
+    int audioBytesPerSecond;  // 0: not described, so not known
+    long long packet;
+  } cases[] = {
+      {5000, kTrackVideo, 16000, 0, 50},
+      {5000, kTrackVideo, 7999, 0, 0},
+      {5000, kTrackVideo, 23999, 400, 50},
+      {99, kTrackVideo, 16000, 0, 0},
+      {4000, kTrackAudio, 0, 400, 8},
+      {99999, kTrackAudio, 0, 400, 199},
+      {99999, kTrackAudio, 16000, 0, 999},
+      {4099, kTrackAudio, 0, 400, 8},
+      {kLast, kTrackVideo, 16000, 0, 92233720368547758},
+      {kLast, kTrackAudio, 0, 1073741824, 9223372036854775807},
+  };
+  for (const auto& [target, track, fileBitrate, audioRate, packet] : cases) {
     AsfFile file = SeekFile("");
     file.header[0] = AudioStream(1, AudioFormat(0xFF, audioRate));
-    file.bitrate = maxBitrate;
+    file.bitrate = fileBitrate;
     OpenSession session(file);
     if (audioRate != 0) session.parser->GetTrackInfo(0);
     EXPECT_EQ(packet, session.parser->GetStartPacketNumEx(target, track, 0, 0, 0, 0));
@@ -183,28 +230,42 @@ TEST(Seek, EstimatesWithoutAnIndex) {
 }
 
 TEST(Seek, RefinesFromAStart) {
-  // Audio times by packet in 100 ms (. = no audio there), the packet that video was
-  // sought to, the target, what is found, and the packets that the file says it has.
-  const std::tuple<Bytes, unsigned, unsigned long, const char*, Lie64> cases[] = {
-      {"123456", 3, 300, "2: 3 2 1", {}},      {"123456", 3, 400, "3: 3 2", {}},
-      {"123456", 3, 401, "3: 3 4", {}},        {"123456", 3, 350, "2: 3 2", {}},
-      {"123456", 3, 351, "3: 3 2", {}},        {"123456", 3, 450, "3: 3 4", {}},
-      {"123456", 3, 451, "4: 3 4", {}},        {"123456", 3, 999, "5: 3 4 5", {}},
-      {"123456", 3, 50, "3: 3 2 1 0", {}},     {"123456", 9, 50, "9: ", {}},
-      {"12..5", 3, 250, "1: 3 2 1 2 3 4", {}}, {"1..4", 2, 350, "0: 2 1", {}},
-      {"12..", 1, 500, "1: 1 2 3", {}},        {"12..", 1, 500, "0: 1 2 3", 10},
-      {"123", 1, 500, "0: 1 2", 10},           {"1234", 1, 500, "1: 1", 2}};
-  for (const auto& [times, start, target, found, packetCount] : cases) {
+  constexpr int kNoAudio = -1;
+  const struct {
+    std::vector<int> audioMs;  // of each packet
+    unsigned start;            // the packet that video was sought to
+    unsigned long target;
+    Found found;
+    Lie64 packetCount = {};  // that the file states
+  } cases[] = {
+      {{100, 200, 300, 400, 500, 600}, 3, 300, {2, {3, 2, 1}}},
+      {{100, 200, 300, 400, 500, 600}, 3, 400, {3, {3, 2}}},
+      {{100, 200, 300, 400, 500, 600}, 3, 401, {3, {3, 4}}},
+      {{100, 200, 300, 400, 500, 600}, 3, 350, {2, {3, 2}}},
+      {{100, 200, 300, 400, 500, 600}, 3, 351, {3, {3, 2}}},
+      {{100, 200, 300, 400, 500, 600}, 3, 450, {3, {3, 4}}},
+      {{100, 200, 300, 400, 500, 600}, 3, 451, {4, {3, 4}}},
+      {{100, 200, 300, 400, 500, 600}, 3, 999, {5, {3, 4, 5}}},
+      {{100, 200, 300, 400, 500, 600}, 3, 50, {3, {3, 2, 1, 0}}},
+      {{100, 200, 300, 400, 500, 600}, 9, 50, {9, {}}},
+      {{100, 200, kNoAudio, kNoAudio, 500}, 3, 250, {1, {3, 2, 1, 2, 3, 4}}},
+      {{100, kNoAudio, kNoAudio, 400}, 2, 350, {0, {2, 1}}},
+      {{100, 200, kNoAudio, kNoAudio}, 1, 500, {1, {1, 2, 3}}},
+      {{100, 200, kNoAudio, kNoAudio}, 1, 500, {0, {1, 2, 3}}, 10},
+      {{100, 200, 300}, 1, 500, {0, {1, 2}}, 10},
+      {{100, 200, 300, 400}, 1, 500, {1, {1}}, 2},
+  };
+  for (const auto& [audioMs, start, target, found, packetCount] : cases) {
     AsfFile file = AvFile();
-    for (const char time : times) {
-      const unsigned ms = 3000 + 100 * (time - '0');
-      file.packets.push_back(Packet({time == '.' ? Media(2, 3000, "v") : Media(1, ms, "a")}));
+    for (const int ms : audioMs) {
+      file.packets.push_back(
+          Packet({ms == kNoAudio ? Media(2, 3000, "v") : Media(1, 3000 + ms, "a")}));
     }
     file.packetCount = packetCount;
     OpenSession session(file);
     const unsigned long long offset = kDataStart + 200ull * start;
     EXPECT_EQ(0, session.parser->SeekEx(0, kTrackVideo, kSeekTimeMode, 0, offset, 0));
-    EXPECT_EQ(found, Find(&session, target, kTrackAudio, 0)) << times;
+    ExpectFound(found, &session, target, kTrackAudio, kSeekPreviousSync);
   }
 }
 

@@ -41,7 +41,11 @@ TEST(Video, WaitsForASecondObjectOrTheEnd) {
 
 TEST(Video, DropsWhatIsNoKeyFrame) {
   const Bytes intra = "I" + kPicture + Hex("00 08"), inter = "P" + kPicture + Hex("00 10");
-  const std::tuple<const char*, std::vector<Bytes>, std::string, std::string> cases[] = {
+  const struct {
+    const char* fourcc;
+    std::vector<Bytes> objects;
+    std::string keyFrames, afterSeek;
+  } cases[] = {
       {"WMV3", {"a", "b", "KEY", "c", "KEY2"}, "KEY@200 KEY2@400 ", "KEY@200 c@300 KEY2@400 "},
       {"WMV3", {"a", "b"}, "", ""},
       {"MPG2", {"i" + intra, inter, intra}, intra + "@200 ", intra + "@200 "},
@@ -65,7 +69,10 @@ TEST(Video, DropsWhatIsNoKeyFrame) {
 TEST(Avc, ComesInNalUnits) {
   const Bytes cut = Hex("00 00 00 03 61"), two = Nal("0123456789") + Nal(Bytes(20, 'n'));
   const auto unit = [](const Bytes& data) { return kStart + data + "@0 "; };
-  const std::tuple<const char*, Bytes, Bytes> cases[] = {
+  const struct {
+    const char* what;
+    Bytes object, units;
+  } cases[] = {
       {"two units", two, unit("0123456789") + unit(Bytes(20, 'n'))},
       {"start codes already", kStart + "abc", unit("abc")},
       {"a unit of one byte further on", Nal("ab") + Nal("c"), unit("ab") + unit("c")},
@@ -110,7 +117,10 @@ TEST(Mpeg12, ComesInPictures) {
   const auto picture = [](std::size_t size) { return kPicture + Bytes(size - 4, 'p'); };
   const Bytes first = sequence + picture(48), second = picture(40), third = picture(30);
   const Bytes cut = Hex("00 00 01");
-  const std::tuple<const char*, Bytes, Bytes> cases[] = {
+  const struct {
+    const char* what;
+    Bytes object, units;
+  } cases[] = {
       {"three", first + second + third, first + "@0 " + second + "@33 " + third + "@66 "},
       {"one", first, first + "@0 "},
       {"none", "nothing", "nothing@0 "},
