@@ -1,8 +1,9 @@
 // What the parser takes from the platform it runs on.
 //
-// On Android liblog and libcutils define these; elsewhere libqo_platform.so
-// does, or whatever library the host puts in its place. The parser never
-// defines them.
+// In an Android platform tree liblog and libcutils define these. The NDK has only
+// liblog: there property_get is linked into the parser (SystemProperties.cpp).
+// Elsewhere libqo_platform.so defines them, or whatever library the host puts in
+// its place.
 #ifndef QO_PLATFORM_H
 #define QO_PLATFORM_H
 

@@ -1,10 +1,27 @@
 // The host's byte source: what the parser reads a file through.
 //
-// The host implements it and keeps it alive from Open/OpenEx until Close has
-// returned. The parser never owns or deletes it. All calls come from the thread
-// that called the parser; none may call that parser in its turn. An exception
-// thrown by any operation ends the parser call with kParserEndOfStream
-// (std::bad_alloc: kParserOutOfRange); none passes through the parser.
+// The host implements it and keeps it alive from Open/OpenEx until the parser's
+// last Close has returned. The parser never owns or deletes it. All calls come from
+// the thread that called the parser; none may call that parser in its turn.
+//
+// An operation that fails says so by its status. One that throws all the same ends
+// the parser's call, and no exception passes through the parser:
+//
+//   while a packet is read for delivery   the packet counts as one that failed with
+//                                         kParserEndOfStream: what is queued is
+//                                         still delivered, then comes that status
+//   in Close                              ignored
+//   elsewhere                             the call returns kParserEndOfStream (a
+//                                         pointer: null)
+//
+// std::bad_alloc is returned by the call that met it as kParserOutOfRange, and
+// changes nothing else; but only where the parser and whatever throws share one C++
+// library. Where either has one of its own, linked statically (as an Android build
+// with the NDK has), the parser can't tell the type and takes it for any other
+// exception: a host whose source may run out of memory returns a status instead.
+//
+// A thread that is cancelled in one of these operations, where the C library
+// unwinds it (glibc), leaves through the parser; Close works afterwards.
 #ifndef QO_IDATASOURCE_H
 #define QO_IDATASOURCE_H
 
@@ -13,10 +30,12 @@ class IDataSource {
   // Slots 0 and 1.
   virtual ~IDataSource() = default;
 
-  // Slot 2. Called once, before any other operation. The result is ignored.
+  // Slot 2. Called by the parser's Open or OpenEx, before any other operation. The
+  // result is ignored.
   virtual int Open() = 0;
 
-  // Slot 3. Called once by the parser's Close. The result is ignored.
+  // Slot 3. Called by every Close of the parser, the second one too, once there was
+  // an Open. The result is ignored.
   virtual int Close() = 0;
 
   // Slot 4. Stores the total length in bytes in `*size` (never null). Returns 0,

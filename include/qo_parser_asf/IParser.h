@@ -9,6 +9,7 @@
 //   opened       | any operation below           | opened
 //   opened,      | Close                         | closed: every pointer the parser
 //     failed     |                               |   ever returned is invalid
+//   closed       | Close                         | closed; closes the source again
 //   any          | destroyParser                 | destroyed; without Close before
 //                |                               |   it, what Open allocated leaks
 //
@@ -23,7 +24,9 @@
 //
 // Times are milliseconds from the start of the presentation (preroll removed).
 // No operation throws. Where memory runs out an operation returns
-// kParserOutOfRange (a pointer: null, a count: 0); Close still works.
+// kParserOutOfRange (a pointer: null, a count: 0), and what was there before stays:
+// units that are queued come with the next calls, and the first video unit after a
+// seek is a key frame still. The packet in hand is not read again.
 //
 // The order of the virtual functions is the binary interface: never reorder,
 // insert or remove one.
@@ -60,7 +63,8 @@ class IParser {
   virtual ~IParser() = default;
 
   // Slot 2. Reads the header, the index behind the data and the packet length.
-  // `source` (not null) is the host's and must live until Close has returned.
+  // `source` (not null) is the host's and must live until the last Close has
+  // returned.
   // 0: opened; a file without audio or video opens too, with no tracks.
   // kParserUnsupported: the content is encrypted. kParserOutOfRange: a size in
   // the header is out of range. kParserMalformed: a header object that cannot be
@@ -98,7 +102,8 @@ class IParser {
   // Slot 9. Copies the next audio access unit to `buffer` and stores its size in
   // bytes and its time in ms. `buffer` must hold kMaxAccessUnitBytes: `capacity`
   // is not looked at. No pointer may be null. 0: delivered.
-  // kParserEndOfStream: nothing is left, until a seek. kParserInternal: no unit
+  // kParserEndOfStream: nothing is left, until a seek. kParserOutOfRange: memory
+  // ran out, the next call goes on. kParserInternal: no unit
   // could be located in the queued data.
   virtual int GetAudioData(unsigned char* buffer, unsigned long* size, unsigned long* timeMs,
                            unsigned long capacity) = 0;
@@ -112,8 +117,8 @@ class IParser {
   // Slot 11. The same as GetAudioData for video. `keyFrameOnly` drops everything
   // that is no key frame; the first unit after a seek is always one. AVC comes
   // as one NAL unit per call behind a 00 00 00 01 start code (a media object that
-  // has start codes already: whole), MPEG-1/2 as one picture per call. 0 or
-  // kParserEndOfStream.
+  // has start codes already: whole), MPEG-1/2 as one picture per call. 0,
+  // kParserEndOfStream or kParserOutOfRange.
   virtual int GetVideoData(unsigned char* buffer, unsigned long* size, unsigned long* timeMs,
                            unsigned long capacity, bool keyFrameOnly) = 0;
 
@@ -125,8 +130,13 @@ class IParser {
   virtual int SetConfig() = 0;
 
   // Slot 14. Makes the track `index` the current audio track; queued audio is
-  // dropped, reading goes on at the current packet. An index that is no audio
-  // track changes nothing. Always returns 0.
+  // dropped, reading goes on at the current packet. The one audio track is current
+  // from Open on, so that there is nothing to select: for the current index, and for
+  // one that no audio stream has, nothing happens. The audio streams that Open
+  // dropped have one, the number of tracks before them in the header; it takes the
+  // stream's position in the header for a track's. Audio then reads that track, for
+  // instance the video (index 1 where the streams are audio, audio, video), or the
+  // process ends where there is no such track. Always returns 0.
   virtual int SelectAudioTrack(int index) = 0;
 
   // Slots 15 to 19. Do nothing; return 0.
@@ -147,9 +157,10 @@ class IParser {
   virtual int ParseIndexData(unsigned long long) { return 0; }
   virtual long long GetNextVideoKeyFrameTime(unsigned long timeMs) = 0;
 
-  // Slot 23. Frees everything that Open and reading allocated and closes the
-  // source. Legal in any state; always returns 0. Pointers that the parser
-  // returned are invalid afterwards, counts are 0, reading is at its end.
+  // Slot 23. Closes the source that Open was given, if any, each time anew, so that
+  // the source outlives the last Close; and frees what Open and reading allocated.
+  // Legal in any state; always returns 0. Pointers that the parser returned are
+  // invalid afterwards, counts are 0, reading is at its end.
   virtual int Close() = 0;
 
   // Slot 24. The parser's name, "ASFParser"; a constant, valid for ever.
@@ -181,11 +192,14 @@ class IParser {
   //   offset      time mode only: the byte offset in the file that the host
   //               itself found for `timeMs`
   //   seekMode    kSeekPreviousSync ... kSeekClosest
-  // 0, or with the track left where it was: kParserUnsupported (time mode
-  // without a usable offset, or audio without a video packet to follow),
-  // kParserInternal (unknown track type in time mode), the failure of reading an
-  // indexed packet, or that packet's time where it is 2^31 ms or more and so
-  // negative as a status.
+  // 0, or with the track's cursor, queue and end left as they were:
+  // kParserUnsupported (time mode without a usable offset, or audio without a video
+  // packet to follow), kParserInternal (unknown track type in time mode), the
+  // failure of reading an indexed packet, or that packet's time where it is 2^31 ms
+  // or more and so negative as a status.
+  // Success or not, a packet that is looked at and declares a length below the
+  // header's smallest packet size or above its largest makes that size the packet
+  // length, as reading it does: all packets are then looked for at multiples of it.
   virtual int SeekEx(unsigned long timeMs, int trackType, int modeFlags, int isScanMode,
                      unsigned long long offset, int seekMode) = 0;
 
