@@ -7,7 +7,7 @@
 
 #include <cstdio>
 
-class StdioSource : public IDataSource {
+class StdioSource final : public IDataSource {
  public:
   explicit StdioSource(const char* path) : file_(std::fopen(path, "rb")) {}
   ~StdioSource() override { Close(); }

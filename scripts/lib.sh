@@ -74,12 +74,15 @@ END
   echo "$*" >"$folder/.unpacked"
 }
 
-# Configures and builds a preset; further arguments name targets. An array
-# configure_options adds to the preset, for this once.
+# Configures a preset. An array configure_options adds to it, for this once.
+configure_preset() {
+  if command -v ccache >/dev/null; then export CMAKE_CXX_COMPILER_LAUNCHER=ccache; fi
+  cmake --preset "$1" "${configure_options[@]}" >/dev/null
+}
+
+# Configures and builds a preset; further arguments name targets.
 build_preset() {
   local preset=$1
   shift
-  if command -v ccache >/dev/null; then export CMAKE_CXX_COMPILER_LAUNCHER=ccache; fi
-  cmake --preset "$preset" "${configure_options[@]}" >/dev/null
-  cmake --build --preset "$preset" ${1:+--target "$@"} >&2
+  configure_preset "$preset" && cmake --build --preset "$preset" ${1:+--target "$@"} >&2
 }
