@@ -20,8 +20,8 @@
 // with the NDK has), the parser can't tell the type and takes it for any other
 // exception: a host whose source may run out of memory returns a status instead.
 //
-// A thread that is cancelled in one of these operations, where the C library
-// unwinds it (glibc), leaves through the parser; Close works afterwards.
+// A thread that is cancelled in one of these operations and unwinds for that (glibc
+// with GNU's C++ library) leaves through the parser; Close works afterwards.
 #ifndef QO_IDATASOURCE_H
 #define QO_IDATASOURCE_H
 

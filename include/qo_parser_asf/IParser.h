@@ -26,7 +26,7 @@
 // No operation throws. Where memory runs out an operation returns
 // kParserOutOfRange (a pointer: null, a count: 0), and what was there before stays:
 // units that are queued come with the next calls, and the first video unit after a
-// seek is a key frame still. The packet in hand is not read again.
+// seek is a key frame still. The rest of the packet in hand is not read.
 //
 // The order of the virtual functions is the binary interface: never reorder,
 // insert or remove one.
@@ -85,7 +85,8 @@ class IParser {
 
   // Slot 6. Describes the track `index`. The record is the parser's and valid
   // until Close; repeated calls return the same record. Null when there is no
-  // such track. Describing an AC-3 track reads up to 50 packets and may leave
+  // such track, or when memory ran out or the source threw: the next call then
+  // describes it anew. Describing an AC-3 track reads up to 50 packets and may leave
   // audio at its end: rewind it with Seek before reading.
   virtual TrackInfo* GetTrackInfo(unsigned long index) = 0;
 
