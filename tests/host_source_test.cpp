@@ -136,6 +136,47 @@ TEST(HostSource, ReadAheadReadsLargeAlignedPiecesOnce) {
   }
 }
 
+TEST(HostSource, ReadAheadFailsAtEveryByteThatCannotBeRead) {
+  const std::string bytes = RandomBytes(200000);
+  BadRegionSource plain(bytes);
+  host::ReadAheadSource ahead(std::make_unique<BadRegionSource>(bytes), 1 << 9);
+  // Windows begin inside the region that fails, in front of it and behind it.
+  for (auto offset = plain.badBegin - 1000; offset < plain.badEnd + 1000; ++offset) {
+    unsigned char a = 0, b = 0;
+    unsigned long long p = 1, q = 1;
+    EXPECT_EQ(plain.ReadAt(offset, &a, &p), ahead.ReadAt(offset, &b, &q)) << offset;
+    EXPECT_EQ(p, q) << offset;
+    EXPECT_EQ(a, b) << offset;
+  }
+}
+
+// What is kept of a file shows where the file changes under it.
+TEST(HostSource, FileIsReadInWindowsThatGrow) {
+  constexpr std::size_t kSize = 300000;
+  const TemporaryFile file(std::string(kSize, '-'));
+  const auto source = file.Open();
+  const auto byteAt = [&](unsigned long long offset) {
+    char byte = 0;
+    unsigned long long size = 1;
+    EXPECT_EQ(0, source->ReadAt(offset, &byte, &size));
+    return byte;
+  };
+  constexpr unsigned long long kKiB = 1024;
+  const struct {
+    char content;
+    unsigned long long begin, end;
+  } windows[] = {{'a', 0, 8 * kKiB},
+                 {'b', 8 * kKiB, 24 * kKiB},
+                 {'c', 24 * kKiB, 56 * kKiB},
+                 {'d', 56 * kKiB, 120 * kKiB},
+                 {'e', 120 * kKiB, 184 * kKiB}};
+  for (const auto& [content, begin, end] : windows) {
+    std::ofstream(file.path, std::ios::binary) << std::string(kSize, content);
+    EXPECT_EQ(content, byteAt(begin));
+  }
+  for (const auto& [content, begin, end] : windows) EXPECT_EQ(content, byteAt(end - 1)) << end;
+}
+
 TEST(HostSource, FileThatShrinksGivesShortReads) {
   const std::string bytes = RandomBytes(3000000);
   const TemporaryFile file(bytes);

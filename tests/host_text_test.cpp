@@ -1,11 +1,15 @@
 // Tags as text, cover art, and names of codecs.
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstring>
+#include <set>
+#include <sstream>
 
 #include "host/CodecNames.h"
 #include "host/TagText.h"
 #include "testing/AsfBuilder.h"
+#include "testing/SampleFiles.h"
 
 namespace {
 
@@ -92,7 +96,21 @@ TEST(HostText, PictureIsTakenApartOrRefused) {
 TEST(HostText, CodecsHaveNames) {
   EXPECT_STREQ("Windows Media Video 9", host::CodecName(108));
   EXPECT_STREQ("E-AC-3", host::CodecName(204));
-  EXPECT_STREQ("unknown", host::CodecName(kCodecUnknown));
+  // Each number that the header names has a name of its own, and no other has one.
+  std::istringstream header(FileBytes(QO_SAMPLES_DIR "/../include/qo_parser_asf/Codecs.h"));
+  std::set<unsigned int> numbers;
+  for (std::string line; std::getline(header, line);) {
+    unsigned int number;
+    if (std::sscanf(line.c_str(), "constexpr unsigned int %*s = %u;", &number) == 1) {
+      numbers.insert(number);
+    }
+  }
+  EXPECT_EQ(1u, numbers.erase(kCodecUnknown));
+  std::set<std::string> names = {"unknown"};
+  for (unsigned int number = 0; number < 1000; ++number) {
+    EXPECT_EQ(numbers.count(number) == 1, names.insert(host::CodecName(number)).second) << number;
+  }
+  EXPECT_EQ(numbers.size() + 1, names.size());
   EXPECT_EQ("WMV2", host::FourCcText(0x32564D57));
   EXPECT_EQ("\\x01 ~\\x7f", host::FourCcText(0x7F7E2001));
 }

@@ -146,7 +146,9 @@ TEST(Open, TakesTheFirstAudioAndTheFirstVideoStream) {
 }
 
 TEST(Open, MeasuresThePacketLengthFromPacketZero) {
-  const char *usual = "82 00 00", *bare = "00 40 99 34 12";  // length type 2 in bytes 1 and 2
+  const char* usual = "82 00 00";
+  // The first byte without the flag; then length type 2 is in bytes 1 and 2.
+  const char *bare = "00 40 99 34 12", *otherFlags = "6F 40 99 34 12";
   const struct {
     int lengthType;
     unsigned declared, min, max, expected;
@@ -155,7 +157,7 @@ TEST(Open, MeasuresThePacketLengthFromPacketZero) {
                {3, 200, 100, 300, 200, usual}, {1, 150, 100, 300, 150, "8F 00 00"},
                {2, 50, 100, 300, 100, usual},  {2, 400, 100, 300, 300, usual},
                {2, 99, 99, 99, 99, usual},     {3, 0x10000, 1, ~0u, 0x10000, usual},
-               {0, 0, 1, 5000, 0x1234, bare}};
+               {0, 0, 1, 5000, 0x1234, bare},  {0, 0, 1, 5000, 0x1234, otherFlags}};
   for (const auto& test : cases) {
     AsfFile file = AvFile({Packet({Media(1, 0, "x")})});
     file.packets[0].errorCorrection = Hex(test.front);
