@@ -129,7 +129,7 @@ void MeasurePlayOut(benchmark::State& state, const host::ParserLibrary& library,
   const DebugLevel debugLevel(level);
   auto trace = std::make_unique<host::TraceSource>(input.MakeSource());
   host::TraceSource* calls = trace.get();
-  host::ParserSession counted(library, std::move(trace));
+  host::ParserSession counted(library.factory(), std::move(trace));
   if (counted.Open() != kParserOk) return state.SkipWithError("cannot be opened");
   calls->Reset();
   const unsigned long long before = HeapAllocations();
@@ -141,7 +141,7 @@ void MeasurePlayOut(benchmark::State& state, const host::ParserLibrary& library,
   for (auto _ : state) {
     const double start = ProcessorSeconds();
     {
-      host::ParserSession session(library, input.MakeSource());
+      host::ParserSession session(library.factory(), input.MakeSource());
       session.Open();
       PlayOut(&session, kind);
     }
@@ -163,7 +163,7 @@ void OpenAndClose(IParser* parser, IDataSource* source) {
 
 void MeasureOpen(benchmark::State& state, const host::ParserLibrary& library, const Input& input) {
   host::TraceSource calls(input.MakeSource());
-  const auto counted = library.MakeParser();
+  const auto counted = library.factory().Make();
   const unsigned long long before = HeapAllocations();
   OpenAndClose(counted.get(), &calls);
   const unsigned long long allocations = HeapAllocations() - before;
@@ -172,7 +172,7 @@ void MeasureOpen(benchmark::State& state, const host::ParserLibrary& library, co
   Series series(&state);
   for (auto _ : state) {
     const auto source = input.MakeSource();
-    const auto parser = library.MakeParser();
+    const auto parser = library.factory().Make();
     const double start = ClockSeconds();
     OpenAndClose(parser.get(), source.get());
     const double seconds = ClockSeconds() - start;
@@ -186,7 +186,7 @@ void MeasureOpen(benchmark::State& state, const host::ParserLibrary& library, co
 class Seeker {
  public:
   Seeker(const host::ParserLibrary& library, std::unique_ptr<IDataSource> source)
-      : source_(std::move(source)), parser_(library.MakeParser()) {
+      : source_(std::move(source)), parser_(library.factory().Make()) {
     if (parser_->Open(source_.get()) != kParserOk) return;
     parser_->GetDurationMs(&durationMs_);
     for (unsigned int k = 0; k < parser_->GetTrackCount(); ++k) {
@@ -227,7 +227,7 @@ class Seeker {
 
  private:
   std::unique_ptr<IDataSource> source_;
-  host::ParserLibrary::Parser parser_;
+  host::ParserPointer parser_;
   unsigned long durationMs_ = 0;
   int trackType_ = 0;
   std::mt19937 places_{20240607};
@@ -242,7 +242,7 @@ void MeasureSeek(benchmark::State& state, const host::ParserLibrary& library, co
   constexpr unsigned int kCountedSeeks = 500;
   auto trace = std::make_unique<host::TraceSource>(input.MakeSource());
   host::TraceSource* calls = trace.get();
-  Seeker counted(library, std::move(trace));
+  Seeker counted(library.factory(), std::move(trace));
   calls->Reset();
   const unsigned long long before = HeapAllocations();
   unsigned long long bytes = 0;

@@ -22,6 +22,7 @@
 
 #include "host/FileSource.h"
 #include "host/ParserSession.h"
+#include "host/StatusText.h"
 
 namespace {
 
@@ -84,9 +85,9 @@ std::size_t TrackCount(const host::ParserLibrary& library, const std::string& pa
   std::string error;
   auto source = host::FileSource::OpenPath(path, &error);
   if (source == nullptr) Fail(error);
-  host::ParserSession session(library, std::move(source));
+  host::ParserSession session(library.factory(), std::move(source));
   const int status = session.Open();
-  if (status != kParserOk) Fail(path + ": " + host::ParserSession::StatusText(status));
+  if (status != kParserOk) Fail(path + ": " + host::StatusText(host::Action::kOpen, status));
   return session.tracks().size();
 }
 

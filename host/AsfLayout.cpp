@@ -11,6 +11,7 @@
 #include "asf/format/Records.h"
 #include "asf/format/SourceReader.h"
 #include "asf/format/guid.h"
+#include "host/BorrowedSource.h"
 
 namespace host {
 namespace {
@@ -45,6 +46,18 @@ struct EntryShape {
 };
 constexpr EntryShape kStreamName = {4, 2, 2};          // language, length
 constexpr EntryShape kPayloadExtension = {22, 18, 4};  // GUID, size, length
+
+// What a walk over objects may meet.
+struct WalkProblems {
+  LayoutProblem cut;
+  LayoutProblem objectSize;
+};
+constexpr WalkProblems kHeaderProblems = {LayoutProblem::kHeaderCut,
+                                          LayoutProblem::kHeaderObjectSize};
+constexpr WalkProblems kExtensionProblems = {LayoutProblem::kExtensionCut,
+                                             LayoutProblem::kExtensionObjectSize};
+constexpr WalkProblems kTrailingProblems = {LayoutProblem::kTrailingCut,
+                                            LayoutProblem::kTrailingObjectSize};
 
 class LayoutReader {
  public:
@@ -85,16 +98,16 @@ class LayoutReader {
   // Visits the objects between two offsets, `count` at most.
   template <typename Visit>
   void WalkObjects(unsigned long long begin, unsigned long long end, unsigned int count,
-                   const char* where, Visit visit) {
+                   const WalkProblems& problems, Visit visit) {
     for (unsigned long long offset = begin; count != 0 && sizeof(asf_object_header) <= end - offset;
          --count) {
       Object object;
       if (!ReadObject(offset, &object)) {
-        Problem("the file ends in " + std::string(where));
+        Problem(problems.cut);
         return;
       }
       if (object.size < sizeof(asf_object_header) || object.size > end - offset) {
-        Problem("an object of impossible size in " + std::string(where));
+        Problem(problems.objectSize);
         return;
       }
       visit(object);
@@ -102,24 +115,24 @@ class LayoutReader {
     }
   }
 
-  void Problem(const std::string& text) {
-    if (layout_->problem.empty()) layout_->problem = text;
+  void Problem(LayoutProblem problem) {
+    if (layout_->problem == LayoutProblem::kNone) layout_->problem = problem;
   }
 
   // False when there is no header to go by.
   bool ReadHeader() {
     asf_header_object header;
     if (!ReadWhole(0, &header) || header.header.objectId != GuidOf(ID_HEADER_OBJECT)) {
-      Problem("the file does not begin with an ASF header");
+      Problem(LayoutProblem::kNotAsf);
       return false;
     }
     layout_->isAsf = true;
     layout_->headerSize = header.header.objectSize;
     if (layout_->headerSize < sizeof(header)) {
-      Problem("the header's size is impossible");
+      Problem(LayoutProblem::kHeaderSize);
       return false;
     }
-    WalkObjects(sizeof(header), layout_->headerSize, header.headerObjects, "the header",
+    WalkObjects(sizeof(header), layout_->headerSize, header.headerObjects, kHeaderProblems,
                 [this](const Object& object) { ReadHeaderObject(object); });
     MarkTrack(StreamKind::kAudio);
     MarkTrack(StreamKind::kVideo);
@@ -139,7 +152,7 @@ class LayoutReader {
         WalkObjects(object.offset + std::min<unsigned long long>(sizeof(asf_header_extension_image),
                                                                  object.size),
                     object.offset + object.size, std::numeric_limits<unsigned int>::max(),
-                    "the header extension",
+                    kExtensionProblems,
                     [this](const Object& inner) { ReadExtensionObject(inner); });
         break;
       default:
@@ -251,17 +264,17 @@ class LayoutReader {
   void ReadDataObject() {
     asf_data_object data;
     if (!ReadWhole(layout_->headerSize, &data)) {
-      Problem("the file ends before its data");
+      Problem(LayoutProblem::kDataCut);
       return;
     }
     layout_->hasDataObject = data.header.objectId == GuidOf(ID_DATA_OBJECT);
-    if (!layout_->hasDataObject) Problem("there is no data object behind the header");
+    if (!layout_->hasDataObject) Problem(LayoutProblem::kNoDataObject);
     layout_->dataSize = data.header.objectSize;
     layout_->packetsStart = SaturatingAdd(layout_->headerSize, sizeof(data));
     if (layout_->dataSize > sizeof(asf_data_object)) {
       ReadPacketLength();
     } else if (layout_->fileSize > layout_->packetsStart) {
-      Problem("the data object says that it is empty, as in a live recording never finished");
+      Problem(LayoutProblem::kDataEmpty);
     }
   }
 
@@ -285,7 +298,7 @@ class LayoutReader {
     const bool hasData = layout_->hasDataObject && layout_->dataSize > sizeof(asf_data_object);
     if (!hasData || layout_->DataEnd() >= end) return;
     WalkObjects(layout_->DataEnd(), end, std::numeric_limits<unsigned int>::max(),
-                "what lies behind the data", [this](const Object& object) {
+                kTrailingProblems, [this](const Object& object) {
                   if (object.id == ID_SIMPLE_INDEX_OBJECT && !layout_->simpleIndex)
                     ReadIndex(object);
                 });
@@ -317,6 +330,11 @@ unsigned long long AsfLayout::PacketPosition(unsigned long long number) const {
   return SaturatingAdd(packetsStart, SaturatingMultiply(number, packetLength));
 }
 
+unsigned long long AsfLayout::PacketAt(unsigned long long offset) const {
+  if (packetLength == 0 || offset < packetsStart) return 0;
+  return (offset - packetsStart) / packetLength;
+}
+
 unsigned long long AsfLayout::PacketsInData() const {
   if (packetsStart == 0 || packetsStart >= DataEnd()) return 0;
   if (packetLength == 0) return 1;
@@ -342,7 +360,8 @@ bool AsfLayout::IsEncrypted() const {
 
 int ReadLayout(IDataSource* source, AsfLayout* layout) {
   *layout = {};
-  return LayoutReader(source, layout).Read();
+  BorrowedSource borrowed(source);
+  return LayoutReader(&borrowed, layout).Read();
 }
 
 }  // namespace host

@@ -2,12 +2,11 @@
 // read-only view of the header, the data object and what lies behind it.
 //
 // Any bytes are tolerated: reading ends where they make no sense, and `problem`
-// says so. Memory grows with the number of streams in the header alone.
+// tells. Memory grows with the number of streams in the header alone.
 #ifndef QO_HOST_ASFLAYOUT_H
 #define QO_HOST_ASFLAYOUT_H
 
 #include <optional>
-#include <string>
 #include <vector>
 
 #include "qo_parser_asf/IDataSource.h"
@@ -36,10 +35,26 @@ struct IndexLayout {
   unsigned long long interval;  // between two entries, 100 ns
 };
 
+// What ended the reading of a layout early, or is odd about it.
+enum class LayoutProblem : unsigned char {
+  kNone,
+  kNotAsf,               // the file does not begin with a header object
+  kHeaderSize,           // the header says that it is smaller than a header can be
+  kHeaderCut,            // the file ends in the header
+  kHeaderObjectSize,     // an object in the header is smaller than an object, or reaches beyond it
+  kExtensionCut,         // the same in the header extension
+  kExtensionObjectSize,  //
+  kDataCut,              // the file ends in front of the first packet
+  kNoDataObject,         // something else stands behind the header
+  kDataEmpty,            // the data object says that it is empty, but something follows it
+  kTrailingCut,          // as for the header, in what lies behind the data
+  kTrailingObjectSize,   //
+};
+
 struct AsfLayout {
-  bool isAsf = false;   // the file begins with a header object; otherwise nothing below is set
-  std::string problem;  // what ended reading early, in words; empty when nothing did
-  std::optional<unsigned long long> fileSize;  // bytes; nothing when the source doesn't know
+  bool isAsf = false;  // the file begins with a header object; otherwise nothing below is set
+  LayoutProblem problem = LayoutProblem::kNone;  // the first met
+  std::optional<unsigned long long> fileSize;    // bytes; nothing when the source doesn't know
 
   // The header. The file properties are 0 where the header has none.
   unsigned long long headerSize = 0;  // bytes, as the header says
@@ -64,6 +79,8 @@ struct AsfLayout {
   unsigned long long DataEnd() const;
   // File offset of a packet; the largest number there is when no file has it.
   unsigned long long PacketPosition(unsigned long long number) const;
+  // The packet that lies at a file offset; 0 for one in front of the packets.
+  unsigned long long PacketAt(unsigned long long offset) const;
   // Packets that begin inside the data object: those that the parser walks. With
   // a packet length of 0 there is at most one.
   unsigned long long PacketsInData() const;
@@ -77,8 +94,9 @@ struct AsfLayout {
 
 // Reads the layout through `source` (not null), whose position it moves, into
 // `*layout` (not null), of which nothing stays as it was. 0, or the source's
-// failure; then `layout` holds what was read until then. Bad bytes are no failure:
-// they end in `layout->problem`.
+// failure (see BorrowedSource for one that throws); then `layout` holds what was
+// read until then. Bad bytes are no failure:
+// they are told in `layout->problem`.
 int ReadLayout(IDataSource* source, AsfLayout* layout);
 
 }  // namespace host

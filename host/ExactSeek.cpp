@@ -1,179 +1,296 @@
-// ParserSession::SeekExact: the wanted time becomes a packet by what a walk over
-// the packet headers has learned, the packet becomes the byte offset that a seek
-// in time mode takes, and what comes out before the chosen unit is dropped.
-#include <algorithm>
+// ExactSeeker: a walk over the packets tells where key frames may begin; a parser of
+// its own, the probe, tells which of them the delivery accepts and which audio unit
+// belongs to the one found. What the probe has found the session then goes on with.
+#include "host/ExactSeek.h"
 
-#include "host/ParserSession.h"
+#include <algorithm>
+#include <limits>
+#include <numeric>
+#include <utility>
 
 namespace host {
 namespace {
 
-// The last point with the greatest time that is not behind the target.
-std::optional<std::size_t> LastPointUpTo(const std::vector<SeekPoint>& points,
-                                         unsigned long long timeMs) {
-  std::optional<std::size_t> best;
-  for (std::size_t i = 0; i < points.size(); ++i) {
-    if (points[i].timeMs <= timeMs && (!best || points[i].timeMs >= points[*best].timeMs)) best = i;
-  }
-  return best;
+constexpr long long kTimesInAll = 1ll << 32;
+
+std::ptrdiff_t Signed(std::size_t index) { return static_cast<std::ptrdiff_t>(index); }
+
+bool Has(const std::vector<unsigned long long>& sorted, unsigned long long value) {
+  return std::binary_search(sorted.begin(), sorted.end(), value);
 }
 
-// The first point in the packet of point `index`.
-std::size_t FirstInPacket(const std::vector<SeekPoint>& points, std::size_t index) {
-  while (index != 0 && points[index - 1].packet == points[index].packet) --index;
-  return index;
+// The first point behind point `from` whose packet lies behind `packet`.
+std::size_t NextPointBehind(const std::vector<SeekPoint>& points, std::size_t from,
+                            unsigned long long packet) {
+  do {
+    ++from;
+  } while (from < points.size() && points[from].packet <= packet);
+  return from;
 }
 
 }  // namespace
 
-ExactSeek ParserSession::SeekExact(unsigned long long timeMs,
-                                   const SeekPoints::Progress& progress) {
-  ExactSeek result = {ExactSeek::Outcome::kNothingBefore, 0, 0, ""};
-  if (!LearnPoints(progress, &result)) return result;
-  const auto point = LastPointUpTo(seekPoints_->points(), timeMs);
-  const bool hasVideo = FindTrack(TrackKind::kVideo) != nullptr;
-  if (point && (hasVideo ? SeekVideoExact(*point, timeMs, &result)
-                         : SeekAudioExact(*point, timeMs, &result))) {
-    return result;
-  }
-  if (result.outcome == ExactSeek::Outcome::kNothingBefore) Rewind();
-  return result;
+ExactSeeker::ExactSeeker(ParserSession* session) : session_(session) {}
+
+ExactSeeker::~ExactSeeker() = default;
+
+ExactSeek ExactSeeker::Seek(unsigned long long timeMs, const SeekPoints::Progress& progress) {
+  constexpr auto kLargest = static_cast<unsigned long long>(std::numeric_limits<long long>::max());
+  const auto target = static_cast<long long>(std::min(timeMs, kLargest));
+  result_ = {};
+  if (Learn(progress) && OpenProbe()) Settle(HasVideo() ? FindVideo(target) : FindAudio(target));
+  probe_.reset();
+  return result_;
 }
 
-bool ParserSession::LearnPoints(const SeekPoints::Progress& progress, ExactSeek* result) {
-  if (seekPoints_) return true;
-  const auto fail = [result](const std::string& problem) {
-    result->outcome = ExactSeek::Outcome::kFailed;
-    result->problem = problem;
-    return false;
-  };
-  if (tracks_.empty()) return fail("the file has no track");
-  const int status = ReadLayout(source_.get(), &layout_);
-  if (status < 0) return fail(StatusText(status));
+void ExactSeeker::Fail(ExactSeek::Problem problem, int status) {
+  result_.outcome = ExactSeek::Outcome::kFailed;
+  result_.problem = problem;
+  result_.status = status;
+}
+
+bool ExactSeeker::Learn(const SeekPoints::Progress& progress) {
+  if (points_) return true;
+  if (session_->tracks().empty()) return Fail(ExactSeek::Problem::kNoTrack), false;
+  const int status = ReadLayout(session_->source(), &layout_);
+  if (status < 0) return Fail(ExactSeek::Problem::kSourceFailed, status), false;
   SeekPoints points;
-  const WalkResult walk = points.Learn(source_.get(), layout_, progress);
-  if (points.overflowed()) return fail("the file has too many key frames");
-  if (walk.end == WalkEnd::kSourceFailed) return fail(StatusText(walk.status));
+  const WalkResult walk = points.Learn(session_->source(), layout_, progress);
+  if (points.overflowed()) return Fail(ExactSeek::Problem::kTooManyPoints), false;
+  if (walk.end == WalkEnd::kSourceFailed) {
+    return Fail(ExactSeek::Problem::kSourceFailed, walk.status), false;
+  }
   if (walk.end == WalkEnd::kCancelled) {
-    result->outcome = ExactSeek::Outcome::kCancelled;
+    result_.outcome = ExactSeek::Outcome::kCancelled;
     return false;
   }
-  seekPoints_ = std::move(points);
+  points_ = std::move(points);
+  const std::vector<SeekPoint>& video = points_->video();
+  byTime_.resize(video.size());
+  std::iota(byTime_.begin(), byTime_.end(), std::size_t{0});
+  std::stable_sort(byTime_.begin(), byTime_.end(), [&](std::size_t a, std::size_t b) {
+    return Ms(video[a].timeMs) < Ms(video[b].timeMs);
+  });
   return true;
 }
 
-// Both tracks to a packet. Packet 0 takes Seek: audio follows a video packet only
-// where that is not 0.
-bool ParserSession::SeekToPacket(unsigned long long packet, ExactSeek* result) {
+bool ExactSeeker::OpenProbe() {
+  auto view = std::make_unique<BorrowedSource>(session_->source());
+  view_ = view.get();
+  int status = kParserOk;
+  probe_ = session_->MakeTwin(std::move(view), &status);
+  if (!probe_) Fail(ExactSeek::Problem::kParserRefused, status);
+  return probe_ != nullptr;
+}
+
+// Whatever failed on the way may have hidden the unit wanted: nothing moves then.
+void ExactSeeker::Settle(bool found) {
+  if (view_->failure() < 0) {
+    Fail(ExactSeek::Problem::kSourceFailed, view_->failure());
+  } else if (result_.problem != ExactSeek::Problem::kNone) {
+    return;
+  } else if (found) {
+    result_.outcome = ExactSeek::Outcome::kFound;
+    session_->TakeOver(probe_.get());
+  } else {
+    session_->Rewind();
+  }
+}
+
+// The time as a number that may lie before 0: one that lies within the preroll of a
+// compressed payload has wrapped in 32 bits.
+long long ExactSeeker::Ms(unsigned long long timeMs) const {
+  const auto time = static_cast<long long>(timeMs);
+  const auto preroll = static_cast<long long>(
+      std::min(layout_.prerollMs, static_cast<unsigned long long>(kTimesInAll / 2)));
+  return time >= kTimesInAll - preroll ? time - kTimesInAll : time;
+}
+
+// Moves one track to a packet. Packet 0 takes a rewind: audio follows a video packet
+// only where that is not 0. So video goes there first, wherever it stands.
+void ExactSeeker::StartAt(TrackKind kind, unsigned long long packet) {
   if (packet == 0) {
-    Rewind();
-    return true;
+    probe_->Rewind(kind);
+    return;
   }
-  unsigned long long offset = layout_.packetsStart + packet * layout_.packetLength;
-  // Without video the parser goes one packet further than the offset says.
-  if (FindTrack(TrackKind::kVideo) == nullptr) offset -= layout_.packetLength;
-  for (const TrackKind kind : {TrackKind::kVideo, TrackKind::kAudio}) {
-    const int status = SeekTrack(kind, 0, kSeekTimeMode, offset, kSeekPreviousSync);
-    if (status >= 0) continue;
-    result->outcome = ExactSeek::Outcome::kFailed;
-    result->problem = StatusText(status);
-    return false;
+  unsigned long long offset = layout_.PacketPosition(packet);
+  if (HasVideo()) {
+    const int status = probe_->SeekToOffset(TrackKind::kVideo, offset);
+    if (status < 0) Fail(ExactSeek::Problem::kParserRefused, status);
+    if (kind == TrackKind::kVideo) return;
+  } else {
+    offset -= layout_.packetLength;  // one packet further than it says
   }
-  return true;
+  const int status = probe_->SeekToOffset(TrackKind::kAudio, offset);
+  if (status < 0) Fail(ExactSeek::Problem::kParserRefused, status);
 }
 
-// The delivery's own key frame test may refuse a frame that is flagged as one.
-// So the points in front of the best one are tried in growing numbers, until one
-// of them comes out.
-bool ParserSession::SeekVideoExact(std::size_t best, unsigned long long timeMs, ExactSeek* result) {
-  const std::vector<SeekPoint>& points = seekPoints_->points();
-  for (std::size_t span = 0;; span = 2 * span + 1) {
-    const std::size_t from = FirstInPacket(points, best - std::min(best, span));
-    if (!SeekToPacket(points[from].packet, result)) return false;
-    const auto found = ScanKeyFrames(from, best, timeMs);
-    if (found && *found != best) {
-      const std::size_t first = FirstInPacket(points, *found);
-      if (!SeekToPacket(points[first].packet, result)) return false;
-      ScanKeyFrames(first, *found, timeMs);
-    }
-    if (found) {
-      SettleOn(TrackKind::kVideo, points[*found].packet, result);
-      return true;
-    }
-    if (from == 0) return false;
+// The first key frame that comes out when reading starts with the media object of
+// `point`.
+const AccessUnit* ExactSeeker::StartAtKeyFrame(const SeekPoint& point) {
+  StartAt(TrackKind::kVideo, point.packet);
+  for (unsigned int k = 0; k < point.before; ++k) {
+    if (!probe_->SkipVideoObject()) return nullptr;
   }
+  return probe_->PeekUnit(TrackKind::kVideo, true);
 }
 
-// Reads key frames as the delivery sees them, from the packet of point `from` on,
-// and tells which of the points up to `last` came out last that is not behind the
-// target. When that is `last`, its unit is left waiting.
-std::optional<std::size_t> ParserSession::ScanKeyFrames(std::size_t from, std::size_t last,
-                                                        unsigned long long timeMs) {
-  const std::vector<SeekPoint>& points = seekPoints_->points();
-  std::vector<unsigned long long> times;
-  for (std::size_t i = from; i <= last; ++i) times.push_back(points[i].timeMs);
-  std::sort(times.begin(), times.end());
-  Lane& lane = LaneOf(TrackKind::kVideo);
-  std::optional<unsigned long long> found;
-  for (; Fill(TrackKind::kVideo, true); lane.pending = false) {
-    const unsigned long long time = lane.unit.timeMs;
-    const bool isPoint = std::binary_search(times.begin(), times.end(), time);
-    // No point and not behind the target: a further picture of the same object.
-    if (!isPoint && time > timeMs) break;
-    if (isPoint && time <= timeMs && time >= found.value_or(0)) found = time;
-    if (time == points[last].timeMs) return last;
-  }
-  if (!found) return std::nullopt;
-  std::size_t index = last;
-  while (points[index].timeMs != *found) --index;
-  return index;
-}
-
-// The units of a packet may all lie behind the target though its first object
-// begins before it: they are stamped later than their object. Then an earlier
-// packet has the one wanted.
-bool ParserSession::SeekAudioExact(std::size_t best, unsigned long long timeMs, ExactSeek* result) {
-  const std::vector<SeekPoint>& points = seekPoints_->points();
-  for (std::size_t i = best;; --i) {
-    if (!SeekToPacket(points[i].packet, result)) return false;
-    if (const auto unit = LastAudioUnit(timeMs)) {
-      if (!SeekToPacket(points[i].packet, result)) return false;
-      if (DropAudioUntil(*unit)) {
-        SettleOn(TrackKind::kAudio, points[i].packet, result);
-        return true;
-      }
-    }
-    if (i == 0) return false;
-  }
-}
-
-std::optional<ParserSession::UnitMark> ParserSession::LastAudioUnit(unsigned long long timeMs) {
-  Lane& lane = LaneOf(TrackKind::kAudio);
-  std::optional<UnitMark> last;
-  for (; Fill(TrackKind::kAudio) && lane.unit.timeMs <= timeMs; lane.pending = false) {
-    const bool again = last && last->timeMs == lane.unit.timeMs;
-    last = UnitMark{lane.unit.timeMs, again ? last->count + 1 : 1};
-  }
-  return last;
-}
-
-bool ParserSession::DropAudioUntil(UnitMark mark) {
-  Lane& lane = LaneOf(TrackKind::kAudio);
-  for (; Fill(TrackKind::kAudio); lane.pending = false) {
-    if (lane.unit.timeMs == mark.timeMs && --mark.count == 0) return true;
+// The delivery's own key frame test may refuse a frame that is flagged as one. So
+// the points up to the target are tried in growing numbers, the latest first, until
+// one of them comes out.
+bool ExactSeeker::FindVideo(long long target) {
+  const std::vector<SeekPoint>& points = points_->video();
+  const auto behind = std::partition_point(byTime_.begin(), byTime_.end(), [&](std::size_t point) {
+    return Ms(points[point].timeMs) <= target;
+  });
+  const auto count = static_cast<std::size_t>(behind - byTime_.begin());
+  std::size_t low = count;
+  for (std::size_t span = 1; low != 0; span *= 2) {
+    const std::size_t high = low;
+    low = count - std::min(count, span);
+    while (low != 0 && HasTimeOfNext(low - 1)) --low;
+    const auto [first, last] = std::minmax_element(byTime_.begin() + Signed(low), behind);
+    const Times seen = KeyFrameTimes(*first, *last, points[byTime_[count - 1]].timeMs, target);
+    if (const auto found = LastThatCameOut(low, high, seen)) return SettleOn(points[*found]);
   }
   return false;
 }
 
-// The unit that waits in the lane of `kind` is the one: audio in front of a video
-// unit is dropped.
-void ParserSession::SettleOn(TrackKind kind, unsigned long long packet, ExactSeek* result) {
-  result->outcome = ExactSeek::Outcome::kFound;
-  result->packet = packet;
-  result->timeMs = LaneOf(kind).unit.timeMs;
-  Lane& audio = LaneOf(TrackKind::kAudio);
-  for (; Fill(TrackKind::kAudio) && audio.unit.timeMs < result->timeMs; audio.pending = false) {
+bool ExactSeeker::HasTimeOfNext(std::size_t k) const {
+  const std::vector<SeekPoint>& points = points_->video();
+  return points[byTime_[k]].timeMs == points[byTime_[k + 1]].timeMs;
+}
+
+// Of the points byTime_[low] to byTime_[high - 1] the latest whose time was seen,
+// among equals the last in the file that the delivery accepts.
+std::optional<std::size_t> ExactSeeker::LastThatCameOut(std::size_t low, std::size_t high,
+                                                        const Times& seen) {
+  for (std::size_t end = high; end > low;) {
+    std::size_t begin = end - 1;
+    while (begin > low && HasTimeOfNext(begin - 1)) --begin;
+    if (Has(seen, points_->video()[byTime_[begin]].timeMs)) {
+      const std::vector<std::size_t> group(byTime_.begin() + Signed(begin),
+                                           byTime_.begin() + Signed(end));
+      if (const auto found = LastAccepted(group)) return found;
+    }
+    end = begin;
   }
+  return std::nullopt;
+}
+
+// Of points that have one time, in file order, the last that the delivery accepts.
+// Reading that starts with a point brings that time as long as one that is accepted
+// lies ahead.
+std::optional<std::size_t> ExactSeeker::LastAccepted(const std::vector<std::size_t>& group) {
+  const std::vector<SeekPoint>& points = points_->video();
+  const unsigned long long time = points[group[0]].timeMs;
+  std::size_t from = 0;
+  for (std::size_t beyond = group.size(); beyond - from > 1;) {
+    const std::size_t middle = from + (beyond - from) / 2;
+    const Times seen = KeyFrameTimes(group[middle], group.back(), time, Ms(time));
+    (Has(seen, time) ? from : beyond) = middle;
+  }
+  const AccessUnit* unit = StartAtKeyFrame(points[group[from]]);
+  if (unit == nullptr || unit->timeMs != time) return std::nullopt;
+  return group[from];
+}
+
+// The times, sorted, of the key frames that come out when reading starts with point
+// `first`, until point `last` is passed, or a key frame with the time `wanted` has
+// come, or one behind `target` that is none of the points.
+ExactSeeker::Times ExactSeeker::KeyFrameTimes(std::size_t first, std::size_t last,
+                                              unsigned long long wanted, long long target) {
+  const std::vector<SeekPoint>& points = points_->video();
+  Times known;
+  for (std::size_t i = first; i <= last; ++i) known.push_back(points[i].timeMs);
+  std::sort(known.begin(), known.end());
+  Times seen;
+  bool isPassed = false;
+  while (first <= last && !isPassed) {
+    const AccessUnit* unit = StartAtKeyFrame(points[first]);
+    for (; unit != nullptr && !isPassed; unit = probe_->PeekUnit(TrackKind::kVideo, true)) {
+      const bool isPoint = Has(known, unit->timeMs);
+      if (isPoint) seen.push_back(unit->timeMs);
+      isPassed = isPoint ? unit->timeMs == wanted : Ms(unit->timeMs) > target;
+      if (!isPassed) probe_->NextUnit(TrackKind::kVideo);
+    }
+    // A packet that fails ends the reading; behind it there may be more.
+    first = NextPointBehind(points, first, layout_.PacketAt(view_->lastReadAt()));
+  }
+  std::sort(seen.begin(), seen.end());
+  return seen;
+}
+
+// Audio first: it follows video, so that its own seeks move video.
+bool ExactSeeker::SettleOn(const SeekPoint& point) {
+  FindAudio(Ms(point.timeMs));
+  const AccessUnit* unit = StartAtKeyFrame(point);
+  result_.packet = point.packet;
+  result_.timeMs = point.timeMs;
+  return unit != nullptr && unit->timeMs == point.timeMs;
+}
+
+// Puts audio on the last unit at or before the target, or, where there is none, on
+// the first of the track. False in that case. The packet of the last point before
+// the target need not bring one: units may be stamped later than their object.
+bool ExactSeeker::FindAudio(long long target) {
+  const std::vector<SeekPoint>& points = points_->audio();
+  std::optional<std::size_t> best;
+  for (std::size_t i = 0; i < points.size(); ++i) {
+    const long long time = Ms(points[i].timeMs);
+    if (time <= target && (!best || time >= Ms(points[*best].timeMs))) best = i;
+  }
+  const auto point = best ? LastWithAudio(*best, target) : std::nullopt;
+  const auto unit = point ? LastAudioUnit(points[*point].packet, target) : std::nullopt;
+  if (!unit || !StartAtAudio(points[*point].packet, *unit)) {
+    probe_->Rewind(TrackKind::kAudio);
+    return false;
+  }
+  result_.packet = points[*point].packet;
+  result_.timeMs = unit->timeMs;
+  return true;
+}
+
+// The last point up to `best` from which reading begins at or before the target.
+std::optional<std::size_t> ExactSeeker::LastWithAudio(std::size_t best, long long target) {
+  const auto begins = [&](std::size_t point) {
+    StartAt(TrackKind::kAudio, points_->audio()[point].packet);
+    const AccessUnit* unit = probe_->PeekUnit(TrackKind::kAudio);
+    return unit != nullptr && Ms(unit->timeMs) <= target;
+  };
+  std::size_t found = best, beyond = best + 1;
+  for (std::size_t step = 1; !begins(found); step *= 2) {
+    if (found == 0) return std::nullopt;
+    beyond = found;
+    found -= std::min(found, step);
+  }
+  while (beyond - found > 1) {
+    const std::size_t middle = found + (beyond - found) / 2;
+    (begins(middle) ? found : beyond) = middle;
+  }
+  return found;
+}
+
+std::optional<ExactSeeker::UnitMark> ExactSeeker::LastAudioUnit(unsigned long long packet,
+                                                                long long target) {
+  StartAt(TrackKind::kAudio, packet);
+  std::optional<UnitMark> last;
+  const AccessUnit* unit = nullptr;
+  while ((unit = probe_->PeekUnit(TrackKind::kAudio)) != nullptr && Ms(unit->timeMs) <= target) {
+    const bool again = last && last->timeMs == unit->timeMs;
+    last = UnitMark{unit->timeMs, again ? last->count + 1 : 1};
+    probe_->NextUnit(TrackKind::kAudio);
+  }
+  return last;
+}
+
+bool ExactSeeker::StartAtAudio(unsigned long long packet, UnitMark mark) {
+  StartAt(TrackKind::kAudio, packet);
+  while (const AccessUnit* unit = probe_->PeekUnit(TrackKind::kAudio)) {
+    if (unit->timeMs == mark.timeMs && --mark.count == 0) return true;
+    probe_->NextUnit(TrackKind::kAudio);
+  }
+  return false;
 }
 
 }  // namespace host

@@ -6,12 +6,10 @@
 
 #include "asf/format/Arithmetic.h"
 #include "asf/format/SourceReader.h"
+#include "host/BorrowedSource.h"
 
 namespace host {
 namespace {
-
-// Packets between two calls of a progress callback.
-constexpr unsigned long long kProgressStep = 256;
 
 // Bytes of the read that a packet takes: all of a packet of a usual length, and of
 // a tiny one what its header may need.
@@ -73,30 +71,12 @@ class FilePackets final : public PacketBytes {
   int status_ = 0;
 };
 
-// Adds the points that a packet has for the stream.
-void AddPoints(const Packet& packet, unsigned char stream, bool isVideo,
-               std::vector<SeekPoint>* points) {
-  for (const Payload& payload : packet.payloads) {
-    if (payload.stream != stream || payload.offset != 0 || (isVideo && !payload.keyFrame)) continue;
-    points->push_back({packet.number, payload.timeMs});
-    if (!isVideo) return;
-  }
-}
-
-// The stream that a seek is steered by: the video track, else the audio track.
-const StreamLayout* SteeringStream(const AsfLayout& layout) {
-  const StreamLayout* found = nullptr;
-  for (const StreamLayout& stream : layout.streams) {
-    if (stream.isTrack && (found == nullptr || stream.kind == StreamKind::kVideo)) found = &stream;
-  }
-  return found;
-}
-
 }  // namespace
 
 WalkResult WalkPackets(IDataSource* source, const AsfLayout& layout,
                        const std::function<bool(const Packet&)>& visit, unsigned long long first) {
-  FilePackets packets(source, layout);
+  BorrowedSource borrowed(source);
+  FilePackets packets(&borrowed, layout);
   const PacketReader reader(layout);
   const unsigned long long count = layout.PacketsInData();
   Packet packet = {};
@@ -110,39 +90,19 @@ WalkResult WalkPackets(IDataSource* source, const AsfLayout& layout,
   return {WalkEnd::kDone, 0};
 }
 
-std::map<unsigned char, unsigned int> LastObjectTimes(IDataSource* source,
-                                                      const AsfLayout& layout) {
-  std::map<unsigned char, unsigned int> times;
+WalkResult LastObjectTimes(IDataSource* source, const AsfLayout& layout,
+                           std::map<unsigned char, unsigned int>* times) {
+  times->clear();
   const unsigned long long count = layout.PacketsInFile();
-  const auto note = [&times](const Packet& packet) {
+  const auto note = [times](const Packet& packet) {
     for (const Payload& payload : packet.payloads) {
       if (payload.offset != 0) continue;
-      unsigned int& time = times[payload.stream];
+      unsigned int& time = (*times)[payload.stream];
       time = std::max(time, payload.timeMs);
     }
     return true;
   };
-  WalkPackets(source, layout, note, count - std::min(count, kTailPackets));
-  return times;
-}
-
-WalkResult SeekPoints::Learn(IDataSource* source, const AsfLayout& layout,
-                             const Progress& progress) {
-  std::vector<SeekPoint> points;
-  points_.clear();
-  overflowed_ = false;
-  const StreamLayout* stream = SteeringStream(layout);
-  if (stream == nullptr) return {WalkEnd::kDone, 0};
-  const bool isVideo = stream->kind == StreamKind::kVideo;
-  const unsigned long long total = layout.PacketsInData();
-  const WalkResult result = WalkPackets(source, layout, [&](const Packet& packet) {
-    AddPoints(packet, stream->number, isVideo, &points);
-    overflowed_ = points.size() > kMaxSeekPoints;
-    const bool report = progress && packet.number % kProgressStep == 0;
-    return !overflowed_ && (!report || progress(packet.number, total));
-  });
-  if (result.end == WalkEnd::kDone) points_ = std::move(points);
-  return result;
+  return WalkPackets(source, layout, note, count - std::min(count, kTailPackets));
 }
 
 }  // namespace host

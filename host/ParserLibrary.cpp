@@ -48,8 +48,8 @@ std::unique_ptr<ParserLibrary> ParserLibrary::Load(const std::string& path, std:
     std::unique_ptr<ParserLibrary> library(new ParserLibrary);
     library->handle_ = dlopen(candidate.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (library->handle_ != nullptr &&
-        FindFunction(library->handle_, "createParser", &library->create_) &&
-        FindFunction(library->handle_, "destroyParser", &library->destroy_)) {
+        FindFunction(library->handle_, "createParser", &library->factory_.create) &&
+        FindFunction(library->handle_, "destroyParser", &library->factory_.destroy)) {
       return library;
     }
     *error += ": " + LoaderError();
@@ -59,10 +59,6 @@ std::unique_ptr<ParserLibrary> ParserLibrary::Load(const std::string& path, std:
 
 ParserLibrary::~ParserLibrary() {
   if (handle_ != nullptr) dlclose(handle_);
-}
-
-ParserLibrary::Parser ParserLibrary::MakeParser() const {
-  return Parser(create_(), Destroyer{destroy_});
 }
 
 }  // namespace host

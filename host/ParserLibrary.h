@@ -1,11 +1,11 @@
-// The parser's shared library, loaded at run time, and the parsers made by it.
+// The parser's shared library, loaded at run time.
 #ifndef QO_HOST_PARSERLIBRARY_H
 #define QO_HOST_PARSERLIBRARY_H
 
 #include <memory>
 #include <string>
 
-#include "qo_parser_asf/IParser.h"
+#include "host/ParserFactory.h"
 
 namespace host {
 
@@ -23,23 +23,14 @@ class ParserLibrary {
   ParserLibrary(const ParserLibrary&) = delete;
   ParserLibrary& operator=(const ParserLibrary&) = delete;
 
-  // Destroys a parser by the library's own function. Calls no Close: that is the
-  // business of whoever opened the parser.
-  struct Destroyer {
-    void (*destroy)(IParser*);
-    void operator()(IParser* parser) const { destroy(parser); }
-  };
-  using Parser = std::unique_ptr<IParser, Destroyer>;
-
-  // A new parser; null when memory runs out.
-  Parser MakeParser() const;
+  // Makes parsers for as long as the library is loaded.
+  ParserFactory factory() const { return factory_; }
 
  private:
   ParserLibrary() = default;
 
   void* handle_ = nullptr;
-  IParser* (*create_)() = nullptr;
-  void (*destroy_)(IParser*) = nullptr;
+  ParserFactory factory_ = {};
 };
 
 }  // namespace host

@@ -1,6 +1,6 @@
-// ParserSession: opening, describing, playing out and the plain seek. It owns
-// the parser, the source, a delivery buffer per kind and copies of what the
-// parser said about the file.
+// ParserSession: opening, describing, playing out and the plain seek. It owns the
+// parser, the source, a delivery buffer per kind and copies of what the parser said
+// about the file; and, taken over from a twin, a second parser with its view.
 #include "host/ParserSession.h"
 
 #include <algorithm>
@@ -16,63 +16,57 @@ constexpr TrackKind kKinds[] = {TrackKind::kVideo, TrackKind::kAudio};
 
 const char* TrackKindName(TrackKind kind) { return kind == TrackKind::kVideo ? "video" : "audio"; }
 
-ParserSession::ParserSession(const ParserLibrary& library, std::unique_ptr<IDataSource> source)
-    : source_(std::move(source)), parser_(library.MakeParser()) {}
-
-ParserSession::~ParserSession() {
-  if (parser_) parser_->Close();
+ParserSession::Reading::~Reading() {
+  if (parser) parser->Close();
 }
 
+ParserSession::ParserSession(const ParserFactory& factory, std::unique_ptr<IDataSource> source)
+    : factory_(factory), home_(std::make_unique<Reading>()), now_(home_.get()) {
+  home_->source = std::move(source);
+  home_->parser = factory_.Make();
+}
+
+ParserSession::~ParserSession() = default;
+
 int ParserSession::Open(std::optional<int> mode) {
-  if (!parser_) return kParserOutOfRange;
-  const int status = mode ? parser_->OpenEx(source_.get(), *mode) : parser_->Open(source_.get());
+  IParser* const parser = home_->parser.get();
+  if (parser == nullptr) return kParserOutOfRange;
+  openMode_ = mode;
+  const int status = mode ? parser->OpenEx(source(), *mode) : parser->Open(source());
   if (status < 0) return status;
+  isOpen_ = true;
   Describe();
   ReadTags();
   unsigned long durationMs = 0;
-  parser_->GetDurationMs(&durationMs);
+  parser->GetDurationMs(&durationMs);
   durationMs_ = durationMs;
   return kParserOk;
 }
 
-std::string ParserSession::StatusText(int status) {
-  switch (status) {
-    case kParserOk:
-      return "no error";
-    case kParserMalformed:
-      return "the header is malformed";
-    case kParserOutOfRange:
-      return "a size in the header is out of range, or memory ran out";
-    case kParserUnsupported:
-      return "the content is encrypted";
-    case kParserEndOfStream:
-      return "the data ends, or the source failed badly";
-    case kParserInternal:
-      return "the data makes no sense to the parser";
-    default:
-      return "reading failed with status " + std::to_string(status);
-  }
+const Track* ParserSession::FindTrack(TrackKind kind) const {
+  const auto found = std::find_if(tracks_.begin(), tracks_.end(),
+                                  [kind](const Track& track) { return track.kind == kind; });
+  return found != tracks_.end() ? &*found : nullptr;
 }
 
-const Track* ParserSession::FindTrack(TrackKind kind) const { return LaneOf(kind).track; }
-
 void ParserSession::Describe() {
-  const unsigned int count = parser_->GetTrackCount();
+  const unsigned int count = home_->parser->GetTrackCount();
   for (unsigned int index = 0; index < count; ++index) {
-    const TrackInfo* info = parser_->GetTrackInfo(index);
+    const TrackInfo* info = home_->parser->GetTrackInfo(index);
     if (info == nullptr) continue;
     Track track{index, static_cast<TrackKind>(info->trackType), *info, std::nullopt, {}};
-    const AsfTrackExt* bitmap = parser_->getExtraInterface();
+    const AsfTrackExt* bitmap = home_->parser->getExtraInterface();
     if (track.kind == TrackKind::kVideo && bitmap != nullptr && bitmap->valid != 0) {
       track.bitmap = *bitmap;
     }
     // Telling AC-3 from E-AC-3 reads packets: a short file's audio then stands at its end.
-    if (info->codec == kCodecAc3 || info->codec == kCodecEac3) parser_->Seek(0, kTrackAudio, 0);
+    if (info->codec == kCodecAc3 || info->codec == kCodecEac3)
+      home_->parser->Seek(0, kTrackAudio, 0);
     tracks_.push_back(std::move(track));
   }
   for (Track& track : tracks_) {
-    Lane& lane = LaneOf(track.kind);
-    lane.track = &track;
+    Lane& lane = home_->LaneOf(track.kind);
+    lane.exists = true;
     lane.unit.kind = track.kind;
     // Left as it comes: a unit fills what it needs.
     lane.buffer.reset(new unsigned char[kMaxAccessUnitBytes]);
@@ -85,13 +79,13 @@ void ParserSession::Describe() {
 void ParserSession::ReadConfig(unsigned char* buffer, Track* track) {
   unsigned long size = 0;
   const int status = track->kind == TrackKind::kVideo
-                         ? parser_->GetVideoConfig(buffer, &size, kMaxAccessUnitBytes)
-                         : parser_->GetAudioConfig(buffer, &size, kMaxAccessUnitBytes);
+                         ? home_->parser->GetVideoConfig(buffer, &size, kMaxAccessUnitBytes)
+                         : home_->parser->GetAudioConfig(buffer, &size, kMaxAccessUnitBytes);
   if (status == kParserOk) track->config.assign(buffer, buffer + size);
 }
 
 void ParserSession::ReadTags() {
-  const meta_info* info = parser_->GetMetaInfo();
+  const meta_info* info = home_->parser->GetMetaInfo();
   if (info == nullptr) return;
   for (unsigned int i = 0; i < info->count; ++i) {
     const meta_descriptor& descriptor = info->descriptors[i];
@@ -101,36 +95,42 @@ void ParserSession::ReadTags() {
 }
 
 const AccessUnit* ParserSession::NextUnit() {
-  Lane* first = nullptr;
+  const AccessUnit* first = nullptr;
   for (const TrackKind kind : kKinds) {
-    Lane& lane = LaneOf(kind);
-    if (!Fill(kind)) continue;
-    if (first == nullptr || lane.unit.timeMs < first->unit.timeMs) first = &lane;
+    const AccessUnit* unit = PeekUnit(kind);
+    if (unit == nullptr) continue;
+    if (first == nullptr || IsBefore(unit->timeMs, first->timeMs)) first = unit;
   }
-  return first != nullptr ? HandOut(*first) : nullptr;
+  return first != nullptr ? HandOut(first->kind) : nullptr;
 }
 
 const AccessUnit* ParserSession::NextUnit(TrackKind kind) {
-  return Fill(kind) ? HandOut(LaneOf(kind)) : nullptr;
+  return Fill(kind) ? HandOut(kind) : nullptr;
 }
 
-const AccessUnit* ParserSession::HandOut(Lane& lane) {
+const AccessUnit* ParserSession::PeekUnit(TrackKind kind, bool keyFrameOnly) {
+  return Fill(kind, keyFrameOnly) ? &now_->LaneOf(kind).unit : nullptr;
+}
+
+const AccessUnit* ParserSession::HandOut(TrackKind kind) {
+  Lane& lane = now_->LaneOf(kind);
   lane.pending = false;
   return &lane.unit;
 }
 
 // Reads the next unit of a kind unless one is waiting. False at the end.
 bool ParserSession::Fill(TrackKind kind, bool keyFrameOnly) {
-  Lane& lane = LaneOf(kind);
+  Lane& lane = now_->LaneOf(kind);
   if (lane.pending) return true;
-  if (lane.track == nullptr || lane.endStatus != kParserOk) return false;
+  if (!lane.exists || lane.endStatus != kParserOk) return false;
   unsigned long size = 0;
   unsigned long timeMs = 0;
   unsigned char* const buffer = lane.buffer.get();
+  IParser* const parser = now_->parser.get();
   const int status =
       kind == TrackKind::kVideo
-          ? parser_->GetVideoData(buffer, &size, &timeMs, kMaxAccessUnitBytes, keyFrameOnly)
-          : parser_->GetAudioData(buffer, &size, &timeMs, kMaxAccessUnitBytes);
+          ? parser->GetVideoData(buffer, &size, &timeMs, kMaxAccessUnitBytes, keyFrameOnly)
+          : parser->GetAudioData(buffer, &size, &timeMs, kMaxAccessUnitBytes);
   lane.endStatus = status;
   lane.pending = status == kParserOk;
   lane.unit.data = buffer;
@@ -139,39 +139,78 @@ bool ParserSession::Fill(TrackKind kind, bool keyFrameOnly) {
   return lane.pending;
 }
 
+bool ParserSession::SkipVideoObject() {
+  Lane& lane = now_->LaneOf(TrackKind::kVideo);
+  lane.pending = false;
+  if (!lane.exists || lane.endStatus != kParserOk) return false;
+  unsigned long size = 0;
+  unsigned long timeMs = 0;
+  lane.endStatus =
+      now_->parser->GetVideoData(lane.buffer.get(), &size, &timeMs, kMaxAccessUnitBytes);
+  return lane.endStatus == kParserOk;
+}
+
 int ParserSession::EndStatus(TrackKind kind) const {
-  const Lane& lane = LaneOf(kind);
+  const Lane& lane = now_->LaneOf(kind);
   return lane.pending ? kParserOk : lane.endStatus;
 }
 
 void ParserSession::Restart(TrackKind kind) {
-  Lane& lane = LaneOf(kind);
+  Lane& lane = now_->LaneOf(kind);
   lane.pending = false;
   lane.endStatus = kParserOk;
 }
 
 void ParserSession::Rewind() {
-  for (const TrackKind kind : kKinds) {
-    if (LaneOf(kind).track == nullptr) continue;
-    parser_->Seek(0, static_cast<int>(kind), 0);
-    Restart(kind);
-  }
+  for (const TrackKind kind : kKinds) Rewind(kind);
+}
+
+void ParserSession::Rewind(TrackKind kind) {
+  if (!now_->LaneOf(kind).exists) return;
+  now_->parser->Seek(0, static_cast<int>(kind), 0);
+  Restart(kind);
 }
 
 SeekStatus ParserSession::Seek(unsigned long long timeMs, int seekMode, int modeFlags) {
   SeekStatus status;
-  status.video = SeekTrack(TrackKind::kVideo, timeMs, modeFlags, 0, seekMode);
-  status.audio = SeekTrack(TrackKind::kAudio, timeMs, modeFlags, 0, seekMode);
+  timeMs = std::min(timeMs, kMaxSeekMs);
+  status.video = SeekTrack(TrackKind::kVideo, timeMs, seekMode, modeFlags);
+  status.audio =
+      status.video < 0 ? status.video : SeekTrack(TrackKind::kAudio, timeMs, seekMode, modeFlags);
   return status;
 }
 
-int ParserSession::SeekTrack(TrackKind kind, unsigned long long timeMs, int modeFlags,
-                             unsigned long long offset, int seekMode) {
-  if (LaneOf(kind).track == nullptr) return kParserOk;
-  const int status = parser_->SeekEx(static_cast<unsigned long>(timeMs), static_cast<int>(kind),
-                                     modeFlags, 0, offset, seekMode);
+int ParserSession::SeekTrack(TrackKind kind, unsigned long long timeMs, int seekMode,
+                             int modeFlags) {
+  if (!now_->LaneOf(kind).exists) return kParserOk;
+  const int status = now_->parser->SeekEx(static_cast<unsigned long>(timeMs),
+                                          static_cast<int>(kind), modeFlags, 0, 0, seekMode);
   if (status >= 0) Restart(kind);
   return status;
+}
+
+int ParserSession::SeekToOffset(TrackKind kind, unsigned long long offset) {
+  if (!now_->LaneOf(kind).exists) return kParserOk;
+  const int status =
+      now_->parser->SeekEx(0, static_cast<int>(kind), kSeekTimeMode, 0, offset, kSeekPreviousSync);
+  if (status >= 0) Restart(kind);
+  return status;
+}
+
+std::unique_ptr<ParserSession> ParserSession::MakeTwin(std::unique_ptr<IDataSource> view,
+                                                       int* status) const {
+  *status = kParserOutOfRange;
+  if (!isOpen_) return nullptr;
+  auto twin = std::make_unique<ParserSession>(factory_, std::move(view));
+  *status = twin->Open(openMode_);
+  return *status < 0 ? nullptr : std::move(twin);
+}
+
+void ParserSession::TakeOver(ParserSession* twin) {
+  taken_ = std::move(twin->home_);
+  now_ = taken_.get();
+  // The parser at home waits for its Close, and needs no buffers for that.
+  home_->lanes = {};
 }
 
 }  // namespace host

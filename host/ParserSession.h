@@ -1,19 +1,20 @@
-// The reference host: one file, opened, described, played out and sought in
-// through the shared library.
+// The reference host: one file, opened, described, played out and sought in.
 //
 // Typical use:
 //
 //   std::string error;
 //   auto library = host::ParserLibrary::Load("", &error);
 //   auto file = host::FileSource::OpenPath(path, &error);
-//   host::ParserSession session(*library, std::move(file));
+//   host::ParserSession session(library->factory(), std::move(file));
 //   if (session.Open() != kParserOk) ...
 //   while (const host::AccessUnit* unit = session.NextUnit()) ...
 //
-// It owns the parser and the byte source, and closes the parser before it
-// destroys it, whatever happened. It asks the parser only for the kinds and
-// indices that the parser itself named, so it meets none of its fatal
-// assertions. One thread at a time.
+// A host that links the parser says {createParser, destroyParser} in place of the
+// library's factory. The session owns the parser and the byte source, and closes the parser before
+// it destroys it, whatever happened. It asks the parser only for the kinds and indices that the
+// parser itself named, so it meets none of its fatal assertions. One thread at a time. Nothing that
+// the source throws passes through a session: it is a failure, of which a status tells as of any
+// other.
 #ifndef QO_HOST_PARSERSESSION_H
 #define QO_HOST_PARSERSESSION_H
 
@@ -24,9 +25,7 @@
 #include <string>
 #include <vector>
 
-#include "host/AsfLayout.h"
-#include "host/PacketWalk.h"
-#include "host/ParserLibrary.h"
+#include "host/ParserFactory.h"
 #include "host/TagText.h"
 #include "qo_parser_asf/IParser.h"
 
@@ -55,44 +54,40 @@ struct AccessUnit {
   unsigned long long timeMs;  // from the start of the presentation
 };
 
-// What SeekEx returned for each kind; kParserOk for a kind without a track. A
-// kind that failed goes on where it was.
+// Whether the time `a` lies before `b`. Times have 32 bits, and one in front of the
+// presentation's start wraps to a large number: of two times the nearer way round
+// counts.
+constexpr bool IsBefore(unsigned long long a, unsigned long long b) {
+  return static_cast<int>(static_cast<unsigned int>(a - b)) < 0;
+}
+
+// What SeekEx returned for each kind; kParserOk for a kind without a track. A kind
+// that failed goes on where it was. Where video fails audio isn't sought, goes on as
+// well, and has video's status.
 struct SeekStatus {
   int video = kParserOk;
   int audio = kParserOk;
 };
 
-// The end of an exact seek.
-struct ExactSeek {
-  enum class Outcome {
-    kFound,          // the next unit is the last key frame at or before the target
-    kNothingBefore,  // there is none: reading starts at the beginning of the file
-    kCancelled,      // by the progress callback; reading goes on where it was
-    kFailed,         // `problem` says why; reading goes on where it was
-  };
-  Outcome outcome;
-  unsigned long long packet;  // kFound: the packet in which the unit's media object begins
-  unsigned long long timeMs;  // kFound: the unit's time
-  std::string problem;
-};
-
 class ParserSession {
  public:
-  // Takes `source` (not null). `library` must outlive the session.
-  ParserSession(const ParserLibrary& library, std::unique_ptr<IDataSource> source);
-  // Close (after a failed Open too), then destroyParser; the source goes last.
+  // The times that Seek tells apart, ms: the parser compares them as signed 32-bit
+  // numbers.
+  static constexpr unsigned long long kMaxSeekMs = 0x7FFFFFFF;
+
+  // Takes `source` (not null). What `factory` stands on must outlive the session.
+  ParserSession(const ParserFactory& factory, std::unique_ptr<IDataSource> source);
+  // Close (after a failed Open too), then the parser's destruction; the source goes
+  // last.
   ~ParserSession();
   ParserSession(const ParserSession&) = delete;
   ParserSession& operator=(const ParserSession&) = delete;
 
   // Opens the source with the parser, once, by OpenEx where `mode` is given; then
-  // fetches tracks, configurations, duration and tags. kParserOk, or the
-  // parser's failure (see StatusText): then there are no tracks, tags or units.
+  // fetches tracks, configurations, duration and tags. kParserOk, or the parser's
+  // failure (see StatusText): then there are no tracks, tags or units.
+  // kParserOutOfRange also where no parser could be made.
   int Open(std::optional<int> mode = std::nullopt);
-
-  // In words for a person what a failed Open means, "the content is encrypted"
-  // for instance.
-  static std::string StatusText(int status);
 
   // At most one audio and one video track, in the parser's order.
   const std::vector<Track>& tracks() const { return tracks_; }
@@ -103,15 +98,22 @@ class ParserSession {
   // in `picture` alone.
   const std::vector<Tag>& tags() const { return tags_; }
   const std::optional<Picture>& picture() const { return picture_; }
-  // The byte source; owned by the session. Moving its position between calls on
-  // the session does no harm.
-  IDataSource* source() const { return source_.get(); }
+  // The byte source that the session was made with, and owns. Moving its position
+  // between calls on the session does no harm.
+  IDataSource* source() const { return home_->source.get(); }
 
-  // The next access unit of all tracks by time, video first among equals; null
-  // when every track is at its end.
+  // The next access unit of all tracks by time (see IsBefore), video first among
+  // equals; null when every track is at its end.
   const AccessUnit* NextUnit();
   // The next access unit of one track; null at its end and without such a track.
   const AccessUnit* NextUnit(TrackKind kind);
+  // The unit that NextUnit(kind) will hand out, or null. Video: with `keyFrameOnly`
+  // all units in front of the next key frame are dropped, unless one waits that has
+  // been looked at before.
+  const AccessUnit* PeekUnit(TrackKind kind, bool keyFrameOnly = false);
+  // Drops the video unit that waits, if one has been looked at, and then the next
+  // media object whole. False at the end and without video.
+  bool SkipVideoObject();
 
   // kParserOk while units may follow; then the status that ended the track:
   // kParserEndOfStream, or what the parser found wrong. The end of the data, a
@@ -119,70 +121,72 @@ class ParserSession {
   // them apart, see LastObjectTimes.
   int EndStatus(TrackKind kind) const;
 
-  // Back to the first packet, all tracks.
+  // Back to the first packet, all tracks or one. No read, and no failure.
   void Rewind();
+  void Rewind(TrackKind kind);
 
-  // SeekEx, video first, then audio, which follows. `seekMode` is one of
-  // kSeekPreviousSync ..., `modeFlags` kSeekByteMode or 0.
+  // SeekEx, video first, then audio, which follows. A time above kMaxSeekMs counts
+  // as that. `seekMode` is one of kSeekPreviousSync ..., `modeFlags` kSeekByteMode or
+  // 0.
   SeekStatus Seek(unsigned long long timeMs, int seekMode, int modeFlags = 0);
 
-  // Seeks to the last key frame at or before `timeMs`, whether or not the file
-  // has an index; without video, to the last audio unit at or before it. Units
-  // before that one are dropped, so that NextUnit hands it out first. The first
-  // such seek walks all packet headers and keeps what it learns; `progress` may
-  // be empty.
-  ExactSeek SeekExact(unsigned long long timeMs, const SeekPoints::Progress& progress = {});
+  // SeekEx in time mode: moves one track to the packet at `offset` in the file,
+  // without a read. Audio beside video follows video's packet, whatever its offset
+  // is, and is refused while that is packet 0; without video it goes one packet
+  // further than `offset` says. What SeekEx returned; kParserOk without such a track.
+  int SeekToOffset(TrackKind kind, unsigned long long offset);
+
+  // A second session, opened as this one was, which reads the same file through
+  // `view` (not null; it takes it) and leaves this one alone: what it tries costs
+  // nothing here. `*status` (not null) is what its Open returned; null where this
+  // session is not open or that failed.
+  std::unique_ptr<ParserSession> MakeTwin(std::unique_ptr<IDataSource> view, int* status) const;
+  // Goes on reading where `twin`, made by MakeTwin, stands, with its parser and its
+  // view. The twin is of no more use but to be destroyed. Units handed out before
+  // are no longer valid. What `view` stands on must outlive this session.
+  void TakeOver(ParserSession* twin);
 
  private:
   // Delivery of one kind.
   struct Lane {
-    const Track* track = nullptr;             // null: no such track, and nothing is ever asked
+    bool exists = false;                      // otherwise nothing is ever asked
     std::unique_ptr<unsigned char[]> buffer;  // kMaxAccessUnitBytes
     AccessUnit unit{};
     bool pending = false;  // `unit` has been read but not handed out
     int endStatus = kParserOk;
   };
+  // A parser and where it stands. Order matters: the parser is closed and goes
+  // before the source that it reads.
+  struct Reading {
+    ~Reading();
+    Lane& LaneOf(TrackKind kind) { return lanes[kind == TrackKind::kVideo ? 0 : 1]; }
 
-  Lane& LaneOf(TrackKind kind) { return lanes_[kind == TrackKind::kVideo ? 0 : 1]; }
-  const Lane& LaneOf(TrackKind kind) const { return lanes_[kind == TrackKind::kVideo ? 0 : 1]; }
+    std::unique_ptr<IDataSource> source;
+    ParserPointer parser;
+    std::array<Lane, 2> lanes;
+  };
 
   void Describe();
   void ReadConfig(unsigned char* buffer, Track* track);
   void ReadTags();
 
   bool Fill(TrackKind kind, bool keyFrameOnly = false);
-  static const AccessUnit* HandOut(Lane& lane);
+  const AccessUnit* HandOut(TrackKind kind);
   void Restart(TrackKind kind);
-  int SeekTrack(TrackKind kind, unsigned long long timeMs, int modeFlags, unsigned long long offset,
-                int seekMode);
+  int SeekTrack(TrackKind kind, unsigned long long timeMs, int seekMode, int modeFlags);
 
-  // The exact seek. Those that return a bool have set `result` when they fail;
-  // an outcome of kNothingBefore stands until something is found.
-  struct UnitMark {
-    unsigned long long timeMs;
-    unsigned int count;  // which of the units of this time in a row, from 1
-  };
-  bool LearnPoints(const SeekPoints::Progress& progress, ExactSeek* result);
-  bool SeekToPacket(unsigned long long packet, ExactSeek* result);
-  bool SeekVideoExact(std::size_t best, unsigned long long timeMs, ExactSeek* result);
-  std::optional<std::size_t> ScanKeyFrames(std::size_t from, std::size_t last,
-                                           unsigned long long timeMs);
-  bool SeekAudioExact(std::size_t best, unsigned long long timeMs, ExactSeek* result);
-  std::optional<UnitMark> LastAudioUnit(unsigned long long timeMs);
-  bool DropAudioUntil(UnitMark mark);
-  void SettleOn(TrackKind kind, unsigned long long packet, ExactSeek* result);
-
-  // Order matters: the parser goes before the source that it reads.
-  std::unique_ptr<IDataSource> source_;
-  ParserLibrary::Parser parser_;
+  const ParserFactory factory_;
+  std::optional<int> openMode_;
+  bool isOpen_ = false;
+  // The parser that opened the source: the source is closed with it, at the end, and
+  // after what was taken from a twin, which may read through that source.
+  std::unique_ptr<Reading> home_;
+  std::unique_ptr<Reading> taken_;  // null before the first
+  Reading* now_;                    // the one of these two that units come from
   std::vector<Track> tracks_;
   std::vector<Tag> tags_;
   std::optional<Picture> picture_;
   unsigned long long durationMs_ = 0;
-  std::array<Lane, 2> lanes_;
-  // Learned by the first exact seek.
-  AsfLayout layout_;
-  std::optional<SeekPoints> seekPoints_;
 };
 
 }  // namespace host

@@ -10,7 +10,7 @@
 
 #include "host/ParserLibrary.h"
 
-inline const host::ParserLibrary& Library() {
+inline host::ParserFactory Library() {
   static const auto library = [] {
     setenv("QOCP_DEBUG_LEVEL", "0", 1);
     std::string error;
@@ -18,7 +18,7 @@ inline const host::ParserLibrary& Library() {
     EXPECT_TRUE(loaded) << error;
     return loaded;
   }();
-  return *library;
+  return library->factory();
 }
 
 #endif  // QO_TESTS_HOSTLIBRARY_H

@@ -4,16 +4,17 @@
 #include <random>
 
 #include "host/MemorySource.h"
-#include "host/PacketWalk.h"
+#include "host/SeekPoints.h"
 #include "testing/AsfBuilder.h"
 #include "testing/FaultySource.h"
 #include "testing/SampleFiles.h"
 
 namespace {
 
+// Into a record that has been used.
 host::AsfLayout Layout(const Bytes& file) {
+  static host::AsfLayout layout;
   host::MemorySource source(file.data(), file.size());
-  host::AsfLayout layout;
   EXPECT_EQ(0, host::ReadLayout(&source, &layout));
   return layout;
 }
@@ -70,7 +71,7 @@ TEST(HostLayout, TellsWhatTheHeaderSays) {
   file.trailing = Object(ID_PADDING_OBJECT, "xyz") + SimpleIndex(5000000, {0, 1, 1});
   const host::AsfLayout layout = Layout(file.Build());
 
-  EXPECT_EQ("", layout.problem);
+  EXPECT_EQ(host::LayoutProblem::kNone, layout.problem);
   EXPECT_FALSE(layout.IsTruncated());
   ASSERT_TRUE(layout.simpleIndex);
   EXPECT_EQ((std::vector<unsigned long long>{3000, 200, 2, 3, 5000000}),
@@ -92,6 +93,7 @@ TEST(HostLayout, TellsWhatTheHeaderSays) {
 }
 
 TEST(HostLayout, SaysWhatIsWrongWithAFile) {
+  using host::LayoutProblem;
   const AsfFile file = TwoStreams({Packet({Media(1, 3000, "a")}), Packet({Media(1, 3100, "b")})});
   const Bytes good = file.Build();
   const std::size_t headerSize = Layout(good).headerSize;
@@ -105,25 +107,24 @@ TEST(HostLayout, SaysWhatIsWrongWithAFile) {
   };
   const struct {
     Bytes bytes;
-    const char* problem;
+    LayoutProblem problem;
     unsigned long long whole;  // packets
     bool truncated;
   } cases[] = {
-      {"", "the file does not begin with an ASF header", 0, false},
-      {"RIFF" + good, "the file does not begin with an ASF header", 0, false},
-      {good.substr(0, 100), "the file ends in the header", 0, true},
-      {good.substr(0, headerSize + 49), "the file ends before its data", 0, true},
-      {good.substr(0, good.size() - 1), "", 1, true},
-      {with([](AsfFile* f) { f->headerCount = 9; }), "", 2, false},
-      {withHeaderSize(10), "the header's size is impossible", 0, false},
-      {withHeaderSize(~0ull), "the file ends before its data", 0, true},
+      {"", LayoutProblem::kNotAsf, 0, false},
+      {"RIFF" + good, LayoutProblem::kNotAsf, 0, false},
+      {good.substr(0, 100), LayoutProblem::kHeaderCut, 0, true},
+      {good.substr(0, headerSize + 49), LayoutProblem::kDataCut, 0, true},
+      {good.substr(0, good.size() - 1), LayoutProblem::kNone, 1, true},
+      {with([](AsfFile* f) { f->headerCount = 9; }), LayoutProblem::kNone, 2, false},
+      {withHeaderSize(10), LayoutProblem::kHeaderSize, 0, false},
+      {withHeaderSize(~0ull), LayoutProblem::kDataCut, 0, true},
       {with([](AsfFile* f) { f->header[0] = Object(ID_PADDING_OBJECT, "", 0); }),
-       "an object of impossible size in the header", 2, false},
-      {with([](AsfFile* f) { f->dataSize = 50; }),
-       "the data object says that it is empty, as in a live recording never finished", 0, false},
-      {with([](AsfFile* f) { f->dataSize = ~0ull; }), "", 2, true},
+       LayoutProblem::kHeaderObjectSize, 2, false},
+      {with([](AsfFile* f) { f->dataSize = 50; }), LayoutProblem::kDataEmpty, 0, false},
+      {with([](AsfFile* f) { f->dataSize = ~0ull; }), LayoutProblem::kNone, 2, true},
       {with([](AsfFile* f) { f->trailing = Object(ID_PADDING_OBJECT, "", 23); }),
-       "an object of impossible size in what lies behind the data", 2, false},
+       LayoutProblem::kTrailingObjectSize, 2, false},
   };
   for (const auto& test : cases) {
     const host::AsfLayout layout = Layout(test.bytes);
@@ -177,7 +178,9 @@ TEST(HostLayout, WalksPacketsAsTheParserDoes) {
 
   host::MemorySource source(whole.data(), whole.size());
   const std::map<unsigned char, unsigned int> last = {{1, 900}, {2, 100}};
-  EXPECT_EQ(last, host::LastObjectTimes(&source, Layout(whole)));
+  std::map<unsigned char, unsigned int> times = {{3, 3}};
+  EXPECT_EQ(host::WalkEnd::kDone, host::LastObjectTimes(&source, Layout(whole), &times).end);
+  EXPECT_EQ(last, times);
 }
 
 TEST(HostLayout, WalksWhatLiesBeyondAPacketsFirstBytes) {

@@ -167,7 +167,7 @@ TEST(HostSeek, OpensSeeksAndPlaysBeyondFourGigabytes) {
   std::string error;
   const auto source = host::FileSource::OpenPath(path.string(), &error);
   ASSERT_TRUE(source) << error;
-  const auto parser = Library().MakeParser();
+  const auto parser = Library().Make();
   ASSERT_EQ(kParserOk, parser->Open(source.get()));
   ASSERT_EQ(1u, parser->GetTrackInfo(0)->seekable);
   std::vector<unsigned char> unit(kMaxAccessUnitBytes);

@@ -2,12 +2,18 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <random>
+#include <set>
 #include <tuple>
 
 #include "HostLibrary.h"
+#include "host/ExactSeek.h"
 #include "host/MemorySource.h"
 #include "host/ParserSession.h"
+#include "host/StatusText.h"
+#include "qo_parser_asf/Codecs.h"
 #include "testing/AsfBuilder.h"
+#include "testing/FaultySource.h"
 #include "testing/SampleFiles.h"
 
 namespace {
@@ -46,21 +52,22 @@ struct Playing {
     return std::make_unique<host::MemorySource>(bytes.data(), bytes.size());
   }
 
-  // What an exact seek can land on: the key frames that the delivery accepts, or
-  // the audio units of a file without video. By a parser of its own.
-  std::vector<Unit> Landings() const {
+  // All units of a kind, by a parser of their own; of video the key frames alone,
+  // and of one that comes in several NAL units the first.
+  std::vector<Unit> PlayOut(TrackKind kind) const {
     std::vector<Unit> units;
-    const bool video = session.FindTrack(TrackKind::kVideo) != nullptr;
-    const auto parser = Library().MakeParser();
+    const host::Track* track = session.FindTrack(kind);
+    if (track == nullptr) return units;
+    const auto parser = Library().Make();
     const auto source = Source();
     parser->Open(source.get());
     std::vector<unsigned char> buffer(kMaxAccessUnitBytes);
     unsigned long size, time;
+    const bool video = kind == TrackKind::kVideo;
     while ((video ? parser->GetVideoData(buffer.data(), &size, &time, buffer.size(), true)
                   : parser->GetAudioData(buffer.data(), &size, &time, buffer.size())) == 0) {
-      const bool again = video && !units.empty() && Time(units.back()) == time;
-      if (again) continue;  // a further NAL unit
-      const TrackKind kind = video ? TrackKind::kVideo : TrackKind::kAudio;
+      const bool isNal = track->info.codec == kCodecH264;
+      if (isNal && !units.empty() && Time(units.back()) == time) continue;
       units.push_back(MakeUnit(kind, time, buffer.data(), size));
     }
     parser->Close();
@@ -105,42 +112,51 @@ TEST(HostSession, ARefusedFileHasNothingAndClosesCleanly) {
                  Object(ID_CONTENT_ENCRYPTION_OBJECT, "key")};
   Playing playing(file.Build());
   EXPECT_EQ(kParserUnsupported, playing.status);
-  EXPECT_EQ("the content is encrypted", host::ParserSession::StatusText(playing.status));
+  EXPECT_EQ("the content is encrypted", host::StatusText(host::Action::kOpen, playing.status));
   EXPECT_TRUE(playing.session.tracks().empty());
   EXPECT_EQ(nullptr, playing.session.NextUnit());
   EXPECT_EQ(kParserOk, playing.session.Seek(0, kSeekPreviousSync).video);
-  EXPECT_EQ(ExactSeek::Outcome::kFailed, playing.session.SeekExact(0).outcome);
+  const ExactSeek seek = host::ExactSeeker(&playing.session).Seek(0);
+  EXPECT_EQ(ExactSeek::Outcome::kFailed, seek.outcome);
+  EXPECT_EQ(ExactSeek::Problem::kNoTrack, seek.problem);
 }
 
-// Every target, and one before the first landing: the last one up to it comes
-// out first, or the file from its beginning; audio in front of it does not.
+// Of units, the last of those with the greatest time up to a target.
+const Unit* LastUpTo(const std::vector<Unit>& units, unsigned long long target) {
+  const Unit* found = nullptr;
+  for (const Unit& unit : units) {
+    if (Time(unit) <= target && (!found || Time(unit) >= Time(*found))) found = &unit;
+  }
+  return found;
+}
+
+// Seeks to every time that counts, against what playing the file out from its start
+// brings: the last key frame up to the target, and audio from the last unit up to that
+// key frame, or, where nothing lies so early, both from their beginning.
 void ExpectExactSeeks(const Bytes& bytes) {
   Playing playing(bytes);
-  const std::vector<Unit> landings = playing.Landings();
-  ASSERT_FALSE(landings.empty());
-  std::vector<unsigned long long> targets = {0, ~0ull >> 1};
+  host::ExactSeeker seeker(&playing.session);
+  const auto video = playing.PlayOut(TrackKind::kVideo), audio = playing.PlayOut(TrackKind::kAudio);
+  const auto& landings = playing.session.FindTrack(TrackKind::kVideo) ? video : audio;
+  std::set<unsigned long long> targets = {0, ~0ull};
   for (const Unit& unit : landings) {
     const auto time = Time(unit);
-    targets.insert(targets.end(), {time, time + 1, time - (time > 0)});
+    targets.insert({time, time + 1, time - (time > 0)});
   }
   for (const unsigned long long target : targets) {
-    const Unit* expected = nullptr;
-    for (const Unit& unit : landings) {
-      const bool better = expected == nullptr || Time(unit) > Time(*expected);
-      if (Time(unit) <= target && better) expected = &unit;
-    }
-    const ExactSeek seek = playing.session.SeekExact(target);
-    const Unit first = Copy(playing.session.NextUnit());
+    const Unit* expected = LastUpTo(landings, target);
+    const ExactSeek seek = seeker.Seek(target);
     if (expected == nullptr) {
-      EXPECT_EQ(ExactSeek::Outcome::kNothingBefore, seek.outcome) << target;
-    } else {
-      EXPECT_EQ(ExactSeek::Outcome::kFound, seek.outcome) << target << seek.problem;
-      EXPECT_EQ(*expected, first) << target;
-      EXPECT_EQ(Time(*expected), seek.timeMs);
+      ASSERT_EQ(ExactSeek::Outcome::kNothingBefore, seek.outcome) << target;
+      continue;
     }
-    if (const auto* audio = playing.session.NextUnit(TrackKind::kAudio)) {
-      EXPECT_GE(audio->timeMs, Time(first));
-    }
+    ASSERT_EQ(ExactSeek::Outcome::kFound, seek.outcome) << target;
+    EXPECT_EQ(Time(*expected), seek.timeMs) << target;
+    ASSERT_EQ(*expected, Copy(playing.session.NextUnit(std::get<0>(*expected)))) << target;
+    if (&landings == &audio || audio.empty()) continue;
+    const Unit* sound = LastUpTo(audio, seek.timeMs);
+    ASSERT_EQ(sound ? *sound : audio[0], Copy(playing.session.NextUnit(TrackKind::kAudio)))
+        << target;
   }
 }
 
@@ -176,6 +192,140 @@ TEST(HostSession, SeeksExactlyWhereFlaggedFramesAreRefused) {
   ExpectExactSeeks(file("WMV2", "", "", 1));
 }
 
+// Key frames that share their times, of which the delivery refuses some, one to four
+// to a packet, perhaps in two pieces; audio stored up to two seconds ahead or behind.
+Bytes RandomFile(unsigned int seed) {
+  std::mt19937 random(seed);
+  const auto below = [&](unsigned int limit) {
+    return static_cast<unsigned int>(random() % limit);
+  };
+  AsfFile file({Stream(ID_VIDEO_MEDIA, 2, VideoFormat(below(4) == 0 ? "WMV2" : "MJPG")),
+                Stream(ID_AUDIO_MEDIA, 1, AudioFormat(0x55))});
+  const bool isUnordered = below(4) == 0;
+  const int ahead = static_cast<int>(below(4000)) - 2000;
+  unsigned int time = 5000, audioTime = 3000;
+  Bytes rest;
+  for (unsigned int i = 0, count = 2 + below(20); i < count; ++i) {
+    std::vector<Payload> payloads;
+    if (!rest.empty()) payloads.push_back(Media(2, time, rest).Offset(3));
+    rest.clear();
+    for (unsigned int k = 0, frames = below(4); k <= frames; ++k) {
+      const Bytes number = std::to_string(i) + "-" + std::to_string(k);
+      time += below(2) * 40;
+      if (isUnordered && below(4) == 0) time -= 40;
+      const Bytes data = (below(2) == 0 ? Hex("FF D8") : Hex("FF D9")) + number;
+      payloads.push_back(Media(2, time, data).Key(below(4) != 0));
+      if (k == frames && below(3) == 0) rest = "rest" + number;
+    }
+    for (; static_cast<int>(audioTime) < static_cast<int>(time) + ahead; audioTime += 60) {
+      payloads.push_back(Media(1, audioTime, Hex("FF FB") + std::to_string(audioTime)));
+      if (payloads.size() > 12) break;
+    }
+    file.packets.push_back(Packet(payloads));
+  }
+  file.packetLength = 600;
+  return file.Build();
+}
+
+TEST(HostSession, SeeksExactlyAmongEqualTimes) {
+  for (unsigned int seed = 0; seed < 400; ++seed) {
+    SCOPED_TRACE(seed);
+    ExpectExactSeeks(RandomFile(seed));
+    if (HasFatalFailure()) return;
+  }
+}
+
+TEST(HostSession, AnExactSeekThatFailsMovesNothing) {
+  const Bytes file = FileBytes(QO_SAMPLES_DIR "/wmv2_wma2.wmv");
+  Playing undisturbed(file);
+  undisturbed.session.NextUnit();
+  const auto units = All([&] { return undisturbed.session.NextUnit(); });
+  const struct {
+    Fault fault;
+    int status;
+  } cases[] = {{Fault::kFail, FaultySource::kFailure},
+               {Fault::kThrow, kParserEndOfStream},
+               {Fault::kThrowBadAlloc, kParserOutOfRange}};
+  for (const auto& test : cases) {
+    int failed = 0;
+    for (unsigned long call = 1;; call += call < 50 ? 1 : 37) {
+      SCOPED_TRACE(std::to_string(test.status) + " at call " + std::to_string(call));
+      auto owned = std::make_unique<FaultySource>(file);
+      FaultySource* const source = owned.get();
+      host::ParserSession session(Library(), std::move(owned));
+      ASSERT_EQ(kParserOk, session.Open());
+      host::ExactSeeker seeker(&session);
+      if (call % 2 == 0) seeker.Seek(1500);  // so that the next has learned
+      session.Rewind();
+      session.NextUnit();
+      const unsigned long before = source->CallCount();
+      source->PlanIn(call, test.fault);
+      const ExactSeek seek = seeker.Seek(1500);
+      if (source->CallCount() < before + call) break;
+      // A size that isn't known is no failure.
+      if (seek.outcome == ExactSeek::Outcome::kFound) continue;
+      ++failed;
+      ASSERT_EQ(ExactSeek::Outcome::kFailed, seek.outcome);
+      EXPECT_EQ(test.status, seek.status);
+      ASSERT_EQ(units, All([&] { return session.NextUnit(); }));
+      EXPECT_EQ(ExactSeek::Outcome::kFound, seeker.Seek(1500).outcome);
+    }
+    EXPECT_GT(failed, 20);
+  }
+}
+
+TEST(HostSession, AudioStaysWhereAVideoSeekFails) {
+  AsfFile file({Stream(ID_VIDEO_MEDIA, 2, VideoFormat("WMV2")),
+                Stream(ID_AUDIO_MEDIA, 1, AudioFormat(0x55))});
+  for (unsigned int i = 0; i < 8; ++i) {
+    const Bytes number = std::to_string(i);
+    file.packets.push_back(Packet({Key(2, 3000 + 1000 * i, "video" + number),
+                                   Media(1, 3000 + 1000 * i, Hex("FF FB") + number)}));
+  }
+  file.trailing = SimpleIndex(10000000, {0, 0, 0, 0, 1, 2, 3, 4, 5, 6, 7});
+  auto owned = std::make_unique<FaultySource>(file.Build());
+  FaultySource* const source = owned.get();
+  host::ParserSession session(Library(), std::move(owned));
+  ASSERT_EQ(kParserOk, session.Open());
+  EXPECT_EQ(1u, session.FindTrack(TrackKind::kVideo)->info.seekable);
+  EXPECT_EQ(0u, session.NextUnit(TrackKind::kAudio)->timeMs);
+  source->PlanIn(1, Fault::kFail);
+  const host::SeekStatus status = session.Seek(5500, kSeekPreviousSync);
+  EXPECT_EQ(FaultySource::kFailure, status.video);
+  EXPECT_EQ(FaultySource::kFailure, status.audio);
+  EXPECT_EQ(1000u, session.NextUnit(TrackKind::kAudio)->timeMs);
+}
+
+TEST(HostSession, NextUnitTakesATimeThatWrappedForOneBeforeTheStart) {
+  const AsfFile file(
+      {Stream(ID_VIDEO_MEDIA, 2, VideoFormat("WMV2")),
+       Stream(ID_AUDIO_MEDIA, 1, AudioFormat(0x55))},
+      {Packet({Compressed(1, 2900, 60, {Hex("FF FB 01"), Hex("FF FB 02"), Hex("FF FB 03")}),
+               Key(2, 3000, "a"), Key(2, 3040, "b")})});
+  Playing playing(file.Build());
+  std::vector<int> times;
+  while (const auto* unit = playing.session.NextUnit()) {
+    times.push_back(static_cast<int>(unit->timeMs));
+  }
+  EXPECT_EQ((std::vector<int>{-100, -40, 0, 20, 40}), times);
+}
+
+TEST(HostSession, ASeekFarBeyondTheEndIsOneToTheLastTimeThereIs) {
+  Playing playing(FileBytes(QO_SAMPLES_DIR "/wmv2_wma2.wmv"));
+  for (const int mode : {kSeekPreviousSync, kSeekNextSync, kSeekClosestSync}) {
+    const auto landing = [&](unsigned long long timeMs) {
+      const host::SeekStatus status = playing.session.Seek(timeMs, mode);
+      EXPECT_EQ(kParserOk, std::min(status.video, status.audio));
+      return Copy(playing.session.NextUnit(TrackKind::kVideo));
+    };
+    const Unit last = landing(host::ParserSession::kMaxSeekMs);
+    EXPECT_GT(Time(last), 0u);
+    for (const auto timeMs : {1ull << 31, 0xFFFFFFFFull, 1ull << 32, ~0ull}) {
+      EXPECT_EQ(last, landing(timeMs)) << timeMs;
+    }
+  }
+}
+
 TEST(HostSession, ACancelledExactSeekMovesNothing) {
   Playing playing(FileBytes(QO_SAMPLES_DIR "/wmv2_wma2.wmv"));
   playing.session.NextUnit();
@@ -185,7 +335,8 @@ TEST(HostSession, ACancelledExactSeekMovesNothing) {
     EXPECT_LT(done, total);
     return false;
   };
-  EXPECT_EQ(ExactSeek::Outcome::kCancelled, playing.session.SeekExact(500, cancel).outcome);
+  EXPECT_EQ(ExactSeek::Outcome::kCancelled,
+            host::ExactSeeker(&playing.session).Seek(500, cancel).outcome);
   EXPECT_EQ(All([&] { return undisturbed.session.NextUnit(); }),
             All([&] { return playing.session.NextUnit(); }));
 }

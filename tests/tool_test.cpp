@@ -162,6 +162,18 @@ TEST_F(Tool, ExtractsWholeFilesOrNone) {
   }
 }
 
+// What a seek costs and where it starts from is told by the parser's own calls.
+TEST_F(Tool, ReadingAheadChangesNothingOfWhatASeekTells) {
+  for (const char* arguments :
+       {"seek --to 1.2 ", "seek --to 1.2 --json ", "seek --to 1.2 --exact ", "seek --sweep 10 "}) {
+    const Outcome plain = Run(arguments + Sample("wmv1_wma1_p500.wmv"));
+    const Outcome ahead =
+        Run(std::string("--read-ahead ") + arguments + Sample("wmv1_wma1_p500.wmv"));
+    EXPECT_EQ(plain.out, ahead.out);
+    EXPECT_EQ(plain.out.find(" 0 packets probed"), std::string::npos) << plain.out;
+  }
+}
+
 TEST_F(Tool, TracesTheCallsOfAnOpen) {
   const Outcome outcome = Run("trace " + Sample("wmv2_wma2.wmv") + " open");
   EXPECT_EQ(outcome.exitCode, 0) << outcome.err;

@@ -1,17 +1,5 @@
 // asftool extract: writes elementary streams, configuration bytes and cover art
 // to files.
-//
-// A file appears under its final name only once it is complete: it is written
-// under a temporary name beside it, which goes away when anything fails or the
-// user interrupts.
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <csignal>
-#include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <map>
 #include <memory>
@@ -21,81 +9,13 @@
 
 #include "tools/Commands.h"
 #include "tools/Output.h"
+#include "tools/OutputFile.h"
 #include "tools/Verdict.h"
 
 namespace tool {
 namespace {
 
 namespace fs = std::filesystem;
-
-volatile std::sig_atomic_t interrupted = 0;
-
-// Lets an interruption end the command in order, so that no temporary file stays.
-// A call that waits (for the reader of a pipe) is not taken up again, and a second
-// signal ends the process at once. A reader that leaves and a limit on file sizes
-// make writing fail instead of ending the process.
-void NoticeInterruptions() {
-  for (const int signal : {SIGPIPE, SIGXFSZ}) std::signal(signal, SIG_IGN);
-  struct sigaction action {};
-  action.sa_handler = [](int) { interrupted = 1; };
-  action.sa_flags = static_cast<int>(SA_RESETHAND);
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-    struct sigaction before {};
-    sigaction(signal, &action, &before);
-    if (before.sa_handler == SIG_IGN) sigaction(signal, &before, nullptr);  // as nohup wants it
-  }
-}
-
-class OutputFile {
- public:
-  // Throws Failure(kExitCannotRun), as all here do.
-  explicit OutputFile(const std::string& path) : path_(path), written_(path) {
-    struct stat existing {};
-    const bool isDevice = stat(path.c_str(), &existing) == 0 && !S_ISREG(existing.st_mode);
-    if (!isDevice) written_ += ".part-" + std::to_string(getpid());
-    const int flags = O_WRONLY | O_CLOEXEC | (isDevice ? 0 : O_CREAT | O_EXCL);
-    const int descriptor = open(written_.c_str(), flags, 0666);
-    if (descriptor < 0) Fail();
-    file_.reset(fdopen(descriptor, "wb"));
-    if (!file_) Fail();
-  }
-  // Removes what was not finished.
-  ~OutputFile() {
-    file_.reset();
-    if (!finished_ && written_ != path_) unlink(written_.c_str());
-  }
-  OutputFile(const OutputFile&) = delete;
-  OutputFile& operator=(const OutputFile&) = delete;
-
-  void Write(const unsigned char* data, std::size_t size) {
-    if (std::fwrite(data, 1, size, file_.get()) != size) Fail();
-  }
-  // Gives the file its final name.
-  void Finish() {
-    if (std::fclose(file_.release()) != 0) Fail();
-    if (written_ != path_ && rename(written_.c_str(), path_.c_str()) != 0) Fail();
-    finished_ = true;
-  }
-
- private:
-  struct Closer {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-  };
-  [[noreturn]] void Fail() const {
-    throw Failure(kExitCannotRun, path_ + ": cannot be written: " + std::strerror(errno));
-  }
-
-  const std::string path_;
-  std::string written_;  // the name that is written under
-  std::unique_ptr<std::FILE, Closer> file_;
-  bool finished_ = false;
-};
-
-void WriteWhole(const std::string& path, const unsigned char* data, std::size_t size) {
-  OutputFile file(path);
-  file.Write(data, size);
-  file.Finish();
-}
 
 struct Arguments {
   std::string file;
@@ -167,15 +87,15 @@ void OpenOutput(Input* input, host::TrackKind kind, const std::string& path, Out
 }
 
 // Plays out the tracks that are wanted: all by time, or a single one.
-Totals ExtractStreams(Input* input, const Outputs& outputs) {
-  Totals totals;
+host::Totals ExtractStreams(Input* input, const Outputs& outputs) {
+  host::Totals totals;
   if (outputs.empty()) return totals;
   host::ParserSession& session = input->session();
   const bool isSingle = outputs.size() == 1;
   ProgressBar bar;
   while (const host::AccessUnit* unit =
              isSingle ? session.NextUnit(outputs.begin()->first) : session.NextUnit()) {
-    if (interrupted) throw Failure(kExitCannotRun, input->path() + ": interrupted");
+    if (IsInterrupted()) throw Failure(kExitCannotRun, input->path() + ": interrupted");
     totals.Add(*unit);
     outputs.at(unit->kind)->Write(unit->data, unit->size);
     bar.Show(unit->timeMs, session.durationMs());
@@ -184,7 +104,7 @@ Totals ExtractStreams(Input* input, const Outputs& outputs) {
 }
 
 // Gives the streams that hold anything their names.
-void FinishStreams(const Outputs& outputs, const Totals& totals, Verdict* verdict) {
+void FinishStreams(const Outputs& outputs, const host::Totals& totals, Verdict* verdict) {
   for (const auto& [kind, file] : outputs) {
     if (totals.of(kind).units != 0) {
       file->Finish();

@@ -4,6 +4,7 @@
 
 #include "host/CodecNames.h"
 #include "tools/Commands.h"
+#include "tools/Json.h"
 #include "tools/Output.h"
 #include "tools/Verdict.h"
 
@@ -13,98 +14,8 @@ namespace {
 // Codec configuration can be kilobytes; a person is shown its beginning.
 constexpr std::size_t kConfigBytesShown = 24;
 
-// A tag's name as a JSON key.
-std::string KeyOf(const host::Tag& tag) {
-  std::string key = host::TagName(tag.key);
-  for (char& c : key) {
-    if (c == ' ') c = '_';
-  }
-  return key;
-}
-
-Json StreamJson(const host::StreamLayout& stream) {
-  return {{"stream", stream.number}, {"kind", StreamKindName(stream.kind)}};
-}
-
-Json ContainerJson(Input* input) {
-  const host::AsfLayout& layout = input->layout();
-  Json json;
-  json["duration_ms"] = input->session().durationMs();
-  json["packets"] = layout.PacketsInData();
-  json["packet_length"] = layout.packetLength;
-  json["preroll_ms"] = layout.prerollMs;
-  json["encrypted"] = layout.IsEncrypted();
-  json["truncated"] = layout.IsTruncated();
-  json["index"] = nullptr;
-  if (layout.simpleIndex) {
-    json["index"] = {{"entries", layout.simpleIndex->entries},
-                     {"interval_ms", layout.simpleIndex->interval / 10000}};
-  }
-  json["dropped_streams"] = Json::array();
-  for (const host::StreamLayout& stream : layout.streams) {
-    if (!stream.isTrack) json["dropped_streams"].push_back(StreamJson(stream));
-  }
-  return json;
-}
-
-Json TrackJson(const host::Track& track) {
-  const TrackInfo& info = track.info;
-  Json json;
-  json["index"] = track.index;
-  json["kind"] = TrackKindName(track.kind);
-  json["codec"] = info.codec;
-  json["codec_name"] = host::CodecName(info.codec);
-  if (track.kind == host::TrackKind::kVideo) {
-    json["width"] = info.value1;
-    json["height"] = info.value2;
-    json["seekable"] = info.seekable != 0;
-  } else {
-    json["channels"] = info.value1;
-    json["sample_rate"] = info.value2;
-    json["bits_per_sample"] = info.value3;
-    json["bitrate"] = info.bitrate;
-    json["block_align"] = info.blockAlign;
-  }
-  json["config"] = HexText(track.config.data(), track.config.size());
-  json["config_bytes"] = track.config.size();
-  json["config_md5"] = nullptr;
-  if (!track.config.empty()) json["config_md5"] = Md5Text(track.config.data(), track.config.size());
-  return json;
-}
-
-Json TagsJson(const host::ParserSession& session) {
-  Json json = Json::object();
-  for (const host::Tag& tag : session.tags()) {
-    if (tag.type == kMetaString) {
-      json[KeyOf(tag)] = tag.text;
-    } else if (tag.type == kMetaBool) {
-      json[KeyOf(tag)] = tag.number != 0;
-    } else if (tag.type != kMetaBytes && tag.type <= kMetaWord) {
-      json[KeyOf(tag)] = tag.number;
-    }
-  }
-  return json;
-}
-
-Json PictureJson(const host::ParserSession& session) {
-  const auto& picture = session.picture();
-  if (!picture) return nullptr;
-  return {{"type", picture->type},
-          {"mime_type", picture->mimeType},
-          {"description", picture->description},
-          {"bytes", picture->bytes.size()},
-          {"md5", Md5Text(picture->bytes.data(), picture->bytes.size())}};
-}
-
 void PrintJson(Input* input, const Verdict& verdict) {
-  const host::ParserSession& session = input->session();
-  Json json;
-  json["file"] = input->path();
-  json["container"] = ContainerJson(input);
-  json["tracks"] = Json::array();
-  for (const host::Track& track : session.tracks()) json["tracks"].push_back(TrackJson(track));
-  json["tags"] = TagsJson(session);
-  json["picture"] = PictureJson(session);
+  Json json = FileJson(input->path(), input->session(), input->layout());
   json["problems"] = verdict.problems;
   json["notes"] = verdict.notes;
   Print(JsonText(json) + "\n");

@@ -24,10 +24,6 @@ constexpr std::chrono::milliseconds kBarInterval{100};
 
 }  // namespace
 
-std::string JsonText(const Json& json, int indent) {
-  return json.dump(indent, ' ', false, Json::error_handler_t::replace);
-}
-
 std::string Bold(const std::string& text, std::FILE* stream) {
   const char* noColor = std::getenv("NO_COLOR");
   if ((noColor && *noColor) || !isatty(fileno(stream))) return text;

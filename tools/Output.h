@@ -1,23 +1,15 @@
-// What asftool prints: text with or without emphasis, JSON, the progress bar.
+// What asftool prints: text with or without emphasis, the progress bar.
 #ifndef QO_TOOLS_OUTPUT_H
 #define QO_TOOLS_OUTPUT_H
 
 #include <chrono>
 #include <cstddef>
 #include <cstdio>
-#include <nlohmann/json.hpp>
 #include <string>
 
 #include "host/ParserSession.h"
 
 namespace tool {
-
-// Keys in the order in which they were set.
-using Json = nlohmann::ordered_json;
-
-// JSON text in which a file name that is no UTF-8 doesn't matter: what cannot be
-// read becomes U+FFFD. `indent` below 0 puts all on one line.
-std::string JsonText(const Json& json, int indent = 2);
 
 // `text` in bold where `stream` is a terminal and NO_COLOR is not set; as it is
 // elsewhere.

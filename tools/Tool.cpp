@@ -7,6 +7,7 @@
 
 #include "host/FileSource.h"
 #include "host/ReadAheadSource.h"
+#include "host/StatusText.h"
 
 namespace tool {
 namespace {
@@ -32,33 +33,44 @@ Input::Input(const Options& options, const std::string& path, Trace trace) : pat
   if (!library_) throw Failure(kExitCannotRun, error);
   std::unique_ptr<IDataSource> source = host::FileSource::OpenPath(path, &error);
   if (!source) throw Failure(kExitCannotRun, error);
+  file_ = source.get();
   if (trace == Trace::kOn) {
-    auto traced = std::make_unique<host::TraceSource>(std::move(source));
-    trace_ = traced.get();
-    source = std::move(traced);
+    source = Traced(std::move(source));
+    fileCalls_ = parserCalls_;
   }
-  if (options.readAhead) source = std::make_unique<host::ReadAheadSource>(std::move(source));
-  session_ = std::make_unique<host::ParserSession>(*library_, std::move(source));
+  if (options.readAhead) {
+    source = std::make_unique<host::ReadAheadSource>(std::move(source));
+    if (trace == Trace::kOn) source = Traced(std::move(source));
+  }
+  session_ = std::make_unique<host::ParserSession>(library_->factory(), std::move(source));
+}
+
+// The outermost record is the parser's.
+std::unique_ptr<IDataSource> Input::Traced(std::unique_ptr<IDataSource> source) {
+  auto traced = std::make_unique<host::TraceSource>(std::move(source));
+  parserCalls_ = traced.get();
+  return traced;
 }
 
 void Input::Open() {
   openStatus_ = session_->Open();
   if (openStatus_ == kParserOk) return;
   throw Failure(IsVerdictOnFile(openStatus_) ? kExitBadFile : kExitCannotRun,
-                path_ + ": " + host::ParserSession::StatusText(openStatus_));
+                path_ + ": " + host::StatusText(host::Action::kOpen, openStatus_));
 }
 
 const host::AsfLayout& Input::layout() {
   if (!layout_) {
     host::AsfLayout layout;
-    IDataSource* source = trace_ ? trace_->inner() : session_->source();
-    const int status = host::ReadLayout(source, &layout);
-    if (status < 0) {
-      throw Failure(kExitCannotRun, path_ + ": " + host::ParserSession::StatusText(status));
-    }
+    CheckRead(host::ReadLayout(file_, &layout));
     layout_ = std::move(layout);
   }
   return *layout_;
+}
+
+void Input::CheckRead(int status) const {
+  if (status >= 0) return;
+  throw Failure(kExitCannotRun, path_ + ": " + host::StatusText(host::Action::kRead, status));
 }
 
 unsigned long long SecondsToMs(double seconds) {
@@ -70,8 +82,8 @@ void SeekPlainly(Input* input, unsigned long long timeMs, int seekMode) {
   const host::SeekStatus status = input->session().Seek(timeMs, seekMode);
   const int failed = status.video < 0 ? status.video : status.audio;
   if (failed < 0) {
-    throw Failure(kExitBadFile,
-                  input->path() + ": seek failed: " + host::ParserSession::StatusText(failed));
+    throw Failure(kExitBadFile, input->path() + ": seek failed: " +
+                                    host::StatusText(host::Action::kSeek, failed));
   }
 }
 

@@ -37,7 +37,9 @@ struct Options {
   bool readAhead = false;       // read through host::ReadAheadSource
 };
 
-// A file and the session that reads it.
+// A file and the session that reads it. Between the two lie, from the file up: a
+// record of the calls that reach it, what reads ahead, a record of the parser's own
+// calls; each of them only where it is asked for.
 class Input {
  public:
   enum class Trace { kOff, kOn };
@@ -55,16 +57,29 @@ class Input {
 
   const std::string& path() const { return path_; }
   host::ParserSession& session() { return *session_; }
-  // Null with Trace::kOff. What the layout reads is never recorded.
-  host::TraceSource* trace() const { return trace_; }
-  // Read when it is first asked for. Throws Failure(kExitCannotRun).
+
+  // The file itself, for reads that are the tool's own; never recorded.
+  IDataSource* file() const { return file_; }
+  // The calls that reach the file. Null with Trace::kOff, like the next.
+  host::TraceSource* fileCalls() const { return fileCalls_; }
+  // The calls that the session makes. The same record where nothing reads ahead.
+  host::TraceSource* parserCalls() const { return parserCalls_; }
+
+  // Read from the file when it is first asked for. Throws Failure(kExitCannotRun).
   const host::AsfLayout& layout();
+  // Throws Failure(kExitCannotRun) for the status of a read that failed.
+  void CheckRead(int status) const;
 
  private:
+  std::unique_ptr<IDataSource> Traced(std::unique_ptr<IDataSource> source);
+
   std::string path_;
   int openStatus_ = kParserOk;
   std::unique_ptr<host::ParserLibrary> library_;
-  host::TraceSource* trace_ = nullptr;  // owned by the session
+  // Owned by the session, with all that lies between.
+  IDataSource* file_ = nullptr;
+  host::TraceSource* fileCalls_ = nullptr;
+  host::TraceSource* parserCalls_ = nullptr;
   std::unique_ptr<host::ParserSession> session_;
   std::optional<host::AsfLayout> layout_;
 };

@@ -57,7 +57,7 @@ void PrintTotals(const host::TraceSource& trace) {
 
 void Run(const Arguments& arguments, const Options& options, int* exitCode) {
   Input input(options, arguments.file, Input::Trace::kOn);
-  host::TraceSource& trace = *input.trace();
+  host::TraceSource& trace = *input.fileCalls();
   const auto watch = [&] {
     trace.Reset();
     if (!arguments.totalsOnly) trace.SetObserver(PrintCall);

@@ -3,6 +3,7 @@
 #include <optional>
 
 #include "tools/Commands.h"
+#include "tools/Json.h"
 #include "tools/Output.h"
 #include "tools/Verdict.h"
 
@@ -34,13 +35,8 @@ std::string UnitLine(unsigned long long number, const host::AccessUnit& unit) {
          Md5Text(unit.data, unit.size) + "\n";
 }
 
-std::string UnitJson(unsigned long long number, const host::AccessUnit& unit) {
-  const Json json = {{"number", number},
-                     {"track", TrackKindName(unit.kind)},
-                     {"time_ms", unit.timeMs},
-                     {"size", unit.size},
-                     {"md5", Md5Text(unit.data, unit.size)}};
-  return (number == 0 ? "\n" : ",\n") + JsonText(json, -1);
+std::string JsonElement(unsigned long long number, const host::AccessUnit& unit) {
+  return (number == 0 ? "\n" : ",\n") + JsonText(UnitJson(number, unit), -1);
 }
 
 void Run(const Arguments& arguments, const Options& options, int* exitCode) {
@@ -48,7 +44,7 @@ void Run(const Arguments& arguments, const Options& options, int* exitCode) {
   Verdict verdict = OpenAndJudge(&input);
   host::ParserSession& session = input.session();
   if (arguments.from >= 0) SeekPlainly(&input, SecondsToMs(arguments.from), kSeekPreviousSync);
-  Totals totals;
+  host::Totals totals;
   if (arguments.json) {
     Print("{\"file\": " + JsonText(Json(arguments.file)) + ", \"units\": [");
   } else {
@@ -58,7 +54,7 @@ void Run(const Arguments& arguments, const Options& options, int* exitCode) {
     const host::AccessUnit* unit = NextUnit(arguments, &session);
     if (!unit) break;
     totals.Add(*unit);
-    Print(arguments.json ? UnitJson(number, *unit) : UnitLine(number, *unit));
+    Print(arguments.json ? JsonElement(number, *unit) : UnitLine(number, *unit));
   }
   if (arguments.json) Print("\n]}\n");
   if (arguments.isWhole()) JudgePlayOut(&input, totals, false, &verdict);

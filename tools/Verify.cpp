@@ -7,8 +7,8 @@
 namespace tool {
 namespace {
 
-void PrintTotals(const Totals& totals, host::TrackKind kind) {
-  const TrackTotals& total = totals.of(kind);
+void PrintTotals(const host::Totals& totals, host::TrackKind kind) {
+  const host::TrackTotals& total = totals.of(kind);
   std::string line = std::string("  ") + TrackKindName(kind) + "  " + Count(total.units, "unit") +
                      ", " + Count(total.bytes, "byte");
   if (total.units > 0) line += ", " + TimeText(total.firstMs) + " to " + TimeText(total.lastMs);
@@ -18,7 +18,7 @@ void PrintTotals(const Totals& totals, host::TrackKind kind) {
 void Run(const std::string& file, bool explain, const Options& options, int* exitCode) {
   Input input(options, file);
   Verdict verdict = OpenAndJudge(&input);
-  Totals totals;
+  host::Totals totals;
   while (const host::AccessUnit* unit = input.session().NextUnit()) totals.Add(*unit);
   JudgePlayOut(&input, totals, explain, &verdict);
   const char* judgement = verdict.exitCode() == kExitGood ? "good" : "bad";

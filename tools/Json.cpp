@@ -1,0 +1,136 @@
+// Building of JSON. No state.
+#include "tools/Json.h"
+
+#include "host/CodecNames.h"
+#include "tools/Output.h"
+
+namespace tool {
+namespace {
+
+// A tag's name as a JSON key.
+std::string KeyOf(const host::Tag& tag) {
+  std::string key = host::TagName(tag.key);
+  for (char& c : key) {
+    if (c == ' ') c = '_';
+  }
+  return key;
+}
+
+Json StreamJson(const host::StreamLayout& stream) {
+  return {{"stream", stream.number}, {"kind", StreamKindName(stream.kind)}};
+}
+
+Json ContainerJson(const host::ParserSession& session, const host::AsfLayout& layout) {
+  Json json;
+  json["duration_ms"] = session.durationMs();
+  json["packets"] = layout.PacketsInData();
+  json["packet_length"] = layout.packetLength;
+  json["preroll_ms"] = layout.prerollMs;
+  json["encrypted"] = layout.IsEncrypted();
+  json["truncated"] = layout.IsTruncated();
+  json["index"] = nullptr;
+  if (layout.simpleIndex) {
+    json["index"] = {{"entries", layout.simpleIndex->entries},
+                     {"interval_ms", layout.simpleIndex->interval / 10000}};
+  }
+  json["dropped_streams"] = Json::array();
+  for (const host::StreamLayout& stream : layout.streams) {
+    if (!stream.isTrack) json["dropped_streams"].push_back(StreamJson(stream));
+  }
+  return json;
+}
+
+Json TrackJson(const host::Track& track) {
+  const TrackInfo& info = track.info;
+  Json json;
+  json["index"] = track.index;
+  json["kind"] = TrackKindName(track.kind);
+  json["codec"] = info.codec;
+  json["codec_name"] = host::CodecName(info.codec);
+  if (track.kind == host::TrackKind::kVideo) {
+    json["width"] = info.value1;
+    json["height"] = info.value2;
+    json["seekable"] = info.seekable != 0;
+  } else {
+    json["channels"] = info.value1;
+    json["sample_rate"] = info.value2;
+    json["bits_per_sample"] = info.value3;
+    json["bitrate"] = info.bitrate;
+    json["block_align"] = info.blockAlign;
+  }
+  json["config"] = HexText(track.config.data(), track.config.size());
+  json["config_bytes"] = track.config.size();
+  json["config_md5"] = nullptr;
+  if (!track.config.empty()) json["config_md5"] = Md5Text(track.config.data(), track.config.size());
+  return json;
+}
+
+Json TagsJson(const host::ParserSession& session) {
+  Json json = Json::object();
+  for (const host::Tag& tag : session.tags()) {
+    if (tag.type == kMetaString) {
+      json[KeyOf(tag)] = tag.text;
+    } else if (tag.type == kMetaBool) {
+      json[KeyOf(tag)] = tag.number != 0;
+    } else if (tag.type != kMetaBytes && tag.type <= kMetaWord) {
+      json[KeyOf(tag)] = tag.number;
+    }
+  }
+  return json;
+}
+
+Json PictureJson(const host::ParserSession& session) {
+  const auto& picture = session.picture();
+  if (!picture) return nullptr;
+  return {{"type", picture->type},
+          {"mime_type", picture->mimeType},
+          {"description", picture->description},
+          {"bytes", picture->bytes.size()},
+          {"md5", Md5Text(picture->bytes.data(), picture->bytes.size())}};
+}
+
+}  // namespace
+
+std::string JsonText(const Json& json, int indent) {
+  return json.dump(indent, ' ', false, Json::error_handler_t::replace);
+}
+
+Json FileJson(const std::string& path, const host::ParserSession& session,
+              const host::AsfLayout& layout) {
+  Json json;
+  json["file"] = path;
+  json["container"] = ContainerJson(session, layout);
+  json["tracks"] = Json::array();
+  for (const host::Track& track : session.tracks()) json["tracks"].push_back(TrackJson(track));
+  json["tags"] = TagsJson(session);
+  json["picture"] = PictureJson(session);
+  return json;
+}
+
+Json UnitJson(unsigned long long number, const host::AccessUnit& unit) {
+  return {{"number", number},
+          {"track", TrackKindName(unit.kind)},
+          {"time_ms", unit.timeMs},
+          {"size", unit.size},
+          {"md5", Md5Text(unit.data, unit.size)}};
+}
+
+Json LandingJson(const Landing& landing, unsigned long long target) {
+  Json json;
+  json["target_ms"] = target;
+  json["packet"] = nullptr;
+  if (landing.packet) json["packet"] = *landing.packet;
+  json["probes"] = landing.probes;
+  json["bytes_read"] = landing.bytesRead;
+  for (const auto kind : {host::TrackKind::kVideo, host::TrackKind::kAudio}) {
+    json[TrackKindName(kind)] = nullptr;
+    const auto found = landing.first.find(kind);
+    if (found == landing.first.end()) continue;
+    json[TrackKindName(kind)] = {{"time_ms", found->second.timeMs},
+                                 {"size", found->second.size},
+                                 {"distance_ms", Distance(found->second.timeMs, target)}};
+  }
+  return json;
+}
+
+}  // namespace tool

@@ -1,0 +1,33 @@
+// The JSON that asftool prints.
+#ifndef QO_TOOLS_JSON_H
+#define QO_TOOLS_JSON_H
+
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "host/AsfLayout.h"
+#include "host/ParserSession.h"
+#include "tools/Landing.h"
+
+namespace tool {
+
+// Keys in the order in which they were set.
+using Json = nlohmann::ordered_json;
+
+// JSON text in which a file name that is no UTF-8 doesn't matter: what cannot be
+// read becomes U+FFFD. `indent` below 0 puts all on one line.
+std::string JsonText(const Json& json, int indent = 2);
+
+// A file: its name, container, tracks, tags and picture.
+Json FileJson(const std::string& path, const host::ParserSession& session,
+              const host::AsfLayout& layout);
+
+// An access unit, with its number in the list of them.
+Json UnitJson(unsigned long long number, const host::AccessUnit& unit);
+
+// Where a seek to `target` ms landed.
+Json LandingJson(const Landing& landing, unsigned long long target);
+
+}  // namespace tool
+
+#endif  // QO_TOOLS_JSON_H

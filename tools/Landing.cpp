@@ -1,0 +1,96 @@
+// Landing: seeks under the eyes of a record of the session's calls.
+#include "tools/Landing.h"
+
+#include "host/StatusText.h"
+#include "tools/Words.h"
+
+namespace tool {
+namespace {
+
+// Counts packets by the one-byte read that begins each.
+class ProbeCounter {
+ public:
+  explicit ProbeCounter(Input* input) : trace_(input->parserCalls()) {
+    trace_->Reset();
+    trace_->SetObserver([this](const host::SourceCall& call) {
+      probes_ += call.operation == host::SourceOperation::kReadAt && call.requested == 1;
+    });
+  }
+  ~ProbeCounter() { trace_->SetObserver({}); }
+  ProbeCounter(const ProbeCounter&) = delete;
+  ProbeCounter& operator=(const ProbeCounter&) = delete;
+
+  void Store(Landing* landing) const {
+    landing->probes = probes_;
+    landing->bytesRead = trace_->AllTotals().bytes;
+  }
+
+ private:
+  host::TraceSource* trace_;
+  unsigned long long probes_ = 0;
+};
+
+// The packet that reading starts from: the first one that the source is asked for.
+class FirstPacket {
+ public:
+  explicit FirstPacket(Input* input) : trace_(input->parserCalls()) {
+    const host::AsfLayout& layout = input->layout();
+    trace_->SetObserver([this, &layout](const host::SourceCall& call) {
+      const bool isFirst = !packet_ && call.operation == host::SourceOperation::kReadAt;
+      if (isFirst && layout.packetLength != 0 && call.offset >= layout.packetsStart) {
+        packet_ = layout.PacketAt(call.offset);
+      }
+    });
+  }
+  ~FirstPacket() { trace_->SetObserver({}); }
+  FirstPacket(const FirstPacket&) = delete;
+  FirstPacket& operator=(const FirstPacket&) = delete;
+
+  std::optional<unsigned long long> packet() const { return packet_; }
+
+ private:
+  host::TraceSource* trace_;
+  std::optional<unsigned long long> packet_;
+};
+
+std::string Failed(const host::SeekStatus& status) {
+  if (status.video < 0) return "video: " + host::StatusText(host::Action::kSeek, status.video);
+  if (status.audio < 0) return "audio: " + host::StatusText(host::Action::kSeek, status.audio);
+  return "";
+}
+
+}  // namespace
+
+long long Distance(unsigned long long timeMs, unsigned long long target) {
+  return static_cast<long long>(timeMs) - static_cast<long long>(target);
+}
+
+Seeker::Seeker(Input* input) : input_(input), exact_(&input->session()) {}
+
+void Seeker::Seek(unsigned long long timeMs, const SeekWay& way, Landing* landing) {
+  const ProbeCounter counter(input_);
+  if (!way.exact) {
+    landing->problem = Failed(input_->session().Seek(timeMs, way.mode, way.flags));
+  } else {
+    const host::ExactSeek exact = exact_.Seek(timeMs);
+    if (exact.outcome == host::ExactSeek::Outcome::kFailed)
+      landing->problem = SeekProblemText(exact);
+    if (exact.outcome == host::ExactSeek::Outcome::kFound) landing->packet = exact.packet;
+  }
+  counter.Store(landing);
+}
+
+Landing Seeker::Land(unsigned long long timeMs, const SeekWay& way) {
+  Landing landing;
+  Seek(timeMs, way, &landing);
+  if (!landing.problem.empty()) return landing;
+  const FirstPacket first(input_);
+  for (const host::TrackKind kind : {host::TrackKind::kVideo, host::TrackKind::kAudio}) {
+    if (const host::AccessUnit* unit = input_->session().NextUnit(kind))
+      landing.first[kind] = *unit;
+  }
+  if (!landing.packet) landing.packet = first.packet();
+  return landing;
+}
+
+}  // namespace tool

@@ -1,0 +1,51 @@
+// A seek, where it landed, and what it cost.
+#ifndef QO_TOOLS_LANDING_H
+#define QO_TOOLS_LANDING_H
+
+#include <map>
+#include <optional>
+#include <string>
+
+#include "host/ExactSeek.h"
+#include "host/ParserSession.h"
+#include "tools/Tool.h"
+
+namespace tool {
+
+struct Landing {
+  std::string problem;  // why the seek failed; empty when it did not
+  std::optional<unsigned long long> packet;
+  unsigned long long probes = 0;                      // packets whose header the seek read
+  unsigned long long bytesRead = 0;                   // by the seek alone
+  std::map<host::TrackKind, host::AccessUnit> first;  // the first unit of each track
+};
+
+// Ms from the target to a time.
+long long Distance(unsigned long long timeMs, unsigned long long target);
+
+// How a seek is made.
+struct SeekWay {
+  int mode = kSeekPreviousSync;  // kSeekPreviousSync ...
+  int flags = 0;                 // kSeekByteMode or 0
+  bool exact = false;            // then neither of them counts
+};
+
+// Seeks in an open file and reads the first unit of each track. What a seek costs is
+// told by the calls that the session makes, whatever reads ahead underneath.
+class Seeker {
+ public:
+  // `input` (not null) has been opened, with Input::Trace::kOn, and must outlive this.
+  explicit Seeker(Input* input);
+
+  Landing Land(unsigned long long timeMs, const SeekWay& way);
+
+ private:
+  void Seek(unsigned long long timeMs, const SeekWay& way, Landing* landing);
+
+  Input* input_;
+  host::ExactSeeker exact_;
+};
+
+}  // namespace tool
+
+#endif  // QO_TOOLS_LANDING_H

@@ -1,0 +1,71 @@
+// OutputFile: owns the open file and its temporary name.
+#include "tools/OutputFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+
+#include "tools/Tool.h"
+
+namespace tool {
+namespace {
+
+volatile std::sig_atomic_t interrupted = 0;
+
+}  // namespace
+
+void NoticeInterruptions() {
+  for (const int signal : {SIGPIPE, SIGXFSZ}) std::signal(signal, SIG_IGN);
+  struct sigaction action {};
+  action.sa_handler = [](int) { interrupted = 1; };
+  action.sa_flags = static_cast<int>(SA_RESETHAND);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    struct sigaction before {};
+    sigaction(signal, &action, &before);
+    if (before.sa_handler == SIG_IGN) sigaction(signal, &before, nullptr);  // as nohup wants it
+  }
+}
+
+bool IsInterrupted() { return interrupted != 0; }
+
+OutputFile::OutputFile(const std::string& path) : path_(path), written_(path) {
+  struct stat existing {};
+  const bool isDevice = stat(path.c_str(), &existing) == 0 && !S_ISREG(existing.st_mode);
+  if (!isDevice) written_ += ".part-" + std::to_string(getpid());
+  const int flags = O_WRONLY | O_CLOEXEC | (isDevice ? 0 : O_CREAT | O_EXCL);
+  const int descriptor = open(written_.c_str(), flags, 0666);
+  if (descriptor < 0) Fail();
+  file_.reset(fdopen(descriptor, "wb"));
+  if (!file_) Fail();
+}
+
+OutputFile::~OutputFile() {
+  file_.reset();
+  if (!finished_ && written_ != path_) unlink(written_.c_str());
+}
+
+void OutputFile::Write(const unsigned char* data, std::size_t size) {
+  if (std::fwrite(data, 1, size, file_.get()) != size) Fail();
+}
+
+void OutputFile::Finish() {
+  if (std::fclose(file_.release()) != 0) Fail();
+  if (written_ != path_ && rename(written_.c_str(), path_.c_str()) != 0) Fail();
+  finished_ = true;
+}
+
+void OutputFile::Fail() const {
+  throw Failure(kExitCannotRun, path_ + ": cannot be written: " + std::strerror(errno));
+}
+
+void WriteWhole(const std::string& path, const unsigned char* data, std::size_t size) {
+  OutputFile file(path);
+  file.Write(data, size);
+  file.Finish();
+}
+
+}  // namespace tool

@@ -1,0 +1,130 @@
+// Wording of codes. No state.
+#include "tools/Words.h"
+
+#include "host/CodecNames.h"
+#include "host/StatusText.h"
+#include "tools/Output.h"
+
+namespace tool {
+namespace {
+
+using host::FindingCode;
+using host::LayoutProblem;
+using host::PacketFault;
+
+const char* LayoutText(LayoutProblem problem) {
+  switch (problem) {
+    case LayoutProblem::kNone:
+      return "";
+    case LayoutProblem::kNotAsf:
+      return "the file does not begin with an ASF header";
+    case LayoutProblem::kHeaderSize:
+      return "the header's size is impossible";
+    case LayoutProblem::kHeaderCut:
+      return "the file ends in the header";
+    case LayoutProblem::kHeaderObjectSize:
+      return "an object of impossible size in the header";
+    case LayoutProblem::kExtensionCut:
+      return "the file ends in the header extension";
+    case LayoutProblem::kExtensionObjectSize:
+      return "an object of impossible size in the header extension";
+    case LayoutProblem::kDataCut:
+      return "the file ends before its data";
+    case LayoutProblem::kNoDataObject:
+      return "there is no data object behind the header";
+    case LayoutProblem::kDataEmpty:
+      return "the data object says that it is empty, as in a live recording never finished";
+    case LayoutProblem::kTrailingCut:
+      return "the file ends in what lies behind the data";
+    case LayoutProblem::kTrailingObjectSize:
+      return "an object of impossible size in what lies behind the data";
+  }
+  return "";
+}
+
+const char* FaultText(PacketFault fault) {
+  switch (fault) {
+    case PacketFault::kNone:
+      return "";
+    case PacketFault::kNoReplicatedData:
+      return "a payload without replicated data";
+    case PacketFault::kPayloadSize:
+      return "a payload of impossible size";
+    case PacketFault::kEmptySubPayload:
+      return "an empty sub-payload";
+    case PacketFault::kTooManyPayloads:
+      return "more payloads than it has room for";
+    case PacketFault::kErrorCorrection:
+      return "error correction data of unknown length";
+    case PacketFault::kCutShort:
+      return "the file ends in it";
+  }
+  return "";
+}
+
+std::string StreamText(const host::StreamLayout& stream) {
+  std::string text = "stream " + std::to_string(stream.number) + " (" + StreamKindName(stream.kind);
+  if (stream.kind == host::StreamKind::kVideo) text += ", " + host::FourCcText(stream.codecTag);
+  return text + ")";
+}
+
+}  // namespace
+
+std::string FindingText(const host::Finding& finding) {
+  switch (finding.code) {
+    case FindingCode::kRefused:
+      return host::StatusText(host::Action::kOpen, finding.status);
+    case FindingCode::kNotAsf:
+      return "not an ASF file";
+    case FindingCode::kNoTrack:
+      return "no audio and no video track";
+    case FindingCode::kTruncated:
+      return "truncated: the file holds " + Count(finding.count, "whole packet") + " of " +
+             std::to_string(finding.total);
+    case FindingCode::kLayout:
+      return LayoutText(finding.layout);
+    case FindingCode::kContentEncrypted:
+      return "the content is encrypted in a way that the parser does not refuse: "
+             "its units will not decode";
+    case FindingCode::kStreamEncrypted:
+      return StreamText(*finding.stream) + " is marked as encrypted";
+    case FindingCode::kStreamDropped:
+      return StreamText(*finding.stream) +
+             " is dropped: only the first audio and the first video stream are tracks";
+    case FindingCode::kNoIndex:
+      return "no index: seeking is estimated from the bit rate";
+    case FindingCode::kIndexUnreached:
+      return "there is an index that the parser does not reach: seeking is estimated from the bit "
+             "rate";
+    case FindingCode::kTrackSilent:
+      return std::string("no unit came out of the ") + TrackKindName(finding.kind) + " track";
+    case FindingCode::kTrackEndsEarly:
+      return std::string(TrackKindName(finding.kind)) + " ends early, at " +
+             TimeText(finding.count) + " of " + TimeText(finding.total);
+    case FindingCode::kPacketsMisread:
+      return Count(finding.count, "packet") +
+             " without error correction data: the parser takes it for granted and misreads them";
+    case FindingCode::kPacketsFailed:
+      return Count(finding.count, "packet") + " failed, first packet " +
+             std::to_string(finding.packet) + ": " + FaultText(finding.fault);
+  }
+  return "";
+}
+
+std::string SeekProblemText(const host::ExactSeek& seek) {
+  switch (seek.problem) {
+    case host::ExactSeek::Problem::kNone:
+      return "";
+    case host::ExactSeek::Problem::kNoTrack:
+      return "the file has no track";
+    case host::ExactSeek::Problem::kTooManyPoints:
+      return "the file has too many key frames";
+    case host::ExactSeek::Problem::kSourceFailed:
+      return host::StatusText(host::Action::kRead, seek.status);
+    case host::ExactSeek::Problem::kParserRefused:
+      return host::StatusText(host::Action::kSeek, seek.status);
+  }
+  return "";
+}
+
+}  // namespace tool
