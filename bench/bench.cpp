@@ -23,6 +23,7 @@
 #include "bench/Input.h"
 #include "bench/Table.h"
 #include "bench/Workloads.h"
+#include "host/ParserLibrary.h"
 #include "host/ParserSession.h"
 #include "host/TraceSource.h"
 #include "testing/HeapMeter.h"
@@ -242,7 +243,7 @@ void MeasureSeek(benchmark::State& state, const host::ParserLibrary& library, co
   constexpr unsigned int kCountedSeeks = 500;
   auto trace = std::make_unique<host::TraceSource>(input.MakeSource());
   host::TraceSource* calls = trace.get();
-  Seeker counted(library.factory(), std::move(trace));
+  Seeker counted(library, std::move(trace));
   calls->Reset();
   const unsigned long long before = HeapAllocations();
   unsigned long long bytes = 0;

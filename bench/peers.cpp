@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "host/FileSource.h"
+#include "host/ParserLibrary.h"
 #include "host/ParserSession.h"
 #include "host/StatusText.h"
 
