@@ -259,21 +259,4 @@ TEST(UnicodeToUtf8, DropsTheUnitBehindATwoByteCharacter) {
   }
 }
 
-// A reader of text may rely on it, wherever the text was.
-TEST(Tags, StringsHaveTwoZeroBytesBehindThem) {
-  const Bytes value = Utf16("no end", false);
-  const Bytes record = Record(kTitle, kMetaString, value);
-  for (const Bytes& header :
-       {ExtendedContent({Descriptor(kTitle, kMetaString, value)}),
-        HeaderExtension(Metadata({record})), HeaderExtension(Library({record})),
-        ContentDescription({value, {}, {}, {}, {}})}) {
-    OpenSession session(AsfFile({header}));
-    const meta_descriptor& tag = session.parser->GetMetaInfo()->descriptors[0];
-    ASSERT_EQ(value.size(), tag.length);
-    const unsigned char* text;
-    std::memcpy(&text, tag.value, sizeof(text));
-    EXPECT_EQ(value + Bytes(2, '\0'), Bytes(text, text + tag.length + 2));
-  }
-}
-
 }  // namespace
