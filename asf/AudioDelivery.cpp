@@ -106,7 +106,7 @@ int ASFParser::AudioDelivery::DeliverFrame(const audio_specific_data& asd) {
   *m_Unit.size = frame.size;
   *m_Unit.timeMs = object.TimeStamp + frame.ts_offset;
   if (IsLogged(kTraceBit)) {
-    // Bytes 0, 1 and 3. Kept so: the trace is compared.
+    // Bytes 0, 1 and 3. Kept so: the trace would change.
     const HeadBytes<4> head(m_Unit.buffer, frame.size);
     LOG_TRACE("pcmobj_size=(%zu)/loc_size=size(%x), offset(%x). ts(%lu)[%x %x %x]", table.Size(),
               frame.size, frame.offset, *m_Unit.timeMs, head.bytes[0], head.bytes[1],
@@ -145,8 +145,8 @@ int ASFParser::AudioDelivery::FindMpegSync() {
   return kParserOk;
 }
 
-// The first frame is stamped one step after its object. Kept so: hosts know these
-// times.
+// The first frame is stamped one step after its object. Kept so: all times of such
+// audio would change.
 int ASFParser::MakeAudFrameInfoTable(unsigned char* data, unsigned int len,
                                      audio_specific_data asd) {
   return m_Barrier.Run([=] {

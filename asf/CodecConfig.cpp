@@ -57,7 +57,7 @@ int ASFParser::GetVideoConfig(unsigned char* buffer, unsigned long* size, unsign
 }
 
 // Only INTERLACE is kept. The weights of FRMRTQ_POSTPROC and the mask of
-// MAX_CODED_HEIGHT are not those of the standard; kept so, the trace is compared.
+// MAX_CODED_HEIGHT are not those of the standard. Kept so: the trace would change.
 int ASFParser::CheckSeqHdr_vc1_adv(unsigned char* buf, unsigned long* len) {
   const std::size_t end = PositionsBeforeLast(*len);
   const std::size_t start = FindStartCode(buf, 0, end, kVc1SequenceHeader);

@@ -104,7 +104,8 @@ unsigned int ASFParser::CheckIframe_mjpg(unsigned char* buf) {
 
 unsigned int ASFParser::CheckIframe_vc1_simple_and_main(unsigned char* buf) {
   // Bits of the picture type by its position, without and with B frames. The last
-  // one is a single bit, not the two-bit field of the others; kept exactly so.
+  // one is a single bit, not the two-bit field of the others. Kept so: other
+  // pictures would count as key frames.
   static constexpr unsigned char kPictureTypeBits[3][2] = {
       {0x20, 0x30}, {0x10, 0x18}, {0x08, 0x10}};
   const unsigned int position = (m_bVC1RangeRed != 0 ? 1u : 0u) + m_bVC1FInterpFlag;
@@ -112,7 +113,8 @@ unsigned int ASFParser::CheckIframe_vc1_simple_and_main(unsigned char* buf) {
   return (buf[0] & kPictureTypeBits[position][bFrames]) != 0 ? 1 : 0;
 }
 
-// The last position at which a start code fits is never looked at; kept so.
+// The last position at which a start code fits is never looked at. Kept so: a
+// buffer that ends in one would have another answer.
 int ASFParser::CheckFrameHeader(unsigned char* buf, unsigned long len) {
   const int positions = static_cast<int>(len - kStartCodeBytes);
   if (positions < 1) return kParserInternal;

@@ -24,7 +24,7 @@ struct Attribute {
 constexpr Attribute kAttributes[] = {
     {META_TITLE, "WM/TrackTitle", "SetMetaData META_TITLE"},
     {META_GENRE, "WM/Genre", "SetMetaData META_GENRE"},
-    // The same word as the genre's. Kept so: the trace is compared.
+    // The same word as the genre's. Kept so: the trace would change.
     {META_GENRE_ID, "WM/GenreID", "SetMetaData META_GENRE"},
     {META_ARTIST, "WM/AlbumArtist", "SetMetaData META_ARTIST"},
     {META_ALBUM, "WM/AlbumTitle", "SetMetaData META_ALBUM"},
@@ -43,7 +43,7 @@ const Attribute& AttributeOf(unsigned int key) {
 
 // Whether a stored name begins `name`: as many characters are compared as the
 // stored name has units, so that one without its terminator matches every name
-// that it begins. Kept so: files without terminators would lose their tags.
+// that it begins. Kept so: tags under such names would be others.
 bool IsNamed(const unsigned char* stored, unsigned int bytes, const char* name) {
   const unsigned int storedUnits = bytes / 2;
   if (storedUnits == 0) return false;
@@ -86,7 +86,7 @@ unsigned int ScalarBytes(unsigned short type) {
 }
 
 // A BOOL comes as its raw 32-bit value, unlike that of an extended content
-// description. Kept so: hosts read these four bytes.
+// description. Kept so: hosts would get another value from the same file.
 void SetRecordValue(const asf_description_record& record, meta_descriptor* d) {
   if (d->type > kMetaWord) return;
   if (d->type <= kMetaBytes) {
@@ -208,7 +208,7 @@ void ASFParser::TagSearch::TakeFromContentDescription() {
     return;
   }
   if (m_Tag->key == META_AUTHOR) TakeString(kAuthor);
-  // Also when the author was found. Kept so: the trace is compared.
+  // Also when the author was found. Kept so: the trace would change.
   LOG_TRACE("ContentDescription has no matched meta data");
 }
 
@@ -220,8 +220,8 @@ void ASFParser::TagSearch::TakeString(ContentString string) {
   SetAddress(m_Tag, description.strings[string]);
 }
 
-// The unit behind every two-byte character is passed over. Deliberate: names are
-// compared by this rule, and hosts get it through the exported function.
+// The unit behind every two-byte character is passed over. Kept so: other attribute
+// names would match, and hosts that call it would get other text.
 int unicodeToUtf_8(unsigned char* dst, const unsigned short* src, int count) {
   for (int k = 0; k < count; ++k) {
     const unsigned int c = *src++;

@@ -65,7 +65,7 @@ int ASFParser::SetDataPacketLen() {
 
 // The first byte always counts as error correction flags, and two bytes of error
 // correction data are taken for granted: a packet without any is misread by one
-// byte. Kept so: a host that meets such packets has the bytes put in front of them.
+// byte. Kept so: files of such packets would yield other units than they do.
 int ASFParser::PacketHeader::ReadFlags(payload_parsing_info* info) {
   const unsigned long long start = m_Parser.m_CurPos;
   if (start >= EndOfData()) {

@@ -114,8 +114,8 @@ long long ASFParser::GetStartPacketNumEx(unsigned long timeMs, int trackType, in
 }
 
 // The host found the offset; audio follows the video's packet. An audio-only file
-// starts one packet further than video would. Kept so: hosts hand over offsets that
-// allow for it.
+// starts one packet further than video would. Kept so: every such seek would land a
+// packet earlier.
 long long ASFParser::StartPacketSearch::FromOffset() const {
   const unsigned long long start = m_Parser.m_StartPosOfDataPackets;
   const unsigned long long packet = Divided(m_Request.offset - start, m_Parser.m_CurDataPacketLen);
@@ -217,8 +217,8 @@ long long ASFParser::StartPacketSearch::FromIndex(long long seed) {
   if (m_Request.isByteMode) return packetOfEntry;
   if (IsClosestMode(m_Request.seekMode)) return AtClosest(entry);
 
-  // A key frame exactly at the target is taken by neither scan. Kept so: hosts ask
-  // for one millisecond more.
+  // A key frame exactly at the target is taken by neither scan. Kept so: seeks to
+  // such a time would land elsewhere.
   long long candidate = seed;
   const bool isBack = m_Request.seekMode == kSeekPreviousSync;
   if (entry > 0 && (isBack || m_Request.seekMode == kSeekNextSync)) {

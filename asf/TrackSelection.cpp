@@ -33,8 +33,8 @@ class ASFParser::TrackSelector {
   }
 
   // The position counts, not the entry's index: they differ where streams were
-  // dropped at open. It goes to m_AudioTrackIndex for video as well. Kept so: hosts
-  // select a video track again by the same index, which would do nothing otherwise.
+  // dropped at open. It goes to m_AudioTrackIndex for video as well. Kept so: a
+  // video track selected again would do nothing, and audio of that index something.
   void MakeCurrent(int position) {
     media_data& current = m_IsAudio ? m_Parser.m_AudioData : m_Parser.m_VideoData;
     m_Parser.m_AudioTrackIndex = static_cast<unsigned int>(position);
