@@ -53,6 +53,27 @@ struct asf_stream_properties_image {
   unsigned int reserved;
 };
 
+// The fixed part of extended stream properties: names and payload extension systems
+// follow, then perhaps stream properties.
+struct asf_extended_stream_properties_image {
+  asf_object_header header;
+  unsigned long long startTime;                 // ms
+  unsigned long long endTime;                   // ms
+  unsigned int dataBitrate;                     // bits per second
+  unsigned int bufferSize;                      // ms
+  unsigned int initialBufferFullness;           // ms
+  unsigned int alternateDataBitrate;            // bits per second
+  unsigned int alternateBufferSize;             // ms
+  unsigned int alternateInitialBufferFullness;  // ms
+  unsigned int maximumObjectSize;               // bytes; 0 = unknown
+  unsigned int flags;  // bit 0 reliable, 1 seekable, 2 no cleanpoints, 3 resend live cleanpoints
+  unsigned short streamNumber;
+  unsigned short languageIndex;
+  unsigned long long averageTimePerFrame;  // 100 ns
+  unsigned short nameCount;
+  unsigned short payloadExtensionCount;
+};
+
 struct asf_header_extension_image {
   asf_object_header header;
   guid reserved1;
@@ -126,6 +147,7 @@ static_assert(sizeof(asf_object_header) == 24 && sizeof(asf_header_object) == 30
                   sizeof(asf_file_properties_object) == 104 &&
                   sizeof(asf_stream_properties_image) == 78 &&
                   sizeof(asf_header_extension_image) == 46 && sizeof(asf_data_object) == 50 &&
+                  sizeof(asf_extended_stream_properties_image) == 88 &&
                   sizeof(asf_simple_index_image) == 56 && sizeof(asf_simple_index_entry) == 6 &&
                   sizeof(audio_specific_data) == 18 && sizeof(video_specific_data) == 51 &&
                   sizeof(asf_description_record_image) == 12,
