@@ -23,10 +23,6 @@ struct Object {
   unsigned long long size = 0;
 };
 
-// Bits of a stream's flags.
-constexpr unsigned int kStreamNumberMask = 0x7F;
-constexpr unsigned int kStreamEncrypted = 0x8000;
-
 // Stream properties and what tells a codec behind them: up to a video stream's
 // FourCC.
 struct StreamRecord {

@@ -24,9 +24,9 @@ namespace host {
 // that are worth having, 16 MiB, fit.
 constexpr unsigned long long kMaxFileHeaderBytes = 64ull << 20;
 
-// The entries kept of each list (objects, tags, markers, ...): as many as a 16-bit
-// count can state.
-constexpr std::size_t kMaxHeaderEntries = 0xFFFF;
+// The entries kept of all lists together, objects and names included. Only a file that
+// means harm has more.
+constexpr std::size_t kMaxHeaderEntries = 0x20000;
 
 // Bytes [position, position + size) of the file. In a FileHeader they always lie
 // within `bytes`.
@@ -113,7 +113,7 @@ struct Marker {
 
 struct ScriptCommand {
   unsigned int timeMs;  // preroll included
-  std::string type;     // "URL", "TEXT", ...; empty where the file has no such type
+  std::size_t type;     // index of FileHeader::commandTypes; beyond it where the file has none
   std::string text;
 };
 
@@ -144,12 +144,10 @@ enum class TagOrigin : unsigned char {
   kMetadataLibrary,             // may belong to a stream, and have a language
 };
 
-constexpr unsigned short kHeaderTagGuid = 6;  // a type of HeaderTag beside those of MetaInfo.h
-
 // One value under one name; there may be several.
 struct HeaderTag {
   TagOrigin origin;
-  unsigned short type;      // kMetaString to kMetaWord, kHeaderTagGuid, or what the file says
+  unsigned short type;      // kMetaString to kMetaWord, kMetaGuid, or what else the file says
   unsigned short stream;    // 0: the whole file
   unsigned short language;  // index of FileHeader::languages; 0 also where there is none
   std::string name;         // as in the file, "WM/AlbumTitle" for instance
@@ -174,7 +172,7 @@ enum class HeaderProblem : unsigned char {
   kLooseBytes,     // too few for an object, where one would begin
   kRecordCut,      // an object ends in its fixed fields, or in one of its records: those in front
                    // of it are kept
-  kTooMany,        // more entries of a kind than kMaxHeaderEntries: the others were left out
+  kTooMany,        // more entries than kMaxHeaderEntries: the others were left out
 };
 
 struct HeaderIssue {
@@ -190,7 +188,7 @@ struct FileHeader {
   std::vector<HeaderIssue> problems;  // in the order in which they were met
   std::vector<HeaderObject> objects;  // in file order, nested ones behind what holds them
 
-  // All in file order, each list as long as kMaxHeaderEntries at most.
+  // All in file order.
   std::optional<asf_file_properties_object> properties;  // the last, as the parser has it
   std::vector<StreamHeader> streams;
   std::vector<ExtendedStream> extendedStreams;
@@ -199,6 +197,7 @@ struct FileHeader {
   std::vector<CodecEntry> codecs;
   std::string markersName;
   std::vector<Marker> markers;
+  std::vector<std::string> commandTypes;  // "URL", "TEXT", ...
   std::vector<ScriptCommand> commands;
   std::vector<Encryption> encryptions;
   std::vector<HeaderTag> tags;

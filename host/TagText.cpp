@@ -2,7 +2,9 @@
 // here, never kept.
 #include "host/TagText.h"
 
+#include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "asf/format/ByteReader.h"
 
@@ -51,6 +53,21 @@ bool ReadUtf16(ByteReader* reader, std::string* out) {
   return false;
 }
 
+// Bytes of a number; 0 for a type that is none.
+std::size_t NumberWidth(unsigned short type) {
+  switch (type) {
+    case kMetaBool:
+    case kMetaDword:
+      return 4;
+    case kMetaQword:
+      return 8;
+    case kMetaWord:
+      return 2;
+    default:
+      return 0;
+  }
+}
+
 // The bytes that a descriptor of type kMetaString or kMetaBytes points at.
 const unsigned char* ValueBytes(const meta_descriptor& descriptor) {
   const unsigned char* address;
@@ -66,6 +83,19 @@ std::string Utf16ToUtf8(const unsigned char* text, std::size_t bytes) {
   std::string utf8;
   (void)ReadUtf16(&reader, &utf8);  // a missing terminator is no fault
   return utf8;
+}
+
+std::string GuidString(const guid& id) {
+  // Where the text takes its bytes from: the first three fields are little-endian.
+  static constexpr unsigned char kOrder[] = {3, 2, 1, 0, 5, 4, 7, 6, 8, 9, 10, 11, 12, 13, 14, 15};
+  static constexpr char kDigits[] = "0123456789ABCDEF";
+  std::string text;
+  for (const unsigned char at : kOrder) {
+    text += kDigits[id.bytes[at] >> 4];
+    text += kDigits[id.bytes[at] & 0x0F];
+  }
+  for (const std::size_t hyphen : {8, 13, 18, 23}) text.insert(hyphen, "-");
+  return text;
 }
 
 const char* TagName(MetaDataType key) {
@@ -94,34 +124,32 @@ const char* TagName(MetaDataType key) {
   return "tag";
 }
 
+TagValue DecodeTagValue(unsigned short type, const unsigned char* data, std::size_t size) {
+  if (type == kMetaString) return {Utf16ToUtf8(data, size), 0};
+  if (type == kMetaGuid && size == sizeof(guid)) {
+    guid id;
+    std::memcpy(&id, data, sizeof(id));
+    return {GuidString(id), 0};
+  }
+  const std::size_t width = NumberWidth(type);
+  unsigned char bytes[8] = {};
+  (void)ByteReader(data, size).ReadBytes(bytes, std::min(width, size));
+  const unsigned long long number = LoadLe64(bytes);
+  if (type == kMetaBool) return {number != 0 ? "true" : "false", number != 0 ? 1u : 0u};
+  return {width == 0 ? std::string() : std::to_string(number), number};
+}
+
 std::optional<Tag> MakeTag(const meta_descriptor& descriptor) {
   if (descriptor.length == 0) return std::nullopt;
   Tag tag{static_cast<MetaDataType>(descriptor.key), descriptor.type, "", 0, descriptor.length};
-  switch (descriptor.type) {
-    case kMetaString:
-      if (const unsigned char* text = ValueBytes(descriptor)) {
-        tag.text = Utf16ToUtf8(text, descriptor.length);
-      }
-      break;
-    case kMetaBool:
-      tag.number = LoadLe32(descriptor.value) != 0 ? 1 : 0;
-      tag.text = tag.number != 0 ? "true" : "false";
-      break;
-    case kMetaDword:
-      tag.number = LoadLe32(descriptor.value);
-      tag.text = std::to_string(tag.number);
-      break;
-    case kMetaQword:
-      tag.number = LoadLe64(descriptor.value);
-      tag.text = std::to_string(tag.number);
-      break;
-    case kMetaWord:
-      tag.number = LoadLe16(descriptor.value);
-      tag.text = std::to_string(tag.number);
-      break;
-    default:
-      break;
+  TagValue value = {};
+  if (const std::size_t width = NumberWidth(descriptor.type)) {
+    value = DecodeTagValue(descriptor.type, descriptor.value, width);
+  } else if (descriptor.type == kMetaString && ValueBytes(descriptor) != nullptr) {
+    value = DecodeTagValue(descriptor.type, ValueBytes(descriptor), descriptor.length);
   }
+  tag.text = std::move(value.text);
+  tag.number = value.number;
   return tag;
 }
 

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "asf/format/guid.h"
 #include "qo_parser_asf/IParser.h"
 
 namespace host {
@@ -16,13 +17,29 @@ namespace host {
 // without its partner becomes U+FFFD. An odd last byte is left out.
 std::string Utf16ToUtf8(const unsigned char* text, std::size_t bytes);
 
+// "75B22630-668E-11CF-A6D9-00AA0062CE6C": the first three fields as numbers, the rest as
+// bytes.
+std::string GuidString(const guid& id);
+
+constexpr unsigned short kMetaGuid = 6;  // a value's type beside those of MetaInfo.h: 16 bytes
+
+// A value as it is read.
+struct TagValue {
+  std::string text;  // kMetaString: the text. Numbers: decimal; kMetaBool: "true" or "false";
+                     // kMetaGuid: as above. kMetaBytes and unknown types: empty
+  unsigned long long number;  // numbers and kMetaBool: the value; otherwise 0
+};
+
+// `size` bytes at `data` (null only when `size` is 0). A number has as many bytes as its
+// type has, or fewer where there are fewer.
+TagValue DecodeTagValue(unsigned short type, const unsigned char* data, std::size_t size);
+
 // One tag, independent of the parser.
 struct Tag {
   MetaDataType key;
   unsigned short type;        // kMetaString ... kMetaWord, or what else the file says
-  std::string text;           // kMetaString: the text. Numbers: decimal; kMetaBool: "true" or
-                              // "false". kMetaBytes and unknown types: empty
-  unsigned long long number;  // numbers and kMetaBool: the value; otherwise 0
+  std::string text;           // as in TagValue
+  unsigned long long number;  // as in TagValue
   unsigned int length;        // of the value in the file, bytes; not 0
 };
 

@@ -143,6 +143,10 @@ struct asf_description_record_image {
 
 #pragma pack(pop)
 
+// Bits of asf_stream_properties_image::flags.
+constexpr unsigned int kStreamNumberMask = 0x7F;
+constexpr unsigned int kStreamEncrypted = 0x8000;
+
 static_assert(sizeof(asf_object_header) == 24 && sizeof(asf_header_object) == 30 &&
                   sizeof(asf_file_properties_object) == 104 &&
                   sizeof(asf_stream_properties_image) == 78 &&
