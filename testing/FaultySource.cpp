@@ -18,6 +18,7 @@ template <typename... Parts>
 int FaultySource::Note(Parts... parts) {
   ++calls_;
   bringNothing_ = overstate_ = false;
+  if (calls_ == actionCall_) action_();
   if (records_) {
     std::string call;
     (Append(&call, parts), ...);

@@ -4,6 +4,7 @@
 #define QO_TESTING_FAULTYSOURCE_H
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -38,6 +39,12 @@ class FaultySource final : public IDataSource {
   void Plan(unsigned long call, Fault fault) { plan_.push_back({call, fault}); }
   // The same for the call that is the `count`-th from now on.
   void PlanIn(unsigned long count, Fault fault) { Plan(calls_ + count, fault); }
+  // At the call with the number `call` something of the test's own happens, which may
+  // end the thread.
+  void ActAt(unsigned long call, std::function<void()> action) {
+    actionCall_ = call;
+    action_ = std::move(action);
+  }
   // Fails the next call of this text, in the words of TakeCalls.
   void FailOn(std::string text) { failOn_ = std::move(text); }
   bool HasFailedOn() const { return failOn_.empty(); }
@@ -77,6 +84,8 @@ class FaultySource final : public IDataSource {
   std::string file_;
   std::vector<PlannedFault> plan_;
   std::size_t nextFault_ = 0;
+  unsigned long actionCall_ = 0;
+  std::function<void()> action_;
   std::string failOn_;
   bool records_ = false;
   std::string recorded_;

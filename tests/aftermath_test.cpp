@@ -120,40 +120,10 @@ TEST(Aftermath, OfAPacketWalkedWhole) {
 
 #ifdef QO_CANCELS_THREADS
 
-// Passes its calls on, and cancels the thread that makes the n-th one.
-class CancellingSource final : public IDataSource {
- public:
-  CancellingSource(const Bytes& file, long call) : inner_(file), left_(call) {}
-
-  int Open() override { return Counted().Open(); }
-  int Close() override { return inner_.Close(); }
-  int GetSize(unsigned long long* size) override { return Counted().GetSize(size); }
-  int ReadAt(unsigned long long offset, void* buffer, unsigned long long* size) override {
-    return Counted().ReadAt(offset, buffer, size);
-  }
-  int Read(void* buffer, unsigned long long* size) override { return Counted().Read(buffer, size); }
-  int SeekTo(unsigned long long offset, int whence) override {
-    return Counted().SeekTo(offset, whence);
-  }
-  int GetPosition(unsigned long long* position) override { return Counted().GetPosition(position); }
-
- private:
-  FaultySource& Counted() {
-    if (--left_ == 0) {
-      pthread_cancel(pthread_self());
-      pthread_testcancel();
-    }
-    return inner_;
-  }
-
-  FaultySource inner_;
-  long left_;
-};
-
 // Opens and plays; the thread's result tells whether it came to its end.
 void* PlayOut(void* parserAndSource) {
   const auto& [parser, source] =
-      *static_cast<std::pair<ASFParser*, CancellingSource*>*>(parserAndSource);
+      *static_cast<std::pair<ASFParser*, FaultySource*>*>(parserAndSource);
   unsigned char unit[16];
   unsigned long size, timeMs;
   parser->Open(source);
@@ -164,10 +134,14 @@ void* PlayOut(void* parserAndSource) {
 
 TEST(Aftermath, OfAThreadCancelledInTheSource) {
   const Bytes file = FivePackets().Build();
-  for (long n = 1; n < 100; n += 7) {
-    CancellingSource source(file, n);
+  for (unsigned long n = 1; n < 100; n += 7) {
+    FaultySource source(file);
+    source.ActAt(n, [] {
+      pthread_cancel(pthread_self());
+      pthread_testcancel();
+    });
     ASFParser parser;
-    std::pair<ASFParser*, CancellingSource*> argument(&parser, &source);
+    std::pair<ASFParser*, FaultySource*> argument(&parser, &source);
     pthread_t thread;
     ASSERT_EQ(0, pthread_create(&thread, nullptr, PlayOut, &argument));
     void* result = nullptr;

@@ -156,7 +156,9 @@ TEST(Tags, ComeFromTheFirstObjectThatHasThem) {
 TEST(Tags, HaveTwoZeroBytesBehindTheirText) {
   mallopt(M_PERTURB, 1);  // so that memory isn't zero by chance
   const Bytes headers[] = {ContentDescription({"text", "", "", "", ""}),
-                           ExtendedContent({Descriptor(kTitle, kMetaString, "text")})};
+                           ExtendedContent({Descriptor(kTitle, kMetaString, "text")}),
+                           HeaderExtension(Metadata({Record(kTitle, kMetaString, "text")})),
+                           HeaderExtension(Library({Record(kTitle, kMetaString, "text")}))};
   for (const Bytes& header : headers) {
     OpenSession session(AsfFile({header}));
     const unsigned char* text;
