@@ -52,7 +52,7 @@ void ChangeOnce(std::string* file, Random* random) {
       file->insert(at, file->substr(Position(*file, random), random->Below(64)));
       break;
     case 3:
-      std::fill_n(file->begin() + at, std::min(file->size() - at, 1 + random->Below(8)),
+      std::fill_n(file->data() + at, std::min(file->size() - at, 1 + random->Below(8)),
                   static_cast<char>(kValues[random->Below(std::size(kValues))]));
       break;
     default:
