@@ -46,8 +46,7 @@ struct ExactSeek {
 
 class ExactSeeker {
  public:
-  // Seeks in `session` (not null), which must outlive the seeker. A session that
-  // has been opened stays as it was until a seek finds something.
+  // Seeks in `session` (not null), which has been opened and must outlive the seeker.
   explicit ExactSeeker(ParserSession* session);
   ~ExactSeeker();
   ExactSeeker(const ExactSeeker&) = delete;
@@ -62,7 +61,7 @@ class ExactSeeker {
   // The first such seek walks all packets and keeps what it learns; `progress` may
   // be empty. Every seek tries its way with a parser of its own, which then takes
   // the place of the session's: a seek that fails has moved nothing. No exception
-  // of the source passes; one of `progress` does, and ends the seek as cancelled.
+  // of the source passes; one of `progress` does, with nothing moved.
   ExactSeek Seek(unsigned long long timeMs, const SeekPoints::Progress& progress = {});
 
  private:
@@ -74,7 +73,7 @@ class ExactSeeker {
     unsigned int count;
   };
 
-  // Those that return a bool have noted in `result_` why they fail.
+  // False: `result_` says why.
   bool Learn(const SeekPoints::Progress& progress);
   bool OpenProbe();
   void Fail(ExactSeek::Problem problem, int status = kParserOk);

@@ -228,7 +228,7 @@ Bytes RandomFile(unsigned int seed) {
 }
 
 TEST(HostSession, SeeksExactlyAmongEqualTimes) {
-  for (unsigned int seed = 0; seed < 400; ++seed) {
+  for (unsigned int seed = 0; seed < 200; ++seed) {
     SCOPED_TRACE(seed);
     ExpectExactSeeks(RandomFile(seed));
     if (HasFatalFailure()) return;
