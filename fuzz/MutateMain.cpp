@@ -62,10 +62,9 @@ void ChangeOnce(std::string* file, Random* random) {
 
 // Opens, plays both kinds out by either form of delivery, seeks and describes.
 void Play(const std::string& file) {
-  static const std::string script = [] {
-    const std::string play =
-        steps::ReadVideo(128) + steps::ReadAudio(256) + steps::ReadWholeVideo(128);
-    std::string all = steps::Open(1, 0);
+  static const Bytes script = [] {
+    const Bytes play = steps::ReadVideo(128) + steps::ReadAudio(256) + steps::ReadWholeVideo(128);
+    Bytes all = steps::Open(1, 0);
     for (int k = 0; k < 20; ++k) all += play;
     for (int mode = -1; mode < 5; ++mode) {
       for (const int track : {kTrackVideo, kTrackAudio}) {
@@ -76,7 +75,7 @@ void Play(const std::string& file) {
            steps::Seek(kTrackAudio) + play;
   }();
   host::MemorySource source(file.data(), file.size());
-  PlayScript(Input(script), file.size(), &source, nullptr);
+  PlayScript(Input(script), &source, file.size());
 }
 
 }  // namespace

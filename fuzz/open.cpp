@@ -9,6 +9,6 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string_view file = input.Rest();
   FaultySource source(file);
   MeteredSource metered(&source);
-  PlayScript(script, file.size(), &metered, &metered);
+  PlayScript(script, &metered);
   return 0;
 }

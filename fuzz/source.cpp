@@ -18,6 +18,6 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   FaultySource source(file);
   MeteredSource metered(&source);
   for (const auto& [at, fault] : plan) source.Plan(at, fault);
-  PlayScript(script, file.size(), &metered, &metered);
+  PlayScript(script, &metered);
   return 0;
 }

@@ -42,7 +42,7 @@ unsigned char* UnitBuffer() {
 CheckingHost::CheckingHost(IDataSource* source, std::size_t fileBytes, MeteredSource* counted)
     : source_(source), counted_(counted) {
   CHECK(UnitBuffer() != nullptr);
-  if (counted != nullptr) leaks_.emplace();  // other sources allocate as they are read
+  if (counted != nullptr) leaks_.emplace();
   ResetHeapPeak();
   maxHeapBytes_ = HeapBytes() + kHeapPerByte * fileBytes + kHeapConstant;
   parser_ = createParser();
@@ -239,10 +239,12 @@ void CheckingHost::Close() {
   CHECK(parser_->Close() == kParserOk);
 }
 
-std::uint64_t PlayScript(Input script, std::size_t fileBytes, IDataSource* source,
-                         MeteredSource* counted) {
+namespace {
+
+template <typename... Source>
+std::uint64_t Play(Input script, Source... source) {
   SetLevelProperty(std::to_string(script.Byte() % 8).c_str());
-  CheckingHost host(source, fileBytes, counted);
+  CheckingHost host(source...);
   if (host.Open(script.Byte() % 8)) {
     while (!script.Empty()) host.Step(&script);
   }
@@ -250,13 +252,20 @@ std::uint64_t PlayScript(Input script, std::size_t fileBytes, IDataSource* sourc
   return host.Digest();
 }
 
+}  // namespace
+
+std::uint64_t PlayScript(Input script, MeteredSource* source) { return Play(script, source); }
+std::uint64_t PlayScript(Input script, IDataSource* source, std::size_t fileBytes) {
+  return Play(script, source, fileBytes);
+}
+
 void CompareReadAhead(Input script, std::string_view file) {
   FaultySource source(file);
   MeteredSource plain(&source);
-  const std::uint64_t digest = PlayScript(script, file.size(), &plain, &plain);
+  const std::uint64_t digest = PlayScript(script, &plain);
   if (plain.GaveUp()) return;
   constexpr std::size_t kWindowBytes = 1024;
   host::ReadAheadSource ahead(std::make_unique<host::MemorySource>(file.data(), file.size()),
                               kWindowBytes);
-  CHECK(PlayScript(script, file.size(), &ahead, nullptr) == digest);
+  CHECK(PlayScript(script, &ahead, file.size()) == digest);
 }

@@ -25,8 +25,13 @@ unsigned char* UnitBuffer();
 // that GetTrackInfo did not name, so the required fatal assertions are findings.
 class CheckingHost {
  public:
-  // `fileBytes` is what the heap's limit is a multiple of. `counted` may be null.
-  CheckingHost(IDataSource* source, std::size_t fileBytes, MeteredSource* counted);
+  // Over a metered source work is held to its bounds as well, and what is left behind
+  // is; other sources allocate as they are read. The heap's limit is a multiple of
+  // the file's size.
+  explicit CheckingHost(MeteredSource* source)
+      : CheckingHost(source, source->FileBytes(), source) {}
+  CheckingHost(IDataSource* source, std::size_t fileBytes)
+      : CheckingHost(source, fileBytes, nullptr) {}
   ~CheckingHost();
   CheckingHost(const CheckingHost&) = delete;
   CheckingHost& operator=(const CheckingHost&) = delete;
@@ -41,6 +46,8 @@ class CheckingHost {
   std::uint64_t Digest() const { return digest_; }
 
  private:
+  CheckingHost(IDataSource* source, std::size_t fileBytes, MeteredSource* counted);
+
   template <typename Call>
   auto Run(Call call) -> decltype(call());
   void Note(const void* bytes, std::size_t size);
@@ -61,7 +68,7 @@ class CheckingHost {
   std::optional<LeakCheck> leaks_;  // goes last
   IDataSource* source_;
   IParser* parser_;
-  MeteredSource* counted_;
+  MeteredSource* counted_;  // the source where it is metered, else null
   std::size_t maxHeapBytes_;
   std::uint64_t digest_ = 14695981039346656037ull;
   unsigned long size_ = 0;
@@ -71,10 +78,10 @@ class CheckingHost {
   bool closed_ = false;
 };
 
-// Plays `script` under one parser: a debug level, an open mode, then steps.
-// `fileBytes` and `counted` as for CheckingHost. Returns the digest of all results.
-std::uint64_t PlayScript(Input script, std::size_t fileBytes, IDataSource* source,
-                         MeteredSource* counted);
+// Plays `script` under one parser: a debug level, an open mode, then steps. Returns
+// the digest of all results.
+std::uint64_t PlayScript(Input script, MeteredSource* source);
+std::uint64_t PlayScript(Input script, IDataSource* source, std::size_t fileBytes);
 
 // The same over `file`, also through the read-ahead source; both must give the
 // same results.

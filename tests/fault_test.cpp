@@ -44,10 +44,10 @@ std::vector<File> Files() {
   return files;
 }
 
-// A unit of each kind; each seek mode to 250 ms in both
-// kinds, and after each a unit again, of video a key frame.
-std::string PlayAndSeek() {
-  std::string all = steps::ReadAudio(1) + steps::ReadVideo(1);
+// A unit of each kind; each seek mode to 250 ms in both kinds, and after each a unit
+// again, of video a key frame.
+Bytes PlayAndSeek() {
+  Bytes all = steps::ReadAudio(1) + steps::ReadVideo(1);
   for (const int mode : {kSeekPreviousSync, kSeekNextSync, kSeekClosestSync}) {
     for (const int track : {kTrackVideo, kTrackAudio}) all += steps::SeekEx(250, track, mode);
     all += steps::ReadAudio(1) + steps::ReadVideo(1, true);
@@ -56,8 +56,9 @@ std::string PlayAndSeek() {
 }
 
 // Does all that a host does with a file. False: it did not open.
-bool Use(IDataSource* source, std::size_t bytes, MeteredSource* counted, const std::string& steps) {
-  CheckingHost host(source, bytes, counted);
+template <typename... Source>
+bool Use(const Bytes& steps, Source... source) {
+  CheckingHost host(source...);
   if (!host.Open(0)) return false;
   for (Input script(steps); !script.Empty();) host.Step(&script);
   return true;
@@ -65,11 +66,11 @@ bool Use(IDataSource* source, std::size_t bytes, MeteredSource* counted, const s
 
 TEST(Faults, EverySourceCallFailsOnce) {
   constexpr int kKinds = static_cast<int>(Fault::kReadShort) + 1;
-  const std::string steps = PlayAndSeek();
+  const Bytes steps = PlayAndSeek();
   for (const File& file : Files()) {
-    const auto callsOf = [&file](const std::string& script) {
+    const auto callsOf = [&file](const Bytes& script) {
       FaultySource sound(file.bytes);
-      EXPECT_TRUE(Use(&sound, file.bytes.size(), nullptr, script)) << file.name;
+      EXPECT_TRUE(Use(script, &sound, file.bytes.size())) << file.name;
       return static_cast<long>(sound.CallCount());
     };
     const long opening = callsOf(""), calls = callsOf(steps);
@@ -81,21 +82,21 @@ TEST(Faults, EverySourceCallFailsOnce) {
         FaultySource source(file.bytes);
         source.Plan(static_cast<unsigned long>(call), static_cast<Fault>(kind));
         MeteredSource metered(&source);
-        Use(&metered, file.bytes.size(), &metered, steps);
+        Use(steps, &metered);
       }
     }
   }
 }
 
 TEST(Faults, FilesCutAnywhereOpen) {  // a short read is no failure
-  const std::string steps = steps::ReadAudio(256) + steps::ReadVideo(128);
+  const Bytes steps = steps::ReadAudio(256) + steps::ReadVideo(128);
   for (const File& file : Files()) {
     const std::size_t step = std::max<std::size_t>(1, file.bytes.size() / 200);
     for (std::size_t size = 0; size < file.bytes.size(); size += size < 100 ? 1 : step) {
       running = file.name + " cut to " + std::to_string(size);
       FaultySource source(std::string_view(file.bytes).substr(0, size));
       MeteredSource metered(&source);
-      EXPECT_TRUE(Use(&metered, size, &metered, steps)) << running;
+      EXPECT_TRUE(Use(steps, &metered)) << running;
     }
   }
 }
@@ -106,7 +107,7 @@ TEST(Faults, ReadsOfAByteAtATimeAreShort) {
     FaultySource source(file.bytes);
     source.LimitReads(1);
     MeteredSource metered(&source);
-    Use(&metered, file.bytes.size(), &metered, PlayAndSeek());
+    Use(PlayAndSeek(), &metered);
   }
 }
 
@@ -167,8 +168,7 @@ TEST(Faults, CostliestFilesStayInProportion) {
     host::MemorySource source(row.bytes.data(), row.bytes.size());
     const std::size_t before = HeapBytes();
     const std::clock_t start = std::clock();
-    const bool opened =
-        Use(&source, row.bytes.size(), nullptr, steps::ReadAudio(1) + steps::ReadVideo(1));
+    const bool opened = Use(steps::ReadAudio(1) + steps::ReadVideo(1), &source, row.bytes.size());
     const double seconds = static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
     EXPECT_TRUE(opened) << row.name;
     EXPECT_LT(seconds, kMaxSeconds) << row.name;
