@@ -50,9 +50,19 @@ int CachedSource::Read(void* buffer, unsigned long long* size) {
 }
 
 int CachedSource::ReadAt(unsigned long long offset, void* buffer, unsigned long long* size) {
-  const unsigned long long before = Position();
-  MoveTo(offset);
-  return ReadHere(buffer, size, before);
+  const unsigned long long at = offset - start_;
+  const unsigned long long wanted = *size;
+  if (at > length_ || wanted > length_ - at) {
+    const unsigned long long before = Position();
+    MoveTo(offset);
+    return ReadSlow(buffer, size, before);
+  }
+  const unsigned char* const from = bytes_ + at;
+  cursor_ = from + wanted;
+  remaining_ = length_ - at - wanted;
+  end_ = start_ + length_;
+  CopyBytes(buffer, from, wanted);
+  return 0;
 }
 
 int CachedSource::SeekTo(unsigned long long offset, int whence) {
@@ -134,25 +144,28 @@ const CachedSource::Window& CachedSource::WindowAt(unsigned long long offset) {
   return window;
 }
 
+CachedSource::Extent CachedSource::PlaceWindow(unsigned long long offset, std::size_t size) const {
+  return {offset - offset % minWindowBytes_, size};
+}
+
 // Reads a new window in place of the oldest. One that fails or is cut short stays,
 // so that a bad region isn't read anew by every small request.
 CachedSource::Window* CachedSource::OpenWindow(unsigned long long offset) {
-  const unsigned long long start = offset & ~static_cast<unsigned long long>(minWindowBytes_ - 1);
-  std::size_t span = minWindowBytes_;
+  Extent extent = PlaceWindow(offset, minWindowBytes_);
   for (const Window& window : windows_) {
-    if (window.span != 0 && window.offset + window.span == start) {
-      span = std::min(2 * window.span, maxWindowBytes_);
+    if (window.span != 0 && window.offset + window.span == extent.offset) {
+      extent = PlaceWindow(offset, std::min(2 * window.span, maxWindowBytes_));
     }
   }
   Window& window = windows_[oldest_];
   oldest_ = (oldest_ + 1) % windows_.size();
   if (!window.bytes) window.bytes.reset(new unsigned char[maxWindowBytes_]);
   length_ = window.span = window.length = 0;  // should Fetch throw
-  unsigned long long got = span;
-  if (Fetch(start, window.bytes.get(), &got) < 0) got = 0;
-  window.offset = start;
-  window.span = span;
-  window.length = static_cast<std::size_t>(std::min<unsigned long long>(got, span));
+  unsigned long long got = extent.size;
+  if (Fetch(extent.offset, window.bytes.get(), &got) < 0) got = 0;
+  window.offset = extent.offset;
+  window.span = extent.size;
+  window.length = static_cast<std::size_t>(std::min<unsigned long long>(got, extent.size));
   return &window;
 }
 

@@ -41,10 +41,20 @@ class CachedSource : public IDataSource {
   int GetPosition(unsigned long long* position) final;
 
  protected:
-  // Windows are aligned to `minWindowBytes` and at most `maxWindowBytes` long,
-  // both powers of two. Memory: `windowCount` times the latter, allocated as it
-  // is needed.
+  // Windows are `minWindowBytes` long or a multiple of that, at most
+  // `maxWindowBytes`. Memory: `windowCount` times the latter, allocated as it is
+  // needed.
   CachedSource(std::size_t minWindowBytes, std::size_t maxWindowBytes, std::size_t windowCount);
+
+  // Bytes of the source.
+  struct Extent {
+    unsigned long long offset;
+    std::size_t size;
+  };
+  // What a window around `offset` holds when `size` bytes are wanted: `offset`
+  // itself, and at most the longest window's bytes. By default `size` bytes from a
+  // multiple of the shortest window's on.
+  virtual Extent PlaceWindow(unsigned long long offset, std::size_t size) const;
 
   // Reads up to `*size` bytes at `offset`, straight from what lies below; stores
   // what it brought, which is less only at the end. Negative on failure.
@@ -52,7 +62,7 @@ class CachedSource : public IDataSource {
 
  private:
   struct Window {
-    unsigned long long offset = 0;  // in the source, bytes; a multiple of the smallest size
+    unsigned long long offset = 0;  // in the source, bytes
     std::size_t span = 0;           // bytes asked for; 0: not in use
     std::size_t length = 0;         // bytes brought; less than `span` at the end or after a failure
     std::unique_ptr<unsigned char[]> bytes;  // the largest size; null until first needed

@@ -18,14 +18,6 @@ namespace {
 constexpr unsigned char kErrorCorrectionLength = 0x0F;
 constexpr unsigned char kErrorCorrectionLengthType = 0x60;
 
-// Behind the coded fields of a packet header.
-constexpr unsigned int kTimesBytes = 6;
-
-// Bytes of a field with a 2-bit length type.
-constexpr unsigned int FieldBytes(unsigned int lengthType) {
-  return lengthType == 3 ? 4 : lengthType;
-}
-
 class MemoryBytes final : public PacketBytes {
  public:
   MemoryBytes(const unsigned char* data, std::size_t size) : data_(data), size_(size) {}
@@ -123,6 +115,7 @@ class PacketWalker {
     const unsigned char properties = packet_->propertyFlags;
     unsigned int size = 1;
     for (unsigned int bit = 0; bit < 6; bit += 2) size += FieldBytes(LengthTypeAt(properties, bit));
+    const unsigned long long headerPosition = position_;
     const unsigned char* bytes = Take(size);
     if (bytes == nullptr) return false;
     ByteReader fields(bytes + 1, size - 1);
@@ -130,6 +123,7 @@ class PacketWalker {
     header.StreamNumber = *bytes;
     const bool isCompressed = ReadPayloadFields(&fields, properties, &header);
     Payload payload = {};
+    payload.headerPosition = headerPosition;
     payload.stream = StreamOf(header);
     payload.keyFrame = IsKeyFrame(header);
     payload.objectNumber = header.MediaObjectNumber;

@@ -15,16 +15,18 @@ namespace host {
 // A payload, or one of the sub-payloads of a compressed payload, each of which is
 // a media object of its own.
 struct Payload {
-  unsigned char stream;         // 1 to 127
-  bool keyFrame;                // as flagged
-  unsigned int objectNumber;    // of its media object
-  unsigned int offset;          // of its first byte in the media object, bytes; 0 begins one
-  unsigned int objectSize;      // bytes, as the payload says; of a sub-payload: its own size
-  unsigned int timeMs;          // as the parser stamps the object: preroll removed
-  unsigned long long position;  // of its body, bytes from the packet's first
-  unsigned int size;            // of its body, bytes, as the packet says
-  unsigned int present;         // bytes of its body that are there, at least 1: fewer than `size`
-                                // where the file ends in it
+  unsigned char stream;               // 1 to 127
+  bool keyFrame;                      // as flagged
+  unsigned int objectNumber;          // of its media object
+  unsigned int offset;                // of its first byte in the media object, bytes; 0 begins one
+  unsigned int objectSize;            // bytes, as the payload says; of a sub-payload: its own size
+  unsigned int timeMs;                // as the parser stamps the object: preroll removed
+  unsigned long long headerPosition;  // of its header, bytes from the packet's first; sub-payloads
+                                      // share one
+  unsigned long long position;        // of its body, bytes from the packet's first
+  unsigned int size;                  // of its body, bytes, as the packet says
+  unsigned int present;  // bytes of its body that are there, at least 1: fewer than `size`
+                         // where the file ends in it
 };
 
 // Why a packet cannot be walked to its end.

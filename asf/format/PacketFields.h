@@ -16,6 +16,9 @@ constexpr unsigned char kOpaqueDataPresent = 0x10;
 // taken for granted.
 constexpr unsigned int kErrorCorrectionBytes = 3;
 
+// Bytes. Send time and duration, behind the coded fields of a packet's header.
+constexpr unsigned int kTimesBytes = 6;
+
 #pragma pack(push, 1)
 
 // A data packet's header behind its error correction data.
@@ -57,6 +60,9 @@ struct coded_type {
 constexpr unsigned int kOneByteField = 1;
 constexpr unsigned int LengthTypeAt(unsigned int flags, unsigned int bit) {
   return flags >> bit & 3;
+}
+constexpr unsigned int FieldBytes(unsigned int lengthType) {
+  return lengthType == 3 ? 4 : lengthType;
 }
 constexpr unsigned int PacketLengthType(unsigned char lengthTypeFlags) {
   return LengthTypeAt(lengthTypeFlags, 5);

@@ -1,0 +1,100 @@
+// Makes of each data packet one that the parser takes as it is meant.
+//
+// A packet that is right stays as it is, byte for byte. One that is damaged keeps
+// the whole payloads in front of the damage; one without error correction data,
+// or with more or less of it than two bytes, is written anew with it. A fragment
+// whose media object lost the one before it goes: the parser would join it to
+// another object.
+//
+// Only the payloads of the streams played are looked at, and only they are in a
+// packet written anew. Memory: a packet, and what is said of damage.
+#ifndef QO_HOST_PACKETMENDER_H
+#define QO_HOST_PACKETMENDER_H
+
+#include <array>
+#include <map>
+#include <set>
+#include <utility>
+#include <vector>
+
+#include "host/PacketReader.h"
+#include "host/PacketWriter.h"
+
+namespace host {
+
+// The streams that are played, by number.
+struct PlayedStreams {
+  static constexpr unsigned char kNone = 0x80;
+  unsigned char audio = kNone;
+  unsigned char video = kNone;
+  // The first byte of each video object is inverted: where a payload begins with a
+  // VC-1 sequence header the parser would take all headers off the object.
+  bool invertsVideo = false;
+};
+
+// The media object of a stream that is being put together.
+struct ObjectChain {
+  // What came before is not known, and anything may follow.
+  static constexpr unsigned int kUnknown = ~0u;
+
+  unsigned int objectNumber = kUnknown;
+  unsigned int next = 0;        // offset of the fragment that continues it
+  unsigned int objectSize = 0;  // bytes
+  unsigned int timeMs = 0;
+};
+
+// What is lost in a file, as far as it has been read.
+struct Damage {
+  // More are not listed: a file of nothing else would take memory out of proportion.
+  static constexpr std::size_t kMaxListed = 1u << 16;
+
+  std::map<unsigned long long, PacketFault> packets;         // that can't be walked, and why
+  std::set<std::pair<unsigned char, unsigned int>> objects;  // that lost fragments: stream, time
+};
+
+class PacketMender {
+ public:
+  using Chains = std::array<ObjectChain, 2>;  // audio, video
+
+  // Packets are `layout.packetLength` bytes long. `damage` is not owned.
+  PacketMender(const AsfLayout& layout, PlayedStreams streams, Damage* damage);
+
+  // What precedes the next packet; all unknown at first.
+  const Chains& chains() const { return chains_; }
+  void Resume(const Chains& chains) { chains_ = chains; }
+
+  // Mends `count` packets from `number` on, in place. The file has `present` of
+  // their bytes, fewer only where it ends in them; the rest is overwritten.
+  void Mend(unsigned long long number, std::size_t count, unsigned char* bytes,
+            std::size_t present);
+  // No packet follows: what is not whole by then stays so.
+  void Finish();
+
+ private:
+  std::size_t PassPlain(const unsigned char* bytes, std::size_t count);
+  bool PassPayloads(const unsigned char* at, const unsigned char* end);
+  bool PassPayload(const unsigned char* header, std::size_t size, Chains* chains) const;
+  void MendOne(unsigned long long number, unsigned char* bytes, unsigned int present);
+  void KeepPayloads(bool isCut);
+  bool Keeps(const PayloadGroup& group, bool isCut);
+  bool IsTakenWhole(const unsigned char* bytes) const;
+  void InvertVideoObjects(unsigned char* bytes) const;
+  ObjectChain* ChainOf(unsigned char stream, Chains* chains) const;
+  void NoteEnd(unsigned char stream, const ObjectChain& chain);
+
+  const PacketReader reader_;
+  const unsigned int packetLength_;
+  const unsigned long long prerollMs_;
+  const PlayedStreams streams_;
+  Damage* const damage_;
+  Chains chains_;
+  // Of the packet in hand; kept for their memory.
+  Packet packet_ = {};
+  std::vector<PayloadGroup> kept_;
+  bool dropped_ = false;  // a payload of a stream played
+  std::vector<unsigned char> written_;
+};
+
+}  // namespace host
+
+#endif  // QO_HOST_PACKETMENDER_H

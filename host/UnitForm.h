@@ -1,0 +1,32 @@
+// How a stream is presented so that the parser delivers its media objects whole, each
+// with its own time, and what it truly is.
+#ifndef QO_HOST_UNITFORM_H
+#define QO_HOST_UNITFORM_H
+
+#include "host/FileHeader.h"
+#include "host/FirstObjects.h"
+
+namespace host {
+
+// What the parser's units of a presented stream are.
+enum class UnitForm : unsigned char {
+  kParser,    // as the parser makes them of the stream itself
+  kWhole,     // media objects, as in the file
+  kBlocks,    // media objects; where one is several blocks of the stream's block align, each block
+              // is a unit, whose time goes on from the object's
+  kInverted,  // media objects, of which the first byte is inverted
+};
+
+struct StreamForm {
+  UnitForm form;
+  unsigned int presentedTag;  // the format tag or FourCC that the parser sees
+  unsigned int codecTag;      // the true one: behind WAVE_FORMAT_EXTENSIBLE that of the sub-format
+  unsigned int codec;         // what that is, by Codecs.h
+};
+
+// `stream` is audio or video.
+StreamForm FormOf(const StreamHeader& stream, const FirstObjects& objects);
+
+}  // namespace host
+
+#endif  // QO_HOST_UNITFORM_H
