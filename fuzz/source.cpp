@@ -1,17 +1,12 @@
 // A byte source that misbehaves. Input: the number of faults, then 3 bytes each
 // (calls since the last one, kind); the script's length, the script, the file.
+#include "fuzz/Faults.h"
 #include "fuzz/Target.h"
 #include "testing/CheckingHost.h"
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   Input input(data, size);
-  std::vector<std::pair<unsigned long, Fault>> plan;
-  unsigned long call = 0;
-  for (int faults = input.Byte() % 16; faults > 0; --faults) {
-    call += input.Take<std::uint16_t>() + 1ul;
-    plan.emplace_back(call,
-                      static_cast<Fault>(input.Byte() % static_cast<unsigned int>(Fault::kCount)));
-  }
+  const fuzz::FaultPlan plan = fuzz::TakeFaults(&input);
   const std::size_t length = input.Byte();
   const Input script(input.TakeBytes(length));
   const std::string_view file = input.Rest();
