@@ -8,32 +8,21 @@
 namespace host {
 namespace {
 
-// Most reads of the demultiplexer are fields of these sizes: each becomes a move
-// or two instead of a call.
+// Most reads of the demultiplexer are fields of up to 8 bytes: each becomes a few
+// moves instead of a call.
 inline void CopyBytes(void* to, const unsigned char* from, unsigned long long size) {
-  switch (size) {
-    case 0:
-      return;
-    case 1:
-      std::memcpy(to, from, 1);
-      return;
-    case 2:
-      std::memcpy(to, from, 2);
-      return;
-    case 3:
-      std::memcpy(to, from, 3);
-      return;
-    case 4:
-      std::memcpy(to, from, 4);
-      return;
-    case 6:
-      std::memcpy(to, from, 6);
-      return;
-    case 8:
-      std::memcpy(to, from, 8);
-      return;
-    default:
-      std::memcpy(to, from, size);
+  if (size == 1) {
+    std::memcpy(to, from, 1);
+  } else if (size == 2) {
+    std::memcpy(to, from, 2);
+  } else if (size - 4 <= 4) {  // two halves, which may overlap
+    unsigned int first, last;
+    std::memcpy(&first, from, 4);
+    std::memcpy(&last, from + size - 4, 4);
+    std::memcpy(to, &first, 4);
+    std::memcpy(static_cast<unsigned char*>(to) + size - 4, &last, 4);
+  } else if (size != 0) {
+    std::memcpy(to, from, size);
   }
 }
 
@@ -46,28 +35,38 @@ CachedSource::CachedSource(std::size_t minWindowBytes, std::size_t maxWindowByte
 CachedSource::~CachedSource() = default;
 
 int CachedSource::Read(void* buffer, unsigned long long* size) {
-  return ReadHere(buffer, size, Position());
+  const unsigned long long wanted = *size;
+  const unsigned char* const from = cursor_;
+  if (wanted > static_cast<unsigned long long>(limit_ - from)) {
+    return ReadSlow(Position(), buffer, size);
+  }
+  cursor_ = from + wanted;
+  CopyBytes(buffer, from, wanted);
+  return 0;
 }
 
 int CachedSource::ReadAt(unsigned long long offset, void* buffer, unsigned long long* size) {
   const unsigned long long at = offset - start_;
   const unsigned long long wanted = *size;
-  if (at > length_ || wanted > length_ - at) {
-    const unsigned long long before = Position();
-    MoveTo(offset);
-    return ReadSlow(buffer, size, before);
-  }
+  if (at > length_ || wanted > length_ - at) return ReadSlow(offset, buffer, size);
   const unsigned char* const from = bytes_ + at;
   cursor_ = from + wanted;
-  remaining_ = length_ - at - wanted;
-  end_ = start_ + length_;
+  isAway_ = false;
   CopyBytes(buffer, from, wanted);
   return 0;
 }
 
 int CachedSource::SeekTo(unsigned long long offset, int whence) {
-  if (whence != 0 && whence != 1) return -EINVAL;
-  MoveTo(whence == 1 ? Position() + offset : offset);
+  if (whence == 1) {
+    if (offset <= static_cast<unsigned long long>(limit_ - cursor_)) {
+      cursor_ += offset;
+    } else {
+      MoveTo(Position() + offset);
+    }
+    return 0;
+  }
+  if (whence != 0) return -EINVAL;
+  MoveTo(offset);
   return 0;
 }
 
@@ -76,36 +75,28 @@ int CachedSource::GetPosition(unsigned long long* position) {
   return 0;
 }
 
-inline void CachedSource::MoveTo(unsigned long long position) {
+inline unsigned long long CachedSource::Position() const {
+  return isAway_ ? away_ : start_ + static_cast<unsigned long long>(cursor_ - bytes_);
+}
+
+void CachedSource::MoveTo(unsigned long long position) {
   // Wraps to a large number for a position in front of the window.
   const unsigned long long at = position - start_;
-  const bool inside = at < length_;
-  cursor_ = inside ? bytes_ + at : nullptr;
-  remaining_ = inside ? length_ - at : 0;
-  end_ = position + remaining_;
+  isAway_ = at > length_;
+  away_ = position;
+  cursor_ = isAway_ ? limit_ : bytes_ + at;
 }
 
-// Reads at the current position. A failure leaves the source at `fallback`.
-inline int CachedSource::ReadHere(void* buffer, unsigned long long* size,
-                                  unsigned long long fallback) {
-  const unsigned long long wanted = *size;
-  if (wanted > remaining_) return ReadSlow(buffer, size, fallback);
-  const unsigned char* const from = cursor_;
-  cursor_ = from + wanted;
-  remaining_ -= wanted;
-  CopyBytes(buffer, from, wanted);
-  return 0;
-}
-
-int CachedSource::ReadSlow(void* buffer, unsigned long long* size, unsigned long long fallback) {
-  const unsigned long long offset = Position();
+// Reads at `offset`. A failure leaves the position where it is.
+int CachedSource::ReadSlow(unsigned long long offset, void* buffer, unsigned long long* size) {
   // The window under the cursor may give way to another.
-  remaining_ = 0;
-  end_ = fallback;
+  away_ = Position();
+  isAway_ = true;
   if (!CopyFromWindows(offset, static_cast<unsigned char*>(buffer), *size)) {
     const int status = Fetch(offset, buffer, size);
     if (status < 0) {
       *size = 0;
+      MoveTo(away_);
       return status;
     }
   }
@@ -141,6 +132,7 @@ const CachedSource::Window& CachedSource::WindowAt(unsigned long long offset) {
   bytes_ = window.bytes.get();
   start_ = window.offset;
   length_ = window.length;
+  cursor_ = limit_ = bytes_ + length_;
   return window;
 }
 
@@ -160,7 +152,9 @@ CachedSource::Window* CachedSource::OpenWindow(unsigned long long offset) {
   Window& window = windows_[oldest_];
   oldest_ = (oldest_ + 1) % windows_.size();
   if (!window.bytes) window.bytes.reset(new unsigned char[maxWindowBytes_]);
-  length_ = window.span = window.length = 0;  // should Fetch throw
+  // Should Fetch throw, there is no window.
+  bytes_ = cursor_ = limit_ = nullptr;
+  start_ = length_ = window.span = window.length = 0;
   unsigned long long got = extent.size;
   if (Fetch(extent.offset, window.bytes.get(), &got) < 0) got = 0;
   window.offset = extent.offset;

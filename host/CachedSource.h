@@ -68,10 +68,9 @@ class CachedSource : public IDataSource {
     std::unique_ptr<unsigned char[]> bytes;  // the largest size; null until first needed
   };
 
-  unsigned long long Position() const { return end_ - remaining_; }
+  unsigned long long Position() const;
   void MoveTo(unsigned long long position);
-  int ReadHere(void* buffer, unsigned long long* size, unsigned long long fallback);
-  int ReadSlow(void* buffer, unsigned long long* size, unsigned long long fallback);
+  int ReadSlow(unsigned long long offset, void* buffer, unsigned long long* size);
   bool CopyFromWindows(unsigned long long offset, unsigned char* out, unsigned long long size);
   const Window& WindowAt(unsigned long long offset);
   Window* OpenWindow(unsigned long long offset);
@@ -84,12 +83,12 @@ class CachedSource : public IDataSource {
   const unsigned char* bytes_ = nullptr;
   unsigned long long start_ = 0;
   unsigned long long length_ = 0;
-  // What it holds from the current position on: `remaining_` bytes at `cursor_`,
-  // up to `end_` in the source. Outside it `remaining_` is 0. So the current
-  // position is `end_` - `remaining_` in either case.
+  const unsigned char* limit_ = nullptr;  // their end
+  // The current position: that of the byte at `cursor_`, or of `limit_`. Where it lies
+  // outside the window it is `away_`, and `cursor_` is `limit_`: no read is answered.
   const unsigned char* cursor_ = nullptr;
-  unsigned long long remaining_ = 0;
-  unsigned long long end_ = 0;
+  bool isAway_ = false;
+  unsigned long long away_ = 0;
 };
 
 }  // namespace host

@@ -129,14 +129,17 @@ class Planner {
   }
 
   void ChooseForms() {
+    std::vector<WantedObjects> wanted;
+    for (const auto* planned : {&plan_.audio, &plan_.video}) {
+      const auto known = *planned ? ObjectsToKnow((*planned)->header) : std::nullopt;
+      if (known) wanted.push_back(*known);
+    }
     std::map<unsigned char, FirstObjects> objects;
-    const PlayedStreams& streams = plan_.presentation.streams;
-    LookAtDraft([&](IDataSource* draft, const AsfLayout& layout) {
-      std::vector<unsigned char> wanted;
-      if (plan_.audio) wanted.push_back(streams.audio);
-      if (plan_.video) wanted.push_back(streams.video);
-      objects = FindFirstObjects(draft, layout, wanted);
-    });
+    if (!wanted.empty()) {
+      LookAtDraft([&](IDataSource* draft, const AsfLayout& layout) {
+        objects = FindFirstObjects(draft, layout, wanted);
+      });
+    }
     for (auto* planned : {&plan_.audio, &plan_.video}) {
       if (!*planned) continue;
       PlannedStream& stream = **planned;

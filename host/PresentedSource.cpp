@@ -36,7 +36,6 @@ PresentedSource::PresentedSource(IDataSource* inner, Presentation presentation, 
                    RoundUp(kMaxWindowBytes, presentation.packetLength), kWindowCount),
       inner_(inner),
       presentation_(std::move(presentation)),
-      damage_(damage),
       mender_(PacketLayout(presentation_), presentation_.streams, damage),
       scratch_(presentation_.packetLength) {}
 

@@ -61,7 +61,6 @@ class PresentedSource final : public CachedSource {
 
   IDataSource* const inner_;
   const Presentation presentation_;
-  Damage* const damage_;
   PacketMender mender_;
   std::vector<Resumption> resumptions_;
   std::size_t oldestResumption_ = 0;

@@ -6,6 +6,7 @@
 
 #include "asf/format/CodecTags.h"
 #include "asf/format/FourCc.h"
+#include "asf/format/Limits.h"
 #include "qo_parser_asf/Codecs.h"
 
 namespace host {
@@ -32,6 +33,14 @@ unsigned int CodecOfVideo(unsigned int fourCc) {
     default:
       return VideoCodecOf(fourCc);
   }
+}
+
+// The parser cuts other objects of these than blocks, and stamps the parts one step late.
+bool IsWma(unsigned int tag) { return tag >= 0x0160 && tag <= 0x0164; }
+
+bool AreBlocks(const std::vector<unsigned int>& sizes, unsigned short blockAlign) {
+  return !sizes.empty() && std::all_of(sizes.begin(), sizes.end(),
+                                       [=](unsigned int size) { return size == blockAlign; });
 }
 
 bool HasSyncWord(const std::vector<unsigned char>& bytes) {
@@ -107,17 +116,6 @@ StreamForm AudioForm(const StreamHeader& stream, const FirstObjects& objects) {
     case 0x0055:  // it would look for a sync word, and drop what is in front of it
       if (!HasSyncWord(objects.first)) present(UnitForm::kWhole);
       break;
-    case 0x0160:
-    case 0x0161:
-    case 0x0162:
-    case 0x0163:
-    case 0x0164: {  // it cuts other objects than blocks, and stamps them one step late
-      const auto isBlock = [=](unsigned int size) { return size == blockAlign; };
-      const std::vector<unsigned int>& sizes = objects.sizes;
-      if (sizes.empty() || !std::all_of(sizes.begin(), sizes.end(), isBlock))
-        present(UnitForm::kBlocks);
-      break;
-    }
     case kAc3Tag:  // to tell E-AC-3 it would read 50 packets, for nothing
       if (blockAlign >= kMinAc3Block) break;
       present(UnitForm::kWhole);
@@ -126,6 +124,7 @@ StreamForm AudioForm(const StreamHeader& stream, const FirstObjects& objects) {
       if (stream.extensible) NameExtensible(*stream.extensible, &form);
       break;
     default:
+      if (IsWma(tag) && !AreBlocks(objects.sizes, blockAlign)) present(UnitForm::kBlocks);
       break;
   }
   if (form.codec == kCodecAc3 && IsEac3(objects.first)) form.codec = kCodecEac3;
@@ -154,7 +153,26 @@ StreamForm VideoForm(const StreamHeader& stream, const FirstObjects& objects) {
   return form;
 }
 
+constexpr std::size_t kHeadBytes = 8;  // more than a sync word and an identifier take
+constexpr std::size_t kBlocksLookedAt = 3;
+
 }  // namespace
+
+std::optional<WantedObjects> ObjectsToKnow(const StreamHeader& stream) {
+  if (stream.kind == StreamKind::kVideo) {
+    if (VideoCodecOf(stream.codecTag) != kCodecH264) return std::nullopt;
+    return WantedObjects{stream.number, 1, kMaxAllocBytes};
+  }
+  if (IsWma(stream.codecTag)) return WantedObjects{stream.number, kBlocksLookedAt, 0};
+  switch (AudioCodecOf(stream.codecTag)) {
+    case kCodecMpegAudio:
+    case kCodecAc3:
+      return WantedObjects{stream.number, 1, kHeadBytes};
+    default:
+      if (stream.codecTag != kExtensibleTag) return std::nullopt;
+      return WantedObjects{stream.number, 1, kHeadBytes};
+  }
+}
 
 StreamForm FormOf(const StreamHeader& stream, const FirstObjects& objects) {
   return stream.kind == StreamKind::kAudio ? AudioForm(stream, objects)

@@ -3,6 +3,8 @@
 #ifndef QO_HOST_UNITFORM_H
 #define QO_HOST_UNITFORM_H
 
+#include <optional>
+
 #include "host/FileHeader.h"
 #include "host/FirstObjects.h"
 
@@ -24,7 +26,10 @@ struct StreamForm {
   unsigned int codec;         // what that is, by Codecs.h
 };
 
-// `stream` is audio or video.
+// What FormOf has to know of a stream; nothing where its header tells all.
+std::optional<WantedObjects> ObjectsToKnow(const StreamHeader& stream);
+
+// `stream` is audio or video, `objects` what ObjectsToKnow asks for.
 StreamForm FormOf(const StreamHeader& stream, const FirstObjects& objects);
 
 }  // namespace host
