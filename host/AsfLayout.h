@@ -35,20 +35,21 @@ struct IndexLayout {
   unsigned long long interval;  // between two entries, 100 ns
 };
 
-// What ended the reading of a layout early, or is odd about it.
+// What ended the reading of a layout early, or is odd about it. An object of
+// impossible size is smaller than an object can be, or reaches beyond what holds it.
 enum class LayoutProblem : unsigned char {
   kNone,
   kNotAsf,               // the file does not begin with a header object
   kHeaderSize,           // the header says that it is smaller than a header can be
   kHeaderCut,            // the file ends in the header
-  kHeaderObjectSize,     // an object in the header is smaller than an object, or reaches beyond it
-  kExtensionCut,         // the same in the header extension
-  kExtensionObjectSize,  //
+  kHeaderObjectSize,     // an object of impossible size in the header
+  kExtensionCut,         // the file ends in the header extension
+  kExtensionObjectSize,  // an object of impossible size there
   kDataCut,              // the file ends in front of the first packet
   kNoDataObject,         // something else stands behind the header
   kDataEmpty,            // the data object says that it is empty, but something follows it
-  kTrailingCut,          // as for the header, in what lies behind the data
-  kTrailingObjectSize,   //
+  kTrailingCut,          // the file ends in what lies behind the data
+  kTrailingObjectSize,   // an object of impossible size there
 };
 
 struct AsfLayout {

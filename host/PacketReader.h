@@ -44,15 +44,16 @@ enum class PacketFault : unsigned char {
 constexpr std::size_t kMaxPayloads = 0x10000;
 
 struct Packet {
-  unsigned long long number;      // from 0, where the packet was walked to; otherwise as it was
-  bool hasErrorCorrection;        // flagged in its first byte
-  unsigned char lengthTypeFlags;  // as in the packet, like all that follows
-  unsigned char propertyFlags;    //
+  unsigned long long number;  // from 0, where the packet was walked to; otherwise as it was
+  bool hasErrorCorrection;    // flagged in its first byte
+  // The header, as the packet has it.
   unsigned int headerPosition;    // of the length type flags, bytes from the packet's first
-  unsigned int statedLength;      // bytes; 0: none
+  unsigned char lengthTypeFlags;  // which fields there are, and how wide
+  unsigned char propertyFlags;    // the same for the fields of a payload
+  unsigned int statedLength;      // of the packet, bytes; 0: none
   unsigned int padding;           // bytes
   unsigned int sendTimeMs;        // preroll included
-  unsigned int durationMs;        //
+  unsigned int durationMs;
   PacketFault fault;
   std::vector<Payload> payloads;  // in file order, up to a fault
 };
