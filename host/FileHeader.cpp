@@ -112,7 +112,7 @@ class HeaderReader {
   std::size_t ReadObject(std::size_t position, const Area& area) {
     asf_object_header fixed;
     if (!LoadRecord(position, &fixed)) {
-      NoteCut();
+      if (status_ >= 0) NoteCut();
       return position;
     }
     if (area.depth == 0 && EndsAtData(position, fixed)) return position;
@@ -129,6 +129,7 @@ class HeaderReader {
       filler_.Note(HeaderProblem::kObjectTooLong, position);
     }
     const bool whole = Load(inner.end);
+    if (status_ < 0) return position;
     if (!whole) NoteCut();
     const std::size_t there = std::min<unsigned long long>(header_->bytes.size(), inner.end);
     const HeaderObject object = {LookupGuid(fixed.objectId),
@@ -219,7 +220,7 @@ class HeaderReader {
 
   // Once, for all that it cuts.
   void NoteCut() {
-    if (!cut_ && status_ >= 0) filler_.Note(HeaderProblem::kHeaderCut, header_->bytes.size());
+    if (!cut_) filler_.Note(HeaderProblem::kHeaderCut, header_->bytes.size());
     cut_ = true;
   }
 
