@@ -42,7 +42,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
       presented->plan().isPresented) {
     CHECK(HeapPeak() <= before + kPlanHeapPerByte * file.size() + kPlanHeap);
     const std::unique_ptr<IDataSource> view = presented->MakeSource();
-    PlayScript(script, file.size(), view.get(), nullptr);
+    PlayScript(script, view.get(), file.size());
   }
   if (!plan.empty()) return 0;
   const std::optional<std::string> once = PresentedBytes(file, choice);
