@@ -153,8 +153,12 @@ int PresentedSource::FetchWholePackets(unsigned long long first, unsigned long l
 
 void PresentedSource::PrepareFor(unsigned long long number) {
   PacketMender::Chains chains = {};
-  for (const Resumption& resumption : resumptions_) {
-    if (resumption.packet == number) chains = resumption.chains;
+  const std::size_t count = resumptions_.size();
+  for (std::size_t age = 1; age <= count; ++age) {
+    const Resumption& resumption = resumptions_[(oldestResumption_ + count - age) % count];
+    if (resumption.packet != number) continue;
+    chains = resumption.chains;
+    break;
   }
   mender_.Resume(chains);
 }
