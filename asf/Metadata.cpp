@@ -7,38 +7,18 @@
 #include "asf/ASFParser.h"
 #include "asf/Log.h"
 #include "asf/format/Limits.h"
+#include "asf/format/TagNames.h"
 
 namespace {
 
-constexpr unsigned int kTagKeys[] = {META_TITLE,    META_ALBUM,     META_ARTIST,
-                                     META_COMPOSER, META_TRACK_NUM, META_GENRE,
-                                     META_GENRE_ID, META_YEAR,      META_ALBUM_ART};
-constexpr unsigned short kTagCount = sizeof(kTagKeys) / sizeof(kTagKeys[0]);
+constexpr unsigned short kTagCount = sizeof(kTagNames) / sizeof(kTagNames[0]);
 
-struct Attribute {
-  unsigned int key;
-  const char* name;
-  const char* message;
-};
+constexpr TagNameRow kUnhandled = {META_TITLE, "UNDEF", "UnHandled META"};
 
-constexpr Attribute kAttributes[] = {
-    {META_TITLE, "WM/TrackTitle", "SetMetaData META_TITLE"},
-    {META_GENRE, "WM/Genre", "SetMetaData META_GENRE"},
-    // The same word as the genre's. Kept so: the trace would change.
-    {META_GENRE_ID, "WM/GenreID", "SetMetaData META_GENRE"},
-    {META_ARTIST, "WM/AlbumArtist", "SetMetaData META_ARTIST"},
-    {META_ALBUM, "WM/AlbumTitle", "SetMetaData META_ALBUM"},
-    {META_YEAR, "WM/Year", "SetMetaData META_YEAR"},
-    {META_COMPOSER, "WM/Composer", "SetMetaData META_COMPOSER"},
-    {META_TRACK_NUM, "WM/TrackNumber", "SetMetaData META_TRACK_NUM"},
-    {META_ALBUM_ART, "WM/Picture", "SetMetaData META_ALBUM_ART"},
-};
-constexpr Attribute kUnhandled = {0, "UNDEF", "SetMetaData UnHandled META"};
-
-const Attribute& AttributeOf(unsigned int key) {
-  const auto* found = std::find_if(std::begin(kAttributes), std::end(kAttributes),
-                                   [key](const Attribute& a) { return a.key == key; });
-  return found != std::end(kAttributes) ? *found : kUnhandled;
+const TagNameRow& NameOf(unsigned int key) {
+  const auto* found = std::find_if(std::begin(kTagNames), std::end(kTagNames),
+                                   [key](const TagNameRow& row) { return row.key == key; });
+  return found != std::end(kTagNames) ? *found : kUnhandled;
 }
 
 // Whether a stored name begins `name`: as many characters are compared as the
@@ -115,10 +95,10 @@ void SetDescriptorValue(const asf_content_descriptor& descriptor, meta_descripto
 class ASFParser::TagSearch {
  public:
   TagSearch(const ASFParser& parser, meta_descriptor* d)
-      : m_Parser(parser), m_Attribute(AttributeOf(d->key)), m_Tag(d) {}
+      : m_Parser(parser), m_Attribute(NameOf(d->key)), m_Tag(d) {}
 
   void Run() {
-    LOG_TRACE("%s", m_Attribute.message);
+    LOG_TRACE("SetMetaData %s", m_Attribute.word);
     if (!TakeFromExtendedContentDescription() && !TakeFromMetadataObjects()) {
       TakeFromContentDescription();
     }
@@ -131,7 +111,7 @@ class ASFParser::TagSearch {
   void TakeString(ContentString string);
 
   const ASFParser& m_Parser;
-  const Attribute& m_Attribute;
+  const TagNameRow& m_Attribute;
   meta_descriptor* const m_Tag;
 };
 
@@ -143,7 +123,7 @@ int ASFParser::SetASFMetaData() {
     holder->count = kTagCount;
     for (unsigned short k = 0; k < kTagCount; ++k) {
       meta_descriptor* d = &holder->descriptors[k];
-      d->key = kTagKeys[k];
+      d->key = kTagNames[k].key;
       if (SetMetaData(d) >= 1) {
         LOG_TRACE("[%s] found MetaData, key %d", "SetASFMetaData", static_cast<int>(d->key));
       }
