@@ -1,33 +1,9 @@
 // BorrowedSource: passes reads on and keeps what went wrong.
 #include "host/BorrowedSource.h"
 
-#include <cxxabi.h>
-
-#include <new>
-
-#include "qo_parser_asf/ParserStatus.h"
+#include "host/Guarded.h"
 
 namespace host {
-namespace {
-
-// What `call` returns, or a status for what it throws. A thread that is cancelled
-// within the call unwinds by an exception of its own, which must go on.
-template <typename Call>
-int Guarded(Call call) {
-  try {
-    return call();
-#ifdef __GLIBCXX__
-  } catch (const abi::__forced_unwind&) {
-    throw;
-#endif
-  } catch (const std::bad_alloc&) {
-    return kParserOutOfRange;
-  } catch (...) {
-    return kParserEndOfStream;
-  }
-}
-
-}  // namespace
 
 BorrowedSource::BorrowedSource(IDataSource* lender) : lender_(lender) {}
 

@@ -52,10 +52,10 @@ void ExactSeeker::Fail(ExactSeek::Problem problem, int status) {
 bool ExactSeeker::Learn(const SeekPoints::Progress& progress) {
   if (points_) return true;
   if (session_->tracks().empty()) return Fail(ExactSeek::Problem::kNoTrack), false;
-  const int status = ReadLayout(session_->source(), &layout_);
+  const int status = ReadLayout(session_->view(), &layout_);
   if (status < 0) return Fail(ExactSeek::Problem::kSourceFailed, status), false;
   SeekPoints points;
-  const WalkResult walk = points.Learn(session_->source(), layout_, progress);
+  const WalkResult walk = points.Learn(session_->view(), layout_, progress);
   if (points.overflowed()) return Fail(ExactSeek::Problem::kTooManyPoints), false;
   if (walk.end == WalkEnd::kSourceFailed) {
     return Fail(ExactSeek::Problem::kSourceFailed, walk.status), false;
@@ -75,7 +75,7 @@ bool ExactSeeker::Learn(const SeekPoints::Progress& progress) {
 }
 
 bool ExactSeeker::OpenProbe() {
-  auto view = std::make_unique<BorrowedSource>(session_->source());
+  auto view = std::make_unique<BorrowedSource>(session_->view());
   view_ = view.get();
   int status = kParserOk;
   probe_ = session_->MakeTwin(std::move(view), &status);

@@ -50,9 +50,47 @@ void AddStreams(const AsfLayout& layout, std::vector<Finding>* findings) {
   for (const StreamLayout& stream : layout.streams) {
     if (stream.encrypted) add(FindingCode::kStreamEncrypted, stream);
   }
-  for (const StreamLayout& stream : layout.streams) {
-    if (!stream.isTrack) add(FindingCode::kStreamDropped, stream);
+}
+
+// Streams that are dropped as the file is; which they are otherwise, the host chose.
+void AddDropped(const JudgedFile& judged, std::vector<Finding>* findings) {
+  if (judged.session.presented() != nullptr) return;
+  for (const StreamLayout& stream : judged.layout.streams) {
+    if (stream.isTrack) continue;
+    Finding finding{FindingCode::kStreamDropped, kNote};
+    finding.stream = stream;
+    findings->push_back(finding);
   }
+}
+
+// What the plan refuses, the parser or the layout refuses as well.
+void AddPlan(const ParserSession& session, std::vector<Finding>* findings) {
+  if (session.presented() == nullptr) return;
+  const Plan& plan = session.presented()->plan();
+  for (const PlanFinding& planned : plan.findings) {
+    const bool isAbsent = planned.note == PlanNote::kStreamAbsent;
+    if (!plan.isPresented && !isAbsent) continue;
+    Finding finding{isAbsent ? FindingCode::kStreamAbsent : FindingCode::kMended, isAbsent};
+    finding.count = planned.value;
+    finding.plan = planned;
+    findings->push_back(finding);
+  }
+}
+
+void AddDamage(const ParserSession& session, std::vector<Finding>* findings) {
+  if (session.presented() == nullptr) return;
+  const Damage& damage = session.presented()->damage();
+  if (!damage.packets.empty()) {
+    Finding finding{FindingCode::kPacketsFailed, kProblem};
+    finding.count = damage.packets.size();
+    finding.packet = damage.packets.begin()->first;
+    finding.fault = damage.packets.begin()->second;
+    findings->push_back(finding);
+  }
+  if (damage.objects.empty()) return;
+  Finding finding{FindingCode::kObjectsLost, kProblem};
+  finding.count = damage.objects.size();
+  findings->push_back(finding);
 }
 
 void AddIndex(const JudgedFile& judged, std::vector<Finding>* findings) {
@@ -67,7 +105,7 @@ void AddIndex(const JudgedFile& judged, std::vector<Finding>* findings) {
 // ends the reading inside it.
 bool StoppedInsideData(const JudgedFile& judged) {
   unsigned long long position = 0;
-  BorrowedSource(judged.session.source()).GetPosition(&position);
+  BorrowedSource(judged.session.view()).GetPosition(&position);
   return position != judged.layout.PacketPosition(judged.layout.PacketsInData());
 }
 
@@ -140,6 +178,8 @@ std::vector<Finding> JudgeOpen(const JudgedFile& judged, int status) {
   AddRefusal(judged, status, &findings);
   AddSize(judged.layout, &findings);
   AddStreams(judged.layout, &findings);
+  AddDropped(judged, &findings);
+  AddPlan(judged.session, &findings);
   AddIndex(judged, &findings);
   return findings;
 }
@@ -148,6 +188,7 @@ int JudgePlayOut(const JudgedFile& judged, const Totals& totals, bool explain,
                  std::vector<Finding>* findings) {
   const bool suspectsPackets = explain || StoppedInsideData(judged);
   AddSilence(judged.session, totals, findings);
+  AddDamage(judged.session, findings);
   if (!suspectsPackets && !DisagreesWithHeader(judged.session, totals)) return 0;
   const int status = AddEnds(judged, totals, findings);
   if (status < 0) return status;

@@ -26,11 +26,14 @@ enum class FindingCode : unsigned char {
   kStreamDropped,     // `stream` is no track
   kNoIndex,           // seeking is estimated from the bit rate
   kIndexUnreached,    // there is one, but the parser does not reach it: the same
+  kMended,        // the file is presented otherwise than it is, for `plan`; a bare host meets it
+  kStreamAbsent,  // the stream chosen, `count`, is not there
   // Of a play-out.
   kTrackSilent,     // no unit came out of the track `kind`
   kTrackEndsEarly,  // the last unit of the track `kind` has time `count` ms of `total`
   kPacketsMisread,  // `count` packets have no error correction data, which the parser grants
   kPacketsFailed,   // `count` packets cannot be walked; the first is `packet`, for `fault`
+  kObjectsLost,     // `count` media objects lost fragments
 };
 
 struct Finding {
@@ -42,6 +45,7 @@ struct Finding {
   std::optional<StreamLayout> stream = std::nullopt;
   TrackKind kind = TrackKind::kVideo;
   PacketFault fault = PacketFault::kNone;
+  PlanFinding plan = {};
   unsigned long long packet = 0;
   unsigned long long count = 0;
   unsigned long long total = 0;
@@ -67,15 +71,16 @@ class Totals {
 };
 
 // A file under judgement: its session, its layout, and the bytes themselves, which
-// the session's own source may answer from memory. They must outlive the calls here.
+// the session's own source may answer from memory. Where it is presented, all of a
+// play-out is judged by what is presented. They must outlive the calls here.
 struct JudgedFile {
   const ParserSession& session;
   const AsfLayout& layout;
   IDataSource* file;  // not null; read from, and its position moved
 };
 
-// Judges a file by its header and its size. `status` is what the session's Open
-// returned.
+// Judges a file, not what is presented of it, by its header and its size. `status` is
+// what the session's Open returned.
 std::vector<Finding> JudgeOpen(const JudgedFile& judged, int status);
 
 // Adds what a whole play-out tells, right after it: the position of the session's

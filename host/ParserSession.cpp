@@ -6,6 +6,9 @@
 #include <algorithm>
 #include <utility>
 
+#include "host/CommonTags.h"
+#include "host/Guarded.h"
+
 namespace host {
 namespace {
 
@@ -18,6 +21,8 @@ const char* TrackKindName(TrackKind kind) { return kind == TrackKind::kVideo ? "
 
 ParserSession::Reading::~Reading() {
   if (parser) parser->Close();
+  // A view opens and closes nothing below it.
+  if (view != nullptr) Guarded([this] { return source->Close(); });
 }
 
 ParserSession::ParserSession(const ParserFactory& factory, std::unique_ptr<IDataSource> source)
@@ -28,11 +33,14 @@ ParserSession::ParserSession(const ParserFactory& factory, std::unique_ptr<IData
 
 ParserSession::~ParserSession() = default;
 
-int ParserSession::Open(std::optional<int> mode) {
+int ParserSession::Open(const OpenOptions& options) {
   IParser* const parser = home_->parser.get();
   if (parser == nullptr) return kParserOutOfRange;
-  openMode_ = mode;
-  const int status = mode ? parser->OpenEx(source(), *mode) : parser->Open(source());
+  options_ = options;
+  // A twin reads what is presented already.
+  int status = options.asIs || presented_ != nullptr ? kParserOk : Present(options);
+  if (status < 0) return status;
+  status = options.mode ? parser->OpenEx(view(), *options.mode) : parser->Open(view());
   if (status < 0) return status;
   isOpen_ = true;
   Describe();
@@ -41,6 +49,18 @@ int ParserSession::Open(std::optional<int> mode) {
   parser->GetDurationMs(&durationMs);
   durationMs_ = durationMs;
   return kParserOk;
+}
+
+// Where the plan says that the parser is to have the file as it is, it opens the
+// source itself.
+int ParserSession::Present(const OpenOptions& options) {
+  Guarded([this] { return source()->Open(); });
+  std::unique_ptr<PresentedFile> file;
+  const int status = PresentedFile::Make(source(), options.streams, &file);
+  if (status >= 0 && file->plan().isPresented) home_->view = file->MakeSource();
+  if (home_->view == nullptr) Guarded([this] { return source()->Close(); });
+  presented_ = std::move(file);
+  return status;
 }
 
 const Track* ParserSession::FindTrack(TrackKind kind) const {
@@ -54,7 +74,7 @@ void ParserSession::Describe() {
   for (unsigned int index = 0; index < count; ++index) {
     const TrackInfo* info = home_->parser->GetTrackInfo(index);
     if (info == nullptr) continue;
-    Track track{index, static_cast<TrackKind>(info->trackType), *info, std::nullopt, {}};
+    Track track{index, static_cast<TrackKind>(info->trackType), *info, {}, {}, {}, 0};
     const AsfTrackExt* bitmap = home_->parser->getExtraInterface();
     if (track.kind == TrackKind::kVideo && bitmap != nullptr && bitmap->valid != 0) {
       track.bitmap = *bitmap;
@@ -62,6 +82,7 @@ void ParserSession::Describe() {
     // Telling AC-3 from E-AC-3 reads packets: a short file's audio then stands at its end.
     if (info->codec == kCodecAc3 || info->codec == kCodecEac3)
       home_->parser->Seek(0, kTrackAudio, 0);
+    DescribeTruly(&track);
     tracks_.push_back(std::move(track));
   }
   for (Track& track : tracks_) {
@@ -71,6 +92,28 @@ void ParserSession::Describe() {
     // Left as it comes: a unit fills what it needs.
     lane.buffer.reset(new unsigned char[kMaxAccessUnitBytes]);
     ReadConfig(lane.buffer.get(), &track);
+  }
+}
+
+// What the parser says of a presented stream holds, but for the name that it goes by.
+void ParserSession::DescribeTruly(Track* track) {
+  if (presented_ == nullptr || !presented_->plan().isPresented) return;
+  const Plan& plan = presented_->plan();
+  const auto& planned = track->kind == TrackKind::kVideo ? plan.video : plan.audio;
+  if (!planned) return;
+  const StreamForm& form = planned->form;
+  track->stream = planned->header.number;
+  track->codecTag = form.codecTag;
+  if (form.form != UnitForm::kParser || track->info.codec == kCodecUnknown) {
+    track->info.codec = form.codec;
+  }
+  if (track->bitmap) track->bitmap->compression = form.codecTag;
+  Lane& lane = home_->LaneOf(track->kind);
+  lane.form = form.form;
+  lane.stream = planned->header.number;
+  if (planned->header.audio) {
+    lane.blockAlign = planned->header.audio->blockAlign;
+    lane.bytesPerSecond = planned->header.audio->averageBytesPerSecond;
   }
 }
 
@@ -85,6 +128,11 @@ void ParserSession::ReadConfig(unsigned char* buffer, Track* track) {
 }
 
 void ParserSession::ReadTags() {
+  if (presented_ != nullptr && presented_->plan().isPresented) {
+    tags_ = CommonTags(presented_->header());
+    picture_ = CommonPicture(presented_->header());
+    return;
+  }
   const meta_info* info = home_->parser->GetMetaInfo();
   if (info == nullptr) return;
   for (unsigned int i = 0; i < info->count; ++i) {
@@ -121,7 +169,7 @@ const AccessUnit* ParserSession::HandOut(TrackKind kind) {
 // Reads the next unit of a kind unless one is waiting. False at the end.
 bool ParserSession::Fill(TrackKind kind, bool keyFrameOnly) {
   Lane& lane = now_->LaneOf(kind);
-  if (lane.pending) return true;
+  if (lane.pending || CutBlock(&lane)) return true;
   if (!lane.exists || lane.endStatus != kParserOk) return false;
   unsigned long size = 0;
   unsigned long timeMs = 0;
@@ -136,7 +184,39 @@ bool ParserSession::Fill(TrackKind kind, bool keyFrameOnly) {
   lane.unit.data = buffer;
   lane.unit.size = size;
   lane.unit.timeMs = timeMs;
+  if (lane.pending && presented_ != nullptr) Shape(&lane);
   return lane.pending;
+}
+
+// Makes of the parser's unit, just read, what the file has.
+void ParserSession::Shape(Lane* lane) {
+  AccessUnit& unit = lane->unit;
+  unit.isIncomplete = presented_->IsIncomplete(lane->stream, unit.timeMs);
+  if (lane->form == UnitForm::kInverted && unit.size != 0) {
+    lane->buffer[0] = static_cast<unsigned char>(~lane->buffer[0]);
+  }
+  const unsigned int block = lane->blockAlign;
+  const bool isCut =
+      lane->form == UnitForm::kBlocks && block != 0 && unit.size > block && unit.size % block == 0;
+  if (!isCut) return;
+  lane->object = unit;
+  lane->next = block;
+  unit.size = block;
+}
+
+// The next block of the object in hand, whose time goes on from the object's. False: it
+// is used up.
+bool ParserSession::CutBlock(Lane* lane) {
+  if (lane->next >= lane->object.size) return false;
+  lane->unit = lane->object;
+  lane->unit.data += lane->next;
+  lane->unit.size = lane->blockAlign;
+  if (lane->bytesPerSecond != 0) {
+    lane->unit.timeMs += lane->next * 1000ull / lane->bytesPerSecond;
+  }
+  lane->next += lane->blockAlign;
+  lane->pending = true;
+  return true;
 }
 
 bool ParserSession::SkipVideoObject() {
@@ -152,12 +232,13 @@ bool ParserSession::SkipVideoObject() {
 
 int ParserSession::EndStatus(TrackKind kind) const {
   const Lane& lane = now_->LaneOf(kind);
-  return lane.pending ? kParserOk : lane.endStatus;
+  return lane.pending || lane.next < lane.object.size ? kParserOk : lane.endStatus;
 }
 
 void ParserSession::Restart(TrackKind kind) {
   Lane& lane = now_->LaneOf(kind);
   lane.pending = false;
+  lane.object = {};
   lane.endStatus = kParserOk;
 }
 
@@ -202,7 +283,8 @@ std::unique_ptr<ParserSession> ParserSession::MakeTwin(std::unique_ptr<IDataSour
   *status = kParserOutOfRange;
   if (!isOpen_) return nullptr;
   auto twin = std::make_unique<ParserSession>(factory_, std::move(view));
-  *status = twin->Open(openMode_);
+  twin->presented_ = presented_;
+  *status = twin->Open(options_);
   return *status < 0 ? nullptr : std::move(twin);
 }
 

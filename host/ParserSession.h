@@ -26,6 +26,7 @@
 #include <vector>
 
 #include "host/ParserFactory.h"
+#include "host/Plan.h"
 #include "host/TagText.h"
 #include "qo_parser_asf/IParser.h"
 
@@ -36,13 +37,30 @@ enum class TrackKind : int { kVideo = kTrackVideo, kAudio = kTrackAudio };
 // "video" or "audio".
 const char* TrackKindName(TrackKind kind);
 
-// A track as the parser describes it, copied.
+// A track as the parser describes it, copied; where the file is presented, as the file
+// itself has it.
 struct Track {
   unsigned int index;  // in the parser's numbering
   TrackKind kind;
   TrackInfo info;
   std::optional<AsfTrackExt> bitmap;  // video only
   std::vector<unsigned char> config;  // codec configuration; empty when there is none
+  // Where the file is presented: the stream in the file, its number and the format tag or
+  // FourCC that its codec goes by (behind WAVE_FORMAT_EXTENSIBLE that of the
+  // sub-format).
+  std::optional<unsigned char> stream;
+  unsigned int codecTag = 0;
+};
+
+// How a session opens a file.
+struct OpenOptions {
+  // The bare parser's view of the file. Otherwise it is presented to the parser in the
+  // form that the parser handles well (see Plan.h), and packets are mended as they are
+  // read.
+  bool asIs = false;
+  // Which streams become the tracks; as it is, always the first of each kind.
+  StreamChoice streams;
+  std::optional<int> mode;  // the parser's OpenEx with this mode
 };
 
 // An access unit. `data` lies in a buffer of the session and stays valid until a
@@ -52,6 +70,7 @@ struct AccessUnit {
   const unsigned char* data;
   std::size_t size;           // bytes, at most kMaxAccessUnitBytes
   unsigned long long timeMs;  // from the start of the presentation
+  bool isIncomplete;          // its media object lost fragments; never known as it is
 };
 
 // Whether the time `a` lies before `b`. Times have 32 bits, and one in front of the
@@ -83,11 +102,15 @@ class ParserSession {
   ParserSession(const ParserSession&) = delete;
   ParserSession& operator=(const ParserSession&) = delete;
 
-  // Opens the source with the parser, once, by OpenEx where `mode` is given; then
-  // fetches tracks, configurations, duration and tags. kParserOk, or the parser's
-  // failure (see StatusText): then there are no tracks, tags or units.
-  // kParserOutOfRange also where no parser could be made.
-  int Open(std::optional<int> mode = std::nullopt);
+  // Opens the source with the parser, once; then fetches tracks, configurations,
+  // duration and tags. kParserOk, or the parser's or the source's failure (see
+  // StatusText): then there are no tracks, tags or units. kParserOutOfRange also where
+  // no parser could be made.
+  int Open(const OpenOptions& options = {});
+
+  // The file's header and the plan by which it is presented; null as it is, and before
+  // Open. A plan may say that the parser has the file as it is, and why.
+  const PresentedFile* presented() const { return presented_.get(); }
 
   // At most one audio and one video track, in the parser's order.
   const std::vector<Track>& tracks() const { return tracks_; }
@@ -101,6 +124,8 @@ class ParserSession {
   // The byte source that the session was made with, and owns. Moving its position
   // between calls on the session does no harm.
   IDataSource* source() const { return home_->source.get(); }
+  // What the parser reads: the presented file, or the source itself. The same holds.
+  IDataSource* view() const { return home_->view != nullptr ? home_->view.get() : source(); }
 
   // The next access unit of all tracks by time (see IsBefore), video first among
   // equals; null when every track is at its end.
@@ -153,6 +178,14 @@ class ParserSession {
     std::unique_ptr<unsigned char[]> buffer;  // kMaxAccessUnitBytes
     AccessUnit unit{};
     bool pending = false;  // `unit` has been read but not handed out
+    // How the parser's units become the file's, and what is left of the one that is
+    // being cut into blocks.
+    UnitForm form = UnitForm::kParser;
+    unsigned char stream = 0;     // number; for what is known of its damage
+    unsigned int blockAlign = 0;  // bytes
+    unsigned int bytesPerSecond = 0;
+    AccessUnit object{};   // whole, in `buffer`; of size 0: none
+    std::size_t next = 0;  // offset of its next block; its size: none
     int endStatus = kParserOk;
   };
   // A parser and where it stands. Order matters: the parser is closed and goes
@@ -162,21 +195,27 @@ class ParserSession {
     Lane& LaneOf(TrackKind kind) { return lanes[kind == TrackKind::kVideo ? 0 : 1]; }
 
     std::unique_ptr<IDataSource> source;
+    std::unique_ptr<IDataSource> view;  // of `source`, for the parser; null: that itself
     ParserPointer parser;
     std::array<Lane, 2> lanes;
   };
 
+  int Present(const OpenOptions& options);
   void Describe();
+  void DescribeTruly(Track* track);
   void ReadConfig(unsigned char* buffer, Track* track);
   void ReadTags();
 
   bool Fill(TrackKind kind, bool keyFrameOnly = false);
+  void Shape(Lane* lane);
+  static bool CutBlock(Lane* lane);
   const AccessUnit* HandOut(TrackKind kind);
   void Restart(TrackKind kind);
   int SeekTrack(TrackKind kind, unsigned long long timeMs, int seekMode, int modeFlags);
 
   const ParserFactory factory_;
-  std::optional<int> openMode_;
+  OpenOptions options_;
+  std::shared_ptr<PresentedFile> presented_;  // a twin shares it
   bool isOpen_ = false;
   // The parser that opened the source: the source is closed with it, at the end, and
   // after what was taken from a twin, which may read through that source.

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "host/ParserLibrary.h"
+#include "host/ParserSession.h"
 
 inline host::ParserFactory Library() {
   static const auto library = [] {
@@ -19,6 +20,13 @@ inline host::ParserFactory Library() {
     return loaded;
   }();
   return library->factory();
+}
+
+// The bare parser's view.
+inline host::OpenOptions AsIs() {
+  host::OpenOptions options;
+  options.asIs = true;
+  return options;
 }
 
 #endif  // QO_TESTS_HOSTLIBRARY_H

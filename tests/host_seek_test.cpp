@@ -102,7 +102,7 @@ TEST(HostSeek, FindsThePacketOfTheRulesInRealFiles) {
     if (facts.index.size() < 3) continue;
     ++indexed;
     host::ParserSession session(Library(), std::move(owned));
-    ASSERT_EQ(kParserOk, session.Open()) << path;
+    ASSERT_EQ(kParserOk, session.Open(AsIs())) << path;
     const long long lastAudio = *std::max_element(facts.audioTimes.begin(), facts.audioTimes.end());
     std::optional<unsigned long long> first;  // offset that reading starts from
     const auto packetOf = [&facts](std::optional<unsigned long long> offset) {

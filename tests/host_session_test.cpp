@@ -46,7 +46,7 @@ std::vector<Unit> All(Next next) {
 // A file's bytes and its session.
 struct Playing {
   explicit Playing(Bytes file)
-      : bytes(std::move(file)), session(Library(), Source()), status(session.Open()) {}
+      : bytes(std::move(file)), session(Library(), Source()), status(session.Open(AsIs())) {}
 
   std::unique_ptr<IDataSource> Source() const {
     return std::make_unique<host::MemorySource>(bytes.data(), bytes.size());
@@ -253,7 +253,7 @@ TEST(HostSession, AnExactSeekThatFailsMovesNothing) {
       auto owned = std::make_unique<FaultySource>(file);
       FaultySource* const source = owned.get();
       host::ParserSession session(Library(), std::move(owned));
-      ASSERT_EQ(kParserOk, session.Open());
+      ASSERT_EQ(kParserOk, session.Open(AsIs()));
       host::ExactSeeker seeker(&session);
       if (call % 2 == 0) seeker.Seek(1500);  // so that the next has learned
       session.Rewind();
@@ -286,7 +286,7 @@ TEST(HostSession, AudioStaysWhereAVideoSeekFails) {
   auto owned = std::make_unique<FaultySource>(file.Build());
   FaultySource* const source = owned.get();
   host::ParserSession session(Library(), std::move(owned));
-  ASSERT_EQ(kParserOk, session.Open());
+  ASSERT_EQ(kParserOk, session.Open(AsIs()));
   EXPECT_EQ(1u, session.FindTrack(TrackKind::kVideo)->info.seekable);
   EXPECT_EQ(0u, session.NextUnit(TrackKind::kAudio)->timeMs);
   source->PlanIn(1, Fault::kFail);

@@ -27,6 +27,10 @@ bool IsVerdictOnFile(int status) {
 }  // namespace
 
 Input::Input(const Options& options, const std::string& path, Trace trace) : path_(path) {
+  openOptions_.asIs = options.asIs || trace == Trace::kOn;
+  const auto number = [](int stream) { return static_cast<unsigned char>(stream); };
+  if (options.audioStream) openOptions_.streams.audio = number(*options.audioStream);
+  if (options.videoStream) openOptions_.streams.video = number(*options.videoStream);
   SetDebugLevel(options.logLevel);
   std::string error;
   library_ = host::ParserLibrary::Load(options.library, &error);
@@ -53,19 +57,24 @@ std::unique_ptr<IDataSource> Input::Traced(std::unique_ptr<IDataSource> source) 
 }
 
 void Input::Open() {
-  openStatus_ = session_->Open();
+  openStatus_ = session_->Open(openOptions_);
   if (openStatus_ == kParserOk) return;
   throw Failure(IsVerdictOnFile(openStatus_) ? kExitBadFile : kExitCannotRun,
                 path_ + ": " + host::StatusText(host::Action::kOpen, openStatus_));
 }
 
-const host::AsfLayout& Input::layout() {
-  if (!layout_) {
-    host::AsfLayout layout;
-    CheckRead(host::ReadLayout(file_, &layout));
-    layout_ = std::move(layout);
+const host::AsfLayout& Input::layout() { return LayoutOf(file_, &layout_); }
+
+const host::AsfLayout& Input::playedLayout() { return LayoutOf(session_->view(), &playedLayout_); }
+
+const host::AsfLayout& Input::LayoutOf(IDataSource* source,
+                                       std::optional<host::AsfLayout>* layout) const {
+  if (!*layout) {
+    host::AsfLayout read;
+    CheckRead(host::ReadLayout(source, &read));
+    *layout = std::move(read);
   }
-  return *layout_;
+  return **layout;
 }
 
 void Input::CheckRead(int status) const {

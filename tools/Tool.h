@@ -32,9 +32,12 @@ class Failure : public std::runtime_error {
 
 // Options that every command takes.
 struct Options {
-  std::string library;          // path of the parser's library; empty: the one beside the tool
-  std::optional<int> logLevel;  // the parser's debug level
-  bool readAhead = false;       // read through host::ReadAheadSource
+  std::string library;             // path of the parser's library; empty: the one beside the tool
+  std::optional<int> logLevel;     // the parser's debug level
+  bool readAhead = false;          // read through host::ReadAheadSource
+  bool asIs = false;               // the bare parser's view of the file
+  std::optional<int> audioStream;  // stream numbers as in the file
+  std::optional<int> videoStream;
 };
 
 // A file and the session that reads it. Between the two lie, from the file up: a
@@ -45,7 +48,8 @@ class Input {
   enum class Trace { kOff, kOn };
 
   // Loads the library and opens the file for reading, but not yet with the
-  // parser. Throws Failure(kExitCannotRun).
+  // parser. With Trace::kOn the parser has the file as it is, so that the calls are
+  // its own. Throws Failure(kExitCannotRun).
   Input(const Options& options, const std::string& path, Trace trace = Trace::kOff);
 
   // Opens the file with the parser. Throws Failure: kExitBadFile when the parser
@@ -67,10 +71,14 @@ class Input {
 
   // Read from the file when it is first asked for. Throws Failure(kExitCannotRun).
   const host::AsfLayout& layout();
+  // That of what the parser reads.
+  const host::AsfLayout& playedLayout();
   // Throws Failure(kExitCannotRun) for the status of a read that failed.
   void CheckRead(int status) const;
 
  private:
+  const host::AsfLayout& LayoutOf(IDataSource* source,
+                                  std::optional<host::AsfLayout>* layout) const;
   std::unique_ptr<IDataSource> Traced(std::unique_ptr<IDataSource> source);
 
   std::string path_;
@@ -81,7 +89,9 @@ class Input {
   host::TraceSource* fileCalls_ = nullptr;
   host::TraceSource* parserCalls_ = nullptr;
   std::unique_ptr<host::ParserSession> session_;
+  host::OpenOptions openOptions_;
   std::optional<host::AsfLayout> layout_;
+  std::optional<host::AsfLayout> playedLayout_;
 };
 
 // Milliseconds of a time that a user gave; what is beyond 2^63 is brought to it.

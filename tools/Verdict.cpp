@@ -9,11 +9,17 @@
 namespace tool {
 namespace {
 
-host::JudgedFile Judged(Input* input) { return {input->session(), input->layout(), input->file()}; }
+// The session's view of a file that is read as it is may answer from memory.
+host::JudgedFile Played(Input* input) {
+  const host::ParserSession& session = input->session();
+  const bool isAsIs = session.view() == session.source();
+  return {session, input->playedLayout(), isAsIs ? input->file() : session.view()};
+}
 
 void Add(const std::vector<host::Finding>& findings, Verdict* verdict) {
   for (const host::Finding& finding : findings) {
     (finding.isProblem ? verdict->problems : verdict->notes).push_back(FindingText(finding));
+    verdict->isMended |= finding.code == host::FindingCode::kMended;
   }
 }
 
@@ -26,13 +32,14 @@ Verdict OpenAndJudge(Input* input) {
     if (failure.exitCode() != kExitBadFile) throw;
   }
   Verdict verdict;
-  Add(host::JudgeOpen(Judged(input), input->openStatus()), &verdict);
+  const host::JudgedFile judged{input->session(), input->layout(), input->file()};
+  Add(host::JudgeOpen(judged, input->openStatus()), &verdict);
   return verdict;
 }
 
 void JudgePlayOut(Input* input, const host::Totals& totals, bool explain, Verdict* verdict) {
   std::vector<host::Finding> findings;
-  input->CheckRead(host::JudgePlayOut(Judged(input), totals, explain, &findings));
+  input->CheckRead(host::JudgePlayOut(Played(input), totals, explain, &findings));
   Add(findings, verdict);
 }
 

@@ -13,6 +13,7 @@ namespace tool {
 struct Verdict {
   std::vector<std::string> problems;  // each makes the file bad
   std::vector<std::string> notes;
+  bool isMended = false;  // a bare host would meet what the kit mends
 
   int exitCode() const { return problems.empty() ? kExitGood : kExitBadFile; }
 };

@@ -21,7 +21,8 @@ void Run(const std::string& file, bool explain, const Options& options, int* exi
   host::Totals totals;
   while (const host::AccessUnit* unit = input.session().NextUnit()) totals.Add(*unit);
   JudgePlayOut(&input, totals, explain, &verdict);
-  const char* judgement = verdict.exitCode() == kExitGood ? "good" : "bad";
+  const char* const good = verdict.isMended ? "good with the kit" : "good";
+  const char* const judgement = verdict.exitCode() == kExitGood ? good : "bad";
   Print(Bold(Printable(file) + ": " + judgement, stdout) + "\n");
   for (const host::Track& track : input.session().tracks()) {
     PrintTotals(totals, track.kind);

@@ -68,6 +68,34 @@ std::string StreamText(const host::StreamLayout& stream) {
   return text + ")";
 }
 
+std::string PlanText(const host::PlanFinding& finding) {
+  const std::string value = std::to_string(finding.value);
+  switch (finding.note) {
+    case host::PlanNote::kNotAsf:
+    case host::PlanNote::kNoStream:
+    case host::PlanNote::kEncrypted:
+    case host::PlanNote::kPacketLength:
+    case host::PlanNote::kNoPackets:
+    case host::PlanNote::kStreamAbsent:
+      break;  // not presented, and told by others
+    case host::PlanNote::kHeaderMisread:
+      return "the parser would take something else from the header than it says";
+    case host::PlanNote::kDataSize:
+      return "the data object states " + value + " bytes, which it has not";
+    case host::PlanNote::kDuration:
+      return "the duration stated is not that of the last packets";
+    case host::PlanNote::kIndexUnreached:
+      return "the parser would not reach the index";
+    case host::PlanNote::kErrorCorrection:
+      return "packets without two bytes of error correction data, which the parser would misread";
+    case host::PlanNote::kStreamHidden:
+      return "stream " + value + " is described in the header extension only";
+    case host::PlanNote::kUnitsBent:
+      return "the parser would cut, strip or stamp the units of stream " + value + " wrongly";
+  }
+  return "";
+}
+
 }  // namespace
 
 std::string FindingText(const host::Finding& finding) {
@@ -96,6 +124,12 @@ std::string FindingText(const host::Finding& finding) {
     case FindingCode::kIndexUnreached:
       return "there is an index that the parser does not reach: seeking is estimated from the bit "
              "rate";
+    case FindingCode::kMended:
+      return "mended: " + PlanText(finding.plan);
+    case FindingCode::kStreamAbsent:
+      return "there is no stream " + std::to_string(finding.count) + " of the kind asked for";
+    case FindingCode::kObjectsLost:
+      return Count(finding.count, "media object") + " lost fragments";
     case FindingCode::kTrackSilent:
       return std::string("no unit came out of the ") + TrackKindName(finding.kind) + " track";
     case FindingCode::kTrackEndsEarly:

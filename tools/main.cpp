@@ -28,6 +28,14 @@ int Run(int argc, char** argv) {
   app.add_option("--log-level", options.logLevel,
                  "The parser's log, a sum: 1 errors, 2 life cycle, 4 trace")
       ->type_name("N");
+  app.add_flag("--as-is", options.asIs,
+               "Show what the bare parser makes of the file; trace always does");
+  app.add_option("--audio-stream", options.audioStream, "Play this audio stream, by its number")
+      ->check(CLI::Range(0, 127))
+      ->type_name("N");
+  app.add_option("--video-stream", options.videoStream, "Play this video stream, by its number")
+      ->check(CLI::Range(0, 127))
+      ->type_name("N");
   app.add_flag("--read-ahead", options.readAhead, "Read the file in large pieces, ahead of need");
   tool::AddInfo(app, options, &exitCode);
   tool::AddUnits(app, options, &exitCode);

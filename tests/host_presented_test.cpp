@@ -1,0 +1,125 @@
+// Sessions that present a file otherwise than it is: what comes out is what the same
+// file without its faults gives.
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "HostLibrary.h"
+#include "host/ExactSeek.h"
+#include "host/MemorySource.h"
+#include "testing/AsfBuilder.h"
+
+namespace {
+
+using host::TrackKind;
+
+std::unique_ptr<IDataSource> Source(const Bytes& bytes) {
+  return std::make_unique<host::MemorySource>(bytes.data(), bytes.size());
+}
+
+// Every second a key frame and an audio object, two packets each second; the index
+// knows them.
+AsfFile Seconds(const char* fourCc = "WMV2", int audioTag = 0xFF) {
+  AsfFile file({Stream(ID_VIDEO_MEDIA, 2, VideoFormat(fourCc)),
+                Stream(ID_AUDIO_MEDIA, 1, AudioFormat(audioTag))});
+  for (unsigned int k = 0; k < 40; ++k) {
+    const Bytes number = std::to_string(100 + k);
+    const Payload video = Media(2, 3000 + 500 * k, "video" + number).Key(k % 2 == 0);
+    file.packets.push_back(Packet({video, Media(1, 3000 + 500 * k, "audio" + number)}));
+  }
+  file.duration = 23ull * 10000000;
+  return file;
+}
+
+Bytes WithoutErrorCorrection(AsfFile file) {
+  for (Packet& packet : file.packets) packet.errorCorrection.clear();
+  return file.Build();
+}
+
+std::string Text(const host::AccessUnit* unit) {
+  if (unit == nullptr) return "none";
+  return std::string(unit->data, unit->data + unit->size) + "@" + std::to_string(unit->timeMs) +
+         (unit->isIncomplete ? " incomplete" : "");
+}
+
+std::string AllUnits(const Bytes& bytes) {
+  host::ParserSession session(Library(), Source(bytes));
+  EXPECT_EQ(kParserOk, session.Open());
+  std::string units;
+  while (const host::AccessUnit* unit = session.NextUnit()) units += Text(unit) + "\n";
+  return units;
+}
+
+TEST(PresentedSession, SeeksAsInTheSameFileWithoutTheFault) {
+  const Bytes good = Seconds().Build(), mended = WithoutErrorCorrection(Seconds());
+  EXPECT_EQ(AllUnits(good), AllUnits(mended));
+  for (const unsigned int target : {0u, 1u, 999u, 1000u, 7300u, 12500u, 19500u, 60000u}) {
+    std::string landed[2];
+    for (const Bytes* bytes : {&good, &mended}) {
+      host::ParserSession session(Library(), Source(*bytes));
+      ASSERT_EQ(kParserOk, session.Open());
+      const host::ExactSeek seek = host::ExactSeeker(&session).Seek(target);
+      EXPECT_EQ(host::ExactSeek::Outcome::kFound, seek.outcome) << target;
+      landed[bytes == &good ? 0 : 1] = std::to_string(seek.timeMs) + " " +
+                                       Text(session.NextUnit(TrackKind::kVideo)) + " " +
+                                       Text(session.NextUnit(TrackKind::kAudio));
+    }
+    EXPECT_EQ(landed[0], landed[1]) << target;
+    EXPECT_EQ(0u, landed[0].find(std::to_string(std::min(target, 19500u) / 1000 * 1000) + " "));
+  }
+}
+
+// A packet that makes no sense costs what lies in it, and nothing else.
+TEST(PresentedSession, GoesOnBehindDamage) {
+  AsfFile file = Seconds();
+  file.packets[7].payloads.push_back(Media(2, 7000, "of two").Key());
+  file.packets[7].payloads.back().replicated = Le(12, 4) + Le(7000, 4);
+  file.packets[8].payloads.insert(file.packets[8].payloads.begin(),
+                                  Media(2, 7000, " parts").Offset(6));
+  file.packets[8].payloads[0].replicated = Le(12, 4) + Le(7000, 4);
+  const std::string whole = AllUnits(file.Build());
+  EXPECT_NE(whole.npos, whole.find("of two parts@4000\n"));
+  Bytes damaged = file.Build();
+  damaged.replace(damaged.find("video108") - 40, 45, 45, '\xFF');  // in packet 8
+  std::string expected = whole;
+  for (const char* lost : {"video108@4000\n", "audio108@4000\n"}) {
+    ASSERT_NE(expected.npos, expected.find(lost));
+    expected.erase(expected.find(lost), std::string(lost).size());
+  }
+  expected.replace(expected.find("of two parts@4000"), 17, "of two@4000 incomplete");
+  EXPECT_EQ(expected, AllUnits(damaged));
+}
+
+// The tracks say what the streams are, whatever the parser was shown.
+TEST(PresentedSession, TellsTheTruth) {
+  AsfFile file = Seconds("X264", 0x0001);
+  file.header.push_back(Stream(ID_AUDIO_MEDIA, 9, AudioFormat(0x0007)));
+  file.packets.push_back(Packet({Media(9, 23000, "other")}));
+  const Bytes bytes = file.Build();
+  host::ParserSession session(Library(), Source(bytes));
+  ASSERT_EQ(kParserOk, session.Open());
+  EXPECT_EQ(kCodecH264, session.FindTrack(TrackKind::kVideo)->info.codec);
+  const host::Track& audio = *session.FindTrack(TrackKind::kAudio);
+  EXPECT_EQ(kCodecPcm, audio.info.codec);
+  EXPECT_EQ(0x0001u, audio.codecTag);
+  EXPECT_EQ(1, audio.stream);
+  EXPECT_EQ("audio100@0", Text(session.NextUnit(TrackKind::kAudio)));
+
+  host::OpenOptions options;
+  options.streams.audio = 9;
+  host::ParserSession other(Library(), Source(bytes));
+  ASSERT_EQ(kParserOk, other.Open(options));
+  EXPECT_EQ(kCodecMuLaw, other.FindTrack(TrackKind::kAudio)->info.codec);
+  EXPECT_EQ("other@20000", Text(other.NextUnit(TrackKind::kAudio)));
+}
+
+// Several blocks of Windows Media Audio in one object come one by one.
+TEST(PresentedSession, CutsBlocksWithTheirOwnTimes) {
+  AsfFile file({Stream(ID_AUDIO_MEDIA, 1, AudioFormat(0x161, 1000, 4))});
+  file.packets.push_back(Packet({Media(1, 3000, "aaaabbbbcccc"), Media(1, 3012, "dddd")}));
+  EXPECT_EQ("aaaa@0\nbbbb@4\ncccc@8\ndddd@12\n", AllUnits(file.Build()));
+}
+
+}  // namespace
