@@ -101,10 +101,10 @@ TEST(HostSeek, FindsThePacketOfTheRulesInRealFiles) {
     const Facts facts = Read(trace->inner());
     if (facts.index.size() < 3) continue;
     ++indexed;
+    std::optional<unsigned long long> first;  // offset that reading starts from
     host::ParserSession session(Library(), std::move(owned));
     ASSERT_EQ(kParserOk, session.Open(AsIs())) << path;
     const long long lastAudio = *std::max_element(facts.audioTimes.begin(), facts.audioTimes.end());
-    std::optional<unsigned long long> first;  // offset that reading starts from
     const auto packetOf = [&facts](std::optional<unsigned long long> offset) {
       return (offset.value_or(0) - facts.layout.packetsStart) / facts.layout.packetLength;
     };
