@@ -7,8 +7,8 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 build_packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev nettle-dev)
 # What the tests need besides.
 test_packages=(binutils pkg-config python3 libgtest-dev abigail-tools blueprint-tools)
-# What the preset clang needs besides.
-clang_packages=(clang-14 libclang-rt-14-dev libbenchmark-dev)
+# What the presets need besides that build with clang: asan, fuzz, coverage.
+clang_packages=(clang-14 libclang-rt-14-dev)
 
 # The fuzz targets: the sources of fuzz/ with lower-case names.
 fuzz_targets=(fuzz/[a-z]*.cpp)
