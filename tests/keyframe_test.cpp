@@ -26,7 +26,7 @@ TEST(KeyFrame, IsDecidedByThePictureHeader) {
         "0000840200000000", "0000"}},
       // with the extended picture type
       {{"H263"},
-       {"000080021E8F7FE3", "000080021C0FFFFF"},
+       {"000080021F8F7FE3", "000080021C0FFFFF"},
        {"000080021C800004", "000080021C800010", "000080021C100000", "000080021C400000"}},
       {{"MJPG", "mjpg"}, {"FFD800"}, {"FFD9", "FED8", "FF"}},
       {{"WVC1", "wvc1"}, {"C0", "D0"}, {"00", "B0", "E0", "F0", ""}},

@@ -149,6 +149,9 @@ TEST(Mpeg12, PrintsItsPictures) {
                   "checkMPEG12 - count(0) ts(0)|checkMPEG12 - count(1) ts(50)|"
                   "CheckMPEG12StartCode End|v_size=(2)/es_size=size(10), offset(0)[61 62 63]"),
             TakeLog());
+  OpenSession one(VideoFile("MPG2", {"abcd" + kPicture, "n"}));
+  one.Video();
+  EXPECT_EQ("", TakeLog("count"));  // one picture has its object's time
 }
 
 TEST(Splitting, EndsWithItsObject) {
