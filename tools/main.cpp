@@ -29,7 +29,7 @@ int Run(int argc, char** argv) {
                  "The parser's log, a sum: 1 errors, 2 life cycle, 4 trace")
       ->type_name("N");
   app.add_flag("--as-is", options.asIs,
-               "Show what the bare parser makes of the file; trace always does");
+               "Show what the bare parser makes of the file; trace and seek always do");
   app.add_option("--audio-stream", options.audioStream, "Play this audio stream, by its number")
       ->check(CLI::Range(0, 127))
       ->type_name("N");
