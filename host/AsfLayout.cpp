@@ -31,10 +31,7 @@ struct StreamRecord {
 };
 static_assert(sizeof(StreamRecord) == sizeof(asf_stream_properties_image) + 31, "no gap");
 
-// The fixed part of an extended stream properties object, and of the two kinds of
-// entries behind it.
-constexpr unsigned int kExtendedStreamBytes = 88;
-constexpr unsigned int kNameCountAt = 84, kExtensionCountAt = 86;
+// The two kinds of entries behind the fixed part of extended stream properties.
 struct EntryShape {
   unsigned int bytes;        // in front of what its length counts
   unsigned int lengthAt;     //
@@ -181,7 +178,7 @@ class LayoutReader {
     if (!ReadRecord(object.offset, &record, sizeof(record.properties))) return;
     const asf_stream_properties_image& properties = record.properties;
     StreamLayout stream = {};
-    stream.kind = KindOf(LookupGuid(properties.streamType));
+    stream.kind = KindOfStream(properties.streamType);
     stream.hidden = hidden;
     stream.number = properties.flags & kStreamNumberMask;
     stream.encrypted = (properties.flags & kStreamEncrypted) != 0;
@@ -203,12 +200,12 @@ class LayoutReader {
   // An extended stream properties object may end in the stream properties of a
   // stream that the header itself doesn't list.
   void ReadHiddenStream(const Object& object) {
-    unsigned char fixed[kExtendedStreamBytes];
+    asf_extended_stream_properties_image fixed;
     if (!ReadWhole(object.offset, &fixed)) return;
     const unsigned long long end = object.offset + object.size;
     unsigned long long offset = object.offset + sizeof(fixed);
-    offset = SkipEntries(offset, end, LoadLe16(fixed + kNameCountAt), kStreamName);
-    offset = SkipEntries(offset, end, LoadLe16(fixed + kExtensionCountAt), kPayloadExtension);
+    offset = SkipEntries(offset, end, fixed.nameCount, kStreamName);
+    offset = SkipEntries(offset, end, fixed.payloadExtensionCount, kPayloadExtension);
     Object inner;
     if (offset < end && sizeof(asf_object_header) <= end - offset && ReadObject(offset, &inner) &&
         inner.id == ID_STREAM_PROPERTIES_OBJECT) {
@@ -227,26 +224,6 @@ class LayoutReader {
       offset += shape.lengthBytes == 2 ? LoadLe16(length) : LoadLe32(length);
     }
     return offset;
-  }
-
-  static StreamKind KindOf(std::optional<AsfObjectId> type) {
-    switch (type.value_or(ID_HEADER_OBJECT)) {
-      case ID_AUDIO_MEDIA:
-        return StreamKind::kAudio;
-      case ID_VIDEO_MEDIA:
-        return StreamKind::kVideo;
-      case ID_COMMAND_MEDIA:
-        return StreamKind::kCommand;
-      case ID_JFIF_MEDIA:
-      case ID_DEGRADABLE_JPEG_MEDIA:
-        return StreamKind::kImage;
-      case ID_FILE_TRANSFER_MEDIA:
-        return StreamKind::kFile;
-      case ID_BINARY_MEDIA:
-        return StreamKind::kBinary;
-      default:
-        return StreamKind::kOther;
-    }
   }
 
   void MarkTrack(StreamKind kind) {
@@ -313,12 +290,6 @@ class LayoutReader {
 };
 
 }  // namespace
-
-const char* StreamKindName(StreamKind kind) {
-  static constexpr const char* kNames[] = {"audio",         "video",  "command", "image",
-                                           "file transfer", "binary", "other"};
-  return kNames[static_cast<unsigned int>(kind)];
-}
 
 unsigned long long AsfLayout::DataEnd() const { return SaturatingAdd(headerSize, dataSize); }
 

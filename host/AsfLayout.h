@@ -9,14 +9,10 @@
 #include <optional>
 #include <vector>
 
+#include "host/StreamKind.h"
 #include "qo_parser_asf/IDataSource.h"
 
 namespace host {
-
-enum class StreamKind : unsigned char { kAudio, kVideo, kCommand, kImage, kFile, kBinary, kOther };
-
-// "audio", "video", "command", "image", "file transfer", "binary", "other".
-const char* StreamKindName(StreamKind kind);
 
 // One stream of the header.
 struct StreamLayout {

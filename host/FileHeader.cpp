@@ -309,9 +309,8 @@ const StreamHeader* FileHeader::Stream(unsigned char number) const {
 }
 
 const ExtendedStream* FileHeader::Extended(unsigned char number) const {
-  const auto found =
-      std::find_if(extendedStreams.begin(), extendedStreams.end(),
-                   [number](const auto& stream) { return stream.fixed.streamNumber == number; });
+  const auto found = std::find_if(extendedStreams.begin(), extendedStreams.end(),
+                                  [number](const auto& stream) { return stream.number == number; });
   return found == extendedStreams.end() ? nullptr : &*found;
 }
 

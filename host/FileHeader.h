@@ -15,8 +15,9 @@
 
 #include "asf/format/Records.h"
 #include "asf/format/guid.h"
-#include "host/AsfLayout.h"
+#include "host/StreamKind.h"
 #include "host/TagText.h"
+#include "qo_parser_asf/IDataSource.h"
 
 namespace host {
 
@@ -45,11 +46,34 @@ struct HeaderObject {
                             // properties within extended stream properties
 };
 
+// What an audio stream's type-specific data begins with.
+struct AudioFormat {
+  unsigned short formatTag;
+  unsigned short channels;
+  unsigned int samplesPerSecond;
+  unsigned int averageBytesPerSecond;
+  unsigned short blockAlign;  // bytes
+  unsigned short bitsPerSample;
+};
+
+// A format tag that leaves the codec to ExtensibleFormat.
+constexpr unsigned int kExtensibleTag = 0xFFFE;
+
+// What follows AudioFormat then.
 struct ExtensibleFormat {
   unsigned short validBitsPerSample;
   unsigned int channelMask;
   guid subFormat;
   std::optional<unsigned short> formatTag;  // that the sub-format stands for, where it does for one
+};
+
+// Of a video stream's: pixels.
+struct VideoFormat {
+  unsigned int encodedWidth;
+  unsigned int encodedHeight;
+  int width;  // of the bitmap header, like the rest
+  int height;
+  unsigned short bitCount;  // bits in a pixel
 };
 
 // Stream properties.
@@ -67,9 +91,9 @@ struct StreamHeader {
   guid errorCorrectionType;
   ByteRange errorCorrection;
   // The typeSpecific data taken apart; nothing for other kinds, and where it is too short.
-  std::optional<audio_specific_data> audio;  // codecDataSize is 0 where the data has just 16 bytes
-  std::optional<ExtensibleFormat> extensible;  // audio of the format tag 0xFFFE
-  std::optional<video_specific_data> video;
+  std::optional<AudioFormat> audio;
+  std::optional<ExtensibleFormat> extensible;
+  std::optional<VideoFormat> video;
   ByteRange codecData;  // behind `audio` or `video`: as much as is stated and there
 };
 
@@ -86,8 +110,16 @@ struct PayloadExtension {
   ByteRange info;
 };
 
+// Extended stream properties.
 struct ExtendedStream {
-  asf_extended_stream_properties_image fixed;
+  unsigned short number;    // of the stream
+  unsigned short language;  // index of FileHeader::languages
+  unsigned long long startTimeMs;
+  unsigned long long endTimeMs;
+  unsigned int bitsPerSecond;              // without what packets add
+  unsigned int maximumObjectSize;          // bytes; 0 = unknown
+  unsigned long long averageTimePerFrame;  // 100 ns; 0 = unknown
+  unsigned int flags;  // bit 0 reliable, 1 seekable, 2 no cleanpoints, 3 resend live cleanpoints
   std::vector<StreamName> names;
   std::vector<PayloadExtension> payloadExtensions;
 };
@@ -189,7 +221,8 @@ struct FileHeader {
   std::vector<HeaderObject> objects;  // in file order, nested ones behind what holds them
 
   // All in file order.
-  std::optional<asf_file_properties_object> properties;  // the last, as the parser has it
+  // The last, as the parser has it. Aligned, so that its fields are: they are packed.
+  alignas(8) std::optional<asf_file_properties_object> properties;
   std::vector<StreamHeader> streams;
   std::vector<ExtendedStream> extendedStreams;
   std::vector<StreamBitrate> bitrates;  // of the stream bitrate properties

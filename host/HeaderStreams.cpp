@@ -7,8 +7,6 @@
 namespace host {
 namespace {
 
-constexpr unsigned int kExtensibleTag = 0xFFFE;
-
 // Type-specific data that ends in front of codecDataSize is in use as well.
 constexpr std::size_t kShortAudioBytes = offsetof(audio_specific_data, codecDataSize);
 constexpr std::size_t kFourCcEnd =
@@ -20,26 +18,6 @@ constexpr unsigned int kBitmapHeaderBytes =
 // A sub-format that stands for a format tag is the tag and these bytes.
 constexpr unsigned char kTagGuidTail[] = {0x00, 0x00, 0x00, 0x00, 0x10, 0x00, 0x80,
                                           0x00, 0x00, 0xAA, 0x00, 0x38, 0x9B, 0x71};
-
-StreamKind KindOf(const guid& type) {
-  switch (LookupGuid(type).value_or(ID_HEADER_OBJECT)) {
-    case ID_AUDIO_MEDIA:
-      return StreamKind::kAudio;
-    case ID_VIDEO_MEDIA:
-      return StreamKind::kVideo;
-    case ID_COMMAND_MEDIA:
-      return StreamKind::kCommand;
-    case ID_JFIF_MEDIA:
-    case ID_DEGRADABLE_JPEG_MEDIA:
-      return StreamKind::kImage;
-    case ID_FILE_TRANSFER_MEDIA:
-      return StreamKind::kFile;
-    case ID_BINARY_MEDIA:
-      return StreamKind::kBinary;
-    default:
-      return StreamKind::kOther;
-  }
-}
 
 std::optional<ExtensibleFormat> MakeExtensible(RangeReader reader) {
   ExtensibleFormat format = {reader.U16(), reader.U32(), reader.Guid(), std::nullopt};
@@ -58,7 +36,9 @@ void ReadAudioFormat(const FileHeader& header, StreamHeader* stream) {
   audio_specific_data format = {};
   const bool isShort = reader.remaining() < sizeof(format);
   (void)reader.Read(&format, isShort ? kShortAudioBytes : sizeof(format));
-  stream->audio = format;
+  stream->audio = AudioFormat{format.formatTag,        format.channels,
+                              format.samplesPerSecond, format.averageBytesPerSecond,
+                              format.blockAlign,       format.bitsPerSample};
   stream->codecTag = format.formatTag;
   stream->codecData = reader.TakeUpTo(format.codecDataSize);
   if (format.formatTag == kExtensibleTag) {
@@ -73,7 +53,8 @@ void ReadVideoFormat(const FileHeader& header, StreamHeader* stream) {
   (void)reader.Read(&format, there);
   if (there >= kFourCcEnd) stream->codecTag = format.compression;
   if (there < sizeof(format)) return;
-  stream->video = format;
+  stream->video = VideoFormat{format.encodedWidth, format.encodedHeight, format.width,
+                              format.height, format.bitCount};
   const unsigned int stated = std::max<unsigned int>(format.formatDataSize, kBitmapHeaderBytes);
   stream->codecData = reader.TakeUpTo(stated - kBitmapHeaderBytes);
 }
@@ -99,7 +80,7 @@ void ReadStreamProperties(HeaderFiller* filler, ByteRange object, bool hidden) {
   if (!filler->TakeRoom(object.position)) return;
   StreamHeader stream = {};
   stream.number = fixed.flags & kStreamNumberMask;
-  stream.kind = KindOf(fixed.streamType);
+  stream.kind = KindOfStream(fixed.streamType);
   stream.encrypted = (fixed.flags & kStreamEncrypted) != 0;
   stream.hidden = hidden;
   stream.position = object.position;
@@ -119,18 +100,28 @@ void ReadStreamProperties(HeaderFiller* filler, ByteRange object, bool hidden) {
 
 std::size_t ReadExtendedStream(HeaderFiller* filler, ByteRange object) {
   RangeReader reader(**filler, object);
-  ExtendedStream stream = {};
-  if (!reader.Read(&stream.fixed, sizeof(stream.fixed))) {
+  asf_extended_stream_properties_image fixed;
+  if (!reader.Read(&fixed, sizeof(fixed))) {
     filler->Note(HeaderProblem::kRecordCut, object.position);
     return 0;
   }
   if (!filler->TakeRoom(object.position)) return 0;
-  ReadRecords(filler, &reader, stream.fixed.nameCount, &stream.names, [](RangeReader* name) {
+  ExtendedStream stream = {fixed.streamNumber,
+                           fixed.languageIndex,
+                           fixed.startTime,
+                           fixed.endTime,
+                           fixed.dataBitrate,
+                           fixed.maximumObjectSize,
+                           fixed.averageTimePerFrame,
+                           fixed.flags,
+                           {},
+                           {}};
+  ReadRecords(filler, &reader, fixed.nameCount, &stream.names, [](RangeReader* name) {
     const unsigned short language = name->U16();
     return StreamName{language, name->Utf16(name->U16())};
   });
   if (reader.fits()) {
-    ReadRecords(filler, &reader, stream.fixed.payloadExtensionCount, &stream.payloadExtensions,
+    ReadRecords(filler, &reader, fixed.payloadExtensionCount, &stream.payloadExtensions,
                 ReadPayloadExtension);
   }
   (*filler)->extendedStreams.push_back(std::move(stream));

@@ -16,7 +16,6 @@ namespace {
 constexpr unsigned int kNeutralTag = 0xFFFF;
 constexpr unsigned int kNeutralFourCc = FourCc("X264");
 
-constexpr unsigned int kExtensibleTag = 0xFFFE;
 constexpr unsigned int kAc3Tag = 0x2000;
 
 // Block aligns from which on the parser looks for AC-3's sync word.

@@ -64,9 +64,8 @@ Lines StreamLines(const host::FileHeader& header) {
 Lines ExtendedLines(const host::FileHeader& header) {
   Lines lines;
   for (const host::ExtendedStream& stream : header.extendedStreams) {
-    lines.push_back(Join(stream.fixed.streamNumber, stream.fixed.averageTimePerFrame,
-                         stream.fixed.dataBitrate, stream.fixed.maximumObjectSize,
-                         header.Language(stream.fixed.languageIndex)));
+    lines.push_back(Join(stream.number, stream.averageTimePerFrame, stream.bitsPerSecond,
+                         stream.maximumObjectSize, header.Language(stream.language)));
     for (const host::StreamName& name : stream.names) {
       lines.push_back(Join("name", header.Language(name.language), name.text));
     }
@@ -252,7 +251,7 @@ TEST(HostHeader, TellsAllThatAHeaderSays) {
   EXPECT_EQ(500000u, header.Bitrate(2));
   EXPECT_FALSE(header.Bitrate(3));
   EXPECT_EQ(ID_AUDIO_MEDIA, LookupGuid(header.Stream(1)->type));
-  EXPECT_EQ(9, header.Extended(9)->fixed.streamNumber);
+  EXPECT_EQ(9, header.Extended(9)->number);
   EXPECT_EQ(nullptr, header.Stream(4));
   EXPECT_TRUE(header.IsEncrypted());
 }
@@ -367,7 +366,7 @@ TEST(HostHeader, ReadsRealFilesAsOthersDo) {
     }
     EXPECT_EQ(expected, sizes);
 
-    const asf_file_properties_object properties = header.properties.value();
+    const asf_file_properties_object& properties = header.properties.value();
     const auto& stated = layout["fileprops"];
     EXPECT_EQ(stated["size"], properties.fileSize);
     EXPECT_EQ(stated["play"], properties.playDuration);
