@@ -78,7 +78,7 @@ std::size_t PacketMender::PassPlain(const unsigned char* bytes, std::size_t coun
     const unsigned char* const at = fields + paddingType + kTimesBytes;
     const unsigned int padding = LoadLe16(fields) & kFieldMasks[paddingType];
     const auto left = packet + packetLength_ - at;
-    if (left < static_cast<long>(padding + kPlainHeaderBytes)) break;
+    if (left < static_cast<std::ptrdiff_t>(padding) + kPlainHeaderBytes) break;
     const std::size_t size = static_cast<std::size_t>(left) - padding;
     const bool passes = HasMultiplePayloads(static_cast<unsigned char>(flags))
                             ? PassPayloads(at, at + size)

@@ -37,7 +37,8 @@ class Writer {
   // False where the first `count` of `kept` don't fit in `length` bytes.
   bool Write(const std::vector<PayloadGroup>& kept, std::size_t count, unsigned int length,
              unsigned char* out) {
-    const std::vector<PayloadGroup> groups(kept.begin(), kept.begin() + count);
+    const std::vector<PayloadGroup> groups(kept.begin(),
+                                           kept.begin() + static_cast<std::ptrdiff_t>(count));
     return WriteForm(groups, false, length, out) || WriteForm(groups, true, length, out);
   }
 
