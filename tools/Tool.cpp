@@ -71,7 +71,11 @@ const host::AsfLayout& Input::LayoutOf(IDataSource* source,
                                        std::optional<host::AsfLayout>* layout) const {
   if (!*layout) {
     host::AsfLayout read;
+    // Where a play-out left off, its judge wants to know.
+    unsigned long long position = 0;
+    CheckRead(source->GetPosition(&position));
     CheckRead(host::ReadLayout(source, &read));
+    CheckRead(source->SeekTo(position, 0));
     *layout = std::move(read);
   }
   return **layout;
