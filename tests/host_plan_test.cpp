@@ -55,7 +55,8 @@ std::string Units(const Bytes& file, const host::StreamChoice& choice, std::stri
   while (const host::AccessUnit* unit = session.NextUnit()) {
     Bytes bytes(reinterpret_cast<const char*>(unit->data), unit->size);
     const bool isVideo = unit->kind == host::TrackKind::kVideo;
-    if (isVideo && plan.video->form.form == UnitForm::kInverted) bytes[0] = ~bytes[0];
+    if (isVideo && plan.video->form.form == UnitForm::kInverted)
+      bytes[0] = static_cast<char>(~bytes[0]);
     text += (isVideo ? "v" : "a") + std::to_string(unit->timeMs) + ":" + bytes + " ";
   }
   return text;
