@@ -142,6 +142,12 @@ void ParserSession::ReadTags() {
   }
 }
 
+// Has the next unit of a kind waiting. False at the end.
+inline bool ParserSession::Fill(TrackKind kind, bool keyFrameOnly) {
+  const Lane& lane = now_->LaneOf(kind);
+  return lane.pending || (lane.exists && ReadUnit(kind, keyFrameOnly));
+}
+
 const AccessUnit* ParserSession::NextUnit() {
   const AccessUnit* first = nullptr;
   for (const TrackKind kind : kKinds) {
@@ -166,11 +172,11 @@ const AccessUnit* ParserSession::HandOut(TrackKind kind) {
   return &lane.unit;
 }
 
-// Reads the next unit of a kind unless one is waiting. False at the end.
-bool ParserSession::Fill(TrackKind kind, bool keyFrameOnly) {
+// Reads the next unit of a kind. False at the end.
+bool ParserSession::ReadUnit(TrackKind kind, bool keyFrameOnly) {
   Lane& lane = now_->LaneOf(kind);
-  if (lane.pending || CutBlock(&lane)) return true;
-  if (!lane.exists || lane.endStatus != kParserOk) return false;
+  if (CutBlock(&lane)) return true;
+  if (lane.endStatus != kParserOk) return false;
   unsigned long size = 0;
   unsigned long timeMs = 0;
   unsigned char* const buffer = lane.buffer.get();
@@ -192,6 +198,7 @@ bool ParserSession::Fill(TrackKind kind, bool keyFrameOnly) {
 void ParserSession::Shape(Lane* lane) {
   AccessUnit& unit = lane->unit;
   unit.isIncomplete = presented_->IsIncomplete(lane->stream, unit.timeMs);
+  if (lane->form == UnitForm::kParser) return;
   if (lane->form == UnitForm::kInverted && unit.size != 0) {
     lane->buffer[0] = static_cast<unsigned char>(~lane->buffer[0]);
   }

@@ -207,6 +207,7 @@ class ParserSession {
   void ReadTags();
 
   bool Fill(TrackKind kind, bool keyFrameOnly = false);
+  bool ReadUnit(TrackKind kind, bool keyFrameOnly);
   void Shape(Lane* lane);
   static bool CutBlock(Lane* lane);
   const AccessUnit* HandOut(TrackKind kind);

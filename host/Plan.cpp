@@ -7,6 +7,7 @@
 #include <map>
 
 #include "asf/format/ByteReader.h"
+#include "asf/format/Limits.h"
 #include "asf/format/PacketFields.h"
 #include "asf/format/SourceReader.h"
 #include "host/BorrowedSource.h"
@@ -128,22 +129,30 @@ class Planner {
     if (ReadLayout(&draft, &layout) == 0) look(&draft, layout);
   }
 
+  std::map<unsigned char, FirstObjects> FindObjects(const std::vector<WantedObjects>& wanted) {
+    std::map<unsigned char, FirstObjects> objects;
+    if (wanted.empty()) return objects;
+    LookAtDraft([&](IDataSource* draft, const AsfLayout& layout) {
+      objects = FindFirstObjects(draft, layout, wanted);
+    });
+    return objects;
+  }
+
   void ChooseForms() {
     std::vector<WantedObjects> wanted;
     for (const auto* planned : {&plan_.audio, &plan_.video}) {
       const auto known = *planned ? ObjectsToKnow((*planned)->header) : std::nullopt;
       if (known) wanted.push_back(*known);
     }
-    std::map<unsigned char, FirstObjects> objects;
-    if (!wanted.empty()) {
-      LookAtDraft([&](IDataSource* draft, const AsfLayout& layout) {
-        objects = FindFirstObjects(draft, layout, wanted);
-      });
-    }
+    std::map<unsigned char, FirstObjects> objects = FindObjects(wanted);
     for (auto* planned : {&plan_.audio, &plan_.video}) {
       if (!*planned) continue;
       PlannedStream& stream = **planned;
-      stream.form = FormOf(stream.header, objects[stream.header.number]);
+      const unsigned char number = stream.header.number;
+      if (NeedsWholeObject(stream.header, objects[number])) {
+        objects[number] = FindObjects({{number, 1, kMaxAllocBytes}})[number];
+      }
+      stream.form = FormOf(stream.header, objects[number]);
       if (stream.form.form != UnitForm::kParser) Note(PlanNote::kUnitsBent, stream.header.number);
     }
   }
@@ -272,10 +281,6 @@ int PresentedFile::Make(IDataSource* source, const StreamChoice& choice,
   made->plan_ = MakePlan(source, made->header_, choice);
   *file = std::move(made);
   return 0;
-}
-
-bool PresentedFile::IsIncomplete(unsigned char stream, unsigned long long timeMs) const {
-  return damage_.objects.count({stream, static_cast<unsigned int>(timeMs)}) != 0;
 }
 
 std::unique_ptr<IDataSource> PresentedFile::MakeSource() {

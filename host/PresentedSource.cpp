@@ -35,6 +35,7 @@ PresentedSource::PresentedSource(IDataSource* inner, Presentation presentation, 
     : CachedSource(RoundUp(kMinWindowBytes, presentation.packetLength),
                    RoundUp(kMaxWindowBytes, presentation.packetLength), kWindowCount),
       inner_(inner),
+      cachedInner_(dynamic_cast<CachedSource*>(inner)),
       presentation_(std::move(presentation)),
       mender_(PacketLayout(presentation_), presentation_.streams, damage),
       scratch_(presentation_.packetLength) {}
@@ -167,7 +168,8 @@ int PresentedSource::ReadInner(unsigned long long offset, unsigned char* out,
                                unsigned long long* size) {
   if (*size == 0) return 0;
   const unsigned long long wanted = *size;
-  const int status = inner_->ReadAt(offset, out, size);
+  const int status = cachedInner_ != nullptr ? cachedInner_->ReadStraight(offset, out, size)
+                                             : inner_->ReadAt(offset, out, size);
   *size = status < 0 ? 0 : std::min(*size, wanted);
   return status;
 }

@@ -60,6 +60,7 @@ class PresentedSource final : public CachedSource {
   };
 
   IDataSource* const inner_;
+  CachedSource* const cachedInner_;  // the same, where it has windows; otherwise null
   const Presentation presentation_;
   PacketMender mender_;
   std::vector<Resumption> resumptions_;

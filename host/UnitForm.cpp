@@ -6,7 +6,6 @@
 
 #include "asf/format/CodecTags.h"
 #include "asf/format/FourCc.h"
-#include "asf/format/Limits.h"
 #include "qo_parser_asf/Codecs.h"
 
 namespace host {
@@ -160,7 +159,7 @@ constexpr std::size_t kBlocksLookedAt = 3;
 std::optional<WantedObjects> ObjectsToKnow(const StreamHeader& stream) {
   if (stream.kind == StreamKind::kVideo) {
     if (VideoCodecOf(stream.codecTag) != kCodecH264) return std::nullopt;
-    return WantedObjects{stream.number, 1, kMaxAllocBytes};
+    return WantedObjects{stream.number, 1, kHeadBytes};
   }
   if (IsWma(stream.codecTag)) return WantedObjects{stream.number, kBlocksLookedAt, 0};
   switch (AudioCodecOf(stream.codecTag)) {
@@ -171,6 +170,11 @@ std::optional<WantedObjects> ObjectsToKnow(const StreamHeader& stream) {
       if (stream.codecTag != kExtensibleTag) return std::nullopt;
       return WantedObjects{stream.number, 1, kHeadBytes};
   }
+}
+
+bool NeedsWholeObject(const StreamHeader& stream, const FirstObjects& objects) {
+  return stream.kind == StreamKind::kVideo && VideoCodecOf(stream.codecTag) == kCodecH264 &&
+         HasStartCode(objects.first);
 }
 
 StreamForm FormOf(const StreamHeader& stream, const FirstObjects& objects) {

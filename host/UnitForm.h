@@ -29,7 +29,12 @@ struct StreamForm {
 // What FormOf has to know of a stream; nothing where its header tells all.
 std::optional<WantedObjects> ObjectsToKnow(const StreamHeader& stream);
 
-// `stream` is audio or video, `objects` what ObjectsToKnow asks for.
+// Whether FormOf has to know all of the first object: what begins like a start code
+// may be a length. `objects` is what ObjectsToKnow asks for.
+bool NeedsWholeObject(const StreamHeader& stream, const FirstObjects& objects);
+
+// `stream` is audio or video, `objects` what ObjectsToKnow asks for, or with the first
+// one whole.
 StreamForm FormOf(const StreamHeader& stream, const FirstObjects& objects);
 
 }  // namespace host
