@@ -71,7 +71,8 @@ TrackInfo* ASFParser::TrackDescriber::Run() {
     m_Info.codec = kCodecEac3;
   }
   TrackInfo* record = &m_Parser.m_pTrackInfo[m_Index];
-  *record = m_Info;
+  // Up to the last field: what stands behind it in the record stays 0.
+  std::memcpy(record, &m_Info, offsetof(TrackInfo, blockAlign) + sizeof(m_Info.blockAlign));
   return record;
 }
 
