@@ -37,9 +37,7 @@ void setTrackInfo(TrackInfo* info, video_specific_data* data, AsfTrackExt* ext) 
 // when it is complete: a source may throw while packets are read for it.
 class ASFParser::TrackDescriber {
  public:
-  // The record is cleared with its padding, which the host gets to see as well.
-  TrackDescriber(ASFParser& parser, unsigned long index)
-      : m_Parser(parser), m_Index(index), m_Info() {}
+  TrackDescriber(ASFParser& parser, unsigned long index) : m_Parser(parser), m_Index(index) {}
 
   // The track's record, or null when no audio or video stream has that index.
   TrackInfo* Run();
@@ -52,7 +50,7 @@ class ASFParser::TrackDescriber {
 
   ASFParser& m_Parser;
   const unsigned long m_Index;
-  TrackInfo m_Info;
+  TrackInfo m_Info{};
 };
 
 TrackInfo* ASFParser::GetTrackInfo(unsigned long index) {
