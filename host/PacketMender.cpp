@@ -6,6 +6,7 @@
 
 #include "asf/format/ByteReader.h"
 #include "asf/format/PacketFields.h"
+#include "asf/format/Records.h"
 
 namespace host {
 namespace {
@@ -37,11 +38,13 @@ PacketMender::PacketMender(const AsfLayout& layout, PlayedStreams streams, Damag
       packetLength_(layout.packetLength),
       prerollMs_(layout.prerollMs),
       streams_(streams),
-      damage_(damage) {}
+      damage_(damage),
+      allChains_(streams.all ? kStreamNumberMask + 1 : 0) {}
 
 void PacketMender::Mend(unsigned long long number, std::size_t count, unsigned char* bytes,
                         std::size_t present) {
-  const std::size_t whole = streams_.invertsVideo ? 0 : std::min(count, present / packetLength_);
+  const bool looksQuickly = !streams_.invertsVideo && !streams_.all;
+  const std::size_t whole = !looksQuickly ? 0 : std::min(count, present / packetLength_);
   for (std::size_t i = 0; i < count; ++i) {
     if (i < whole) i += PassPlain(bytes + i * packetLength_, whole - i);
     if (i == count) return;
@@ -54,11 +57,17 @@ void PacketMender::Mend(unsigned long long number, std::size_t count, unsigned c
 void PacketMender::Finish() {
   NoteEnd(streams_.audio, chains_[0]);
   NoteEnd(streams_.video, chains_[1]);
+  for (std::size_t stream = 0; stream < allChains_.size(); ++stream)
+    NoteEnd(static_cast<unsigned char>(stream), allChains_[stream]);
 }
 
 inline ObjectChain* PacketMender::ChainOf(unsigned char stream, Chains* chains) const {
   if (stream == streams_.audio) return &(*chains)[0];
   return stream == streams_.video ? &(*chains)[1] : nullptr;
+}
+
+ObjectChain* PacketMender::ChainOf(unsigned char stream) {
+  return streams_.all ? &allChains_[stream] : ChainOf(stream, &chains_);
 }
 
 // Passes packets that are right beyond doubt. Returns how many there are before the
@@ -123,17 +132,23 @@ inline bool PacketMender::PassPayload(const unsigned char* header, std::size_t s
 }
 
 void PacketMender::MendOne(unsigned long long number, unsigned char* bytes, unsigned int present) {
+  const bool isRight = Look(number, bytes, present);
+  if (streams_.invertsVideo) InvertVideoObjects(bytes);
+  if (isRight) return;
+  written_.resize(packetLength_);
+  WritePacket(packet_, bytes, kept_, packetLength_, written_.data());
+  std::copy(written_.begin(), written_.end(), bytes);
+}
+
+bool PacketMender::Look(unsigned long long number, const unsigned char* bytes,
+                        unsigned int present) {
   reader_.Read(bytes, present, &packet_);
   if (packet_.fault != PacketFault::kNone && damage_->packets.size() < Damage::kMaxListed) {
     damage_->packets[number] = packet_.fault;
   }
   const bool isCut = present < packetLength_;
   KeepPayloads(isCut);
-  if (streams_.invertsVideo) InvertVideoObjects(bytes);
-  if (!isCut && IsTakenWhole(bytes)) return;
-  written_.resize(packetLength_);
-  WritePacket(packet_, bytes, kept_, packetLength_, written_.data());
-  std::copy(written_.begin(), written_.end(), bytes);
+  return !isCut && IsTakenWhole(bytes);
 }
 
 void PacketMender::KeepPayloads(bool isCut) {
@@ -144,7 +159,7 @@ void PacketMender::KeepPayloads(bool isCut) {
     end = first + 1;
     while (end < payloads.size() && payloads[end].headerPosition == payloads[first].headerPosition)
       ++end;
-    if (ChainOf(payloads[first].stream, &chains_) == nullptr) continue;
+    if (ChainOf(payloads[first].stream) == nullptr) continue;
     if (Keeps({first, end - first}, isCut)) {
       kept_.push_back({first, end - first});
     } else {
@@ -158,7 +173,7 @@ bool PacketMender::Keeps(const PayloadGroup& group, bool isCut) {
   const Payload* const first = packet_.payloads.data() + group.first;
   const Payload& last = first[group.count - 1];
   if (last.present < last.size && !isCut) return false;
-  ObjectChain& chain = *ChainOf(first->stream, &chains_);
+  ObjectChain& chain = *ChainOf(first->stream);
   if (first->offset == 0) {
     for (const Payload* payload = first; payload <= &last; ++payload) {
       NoteEnd(payload->stream, chain);

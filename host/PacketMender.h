@@ -7,7 +7,8 @@
 // another object.
 //
 // Only the payloads of the streams played are looked at, and only they are in a
-// packet written anew. Memory: a packet, and what is said of damage.
+// packet written anew; all streams, where that is asked for. Memory: a packet, and what is said of
+// damage.
 #ifndef QO_HOST_PACKETMENDER_H
 #define QO_HOST_PACKETMENDER_H
 
@@ -30,6 +31,8 @@ struct PlayedStreams {
   // The first byte of each video object is inverted: where a payload begins with a
   // VC-1 sequence header the parser would take all headers off the object.
   bool invertsVideo = false;
+  // Every stream is taken care of as the two are; Resume is of no use then.
+  bool all = false;
 };
 
 // The media object of a stream that is being put together.
@@ -67,6 +70,11 @@ class PacketMender {
   // their bytes, fewer only where it ends in them; the rest is overwritten.
   void Mend(unsigned long long number, std::size_t count, unsigned char* bytes,
             std::size_t present);
+  // Looks at one packet for a caller who writes it elsewhere: whether it is right as it
+  // stands. Otherwise, and also then, the groups `kept()` of `packet()` are to be written.
+  bool Look(unsigned long long number, const unsigned char* bytes, unsigned int present);
+  const Packet& packet() const { return packet_; }
+  const std::vector<PayloadGroup>& kept() const { return kept_; }
   // No packet follows: what is not whole by then stays so.
   void Finish();
 
@@ -80,6 +88,7 @@ class PacketMender {
   bool IsTakenWhole(const unsigned char* bytes) const;
   void InvertVideoObjects(unsigned char* bytes) const;
   ObjectChain* ChainOf(unsigned char stream, Chains* chains) const;
+  ObjectChain* ChainOf(unsigned char stream);
   void NoteEnd(unsigned char stream, const ObjectChain& chain);
 
   const PacketReader reader_;
@@ -88,6 +97,7 @@ class PacketMender {
   const PlayedStreams streams_;
   Damage* const damage_;
   Chains chains_;
+  std::vector<ObjectChain> allChains_;  // by stream number; empty unless all are taken care of
   // Of the packet in hand; kept for their memory.
   Packet packet_ = {};
   std::vector<PayloadGroup> kept_;

@@ -39,8 +39,11 @@ class Writer {
              unsigned char* out) {
     const std::vector<PayloadGroup> groups(kept.begin(),
                                            kept.begin() + static_cast<std::ptrdiff_t>(count));
-    return WriteForm(groups, false, length, out) || WriteForm(groups, true, length, out);
+    isShort_ = !WriteForm(groups, false, length, out);
+    return !isShort_ || WriteForm(groups, true, length, out);
   }
+  // What was written last.
+  bool isShort() const { return isShort_; }
 
  private:
   bool WriteForm(const std::vector<PayloadGroup>& groups, bool isShort, unsigned int length,
@@ -172,24 +175,25 @@ class Writer {
   const bool multiple_;             // of the packet as it was
   unsigned int payloadLengthType_ = kTwoByteField;
   unsigned char propertyFlags_ = 0;  // of the form in hand
+  bool isShort_ = false;
   std::vector<unsigned char> body_;
 };
 
 }  // namespace
 
-std::size_t WritePacket(const Packet& packet, const unsigned char* bytes,
-                        const std::vector<PayloadGroup>& kept, unsigned int length,
-                        unsigned char* out) {
+WrittenPacket WritePacket(const Packet& packet, const unsigned char* bytes,
+                          const std::vector<PayloadGroup>& kept, unsigned int length,
+                          unsigned char* out) {
   Writer writer(packet, bytes);
   std::size_t count = kept.size();
   while (!writer.Write(kept, count, length, out)) {
     if (count == 0) {
       std::memset(out, 0, length);
-      return 0;
+      return {0, false};
     }
     --count;
   }
-  return count;
+  return {count, writer.isShort()};
 }
 
 }  // namespace host

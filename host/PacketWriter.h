@@ -16,6 +16,11 @@ struct PayloadGroup {
   std::size_t count;
 };
 
+struct WrittenPacket {
+  std::size_t kept;  // groups
+  bool isShort;      // without what the parser makes nothing of
+};
+
 // Writes a packet of `length` bytes to `out`, which may not overlap `bytes`: two
 // bytes of error correction data, then the groups `kept` of `packet`, whose bytes
 // `bytes` are, in their order and as they stand there; the rest is padding. What
@@ -24,10 +29,10 @@ struct PayloadGroup {
 // Where they don't fit, the payloads lose what the parser makes nothing of: media
 // object numbers, replicated data behind the first eight bytes, and, but for
 // telling a beginning from a continuation, offsets. Groups that don't fit even
-// then are left out, the last first. Returns how many stayed.
-std::size_t WritePacket(const Packet& packet, const unsigned char* bytes,
-                        const std::vector<PayloadGroup>& kept, unsigned int length,
-                        unsigned char* out);
+// then are left out, the last first.
+WrittenPacket WritePacket(const Packet& packet, const unsigned char* bytes,
+                          const std::vector<PayloadGroup>& kept, unsigned int length,
+                          unsigned char* out);
 
 }  // namespace host
 

@@ -102,7 +102,7 @@ class Planner {
     draft.prerollMs = header_.properties->preroll;
     if (plan_.audio) draft.streams.audio = plan_.audio->header.number;
     if (plan_.video) draft.streams.video = plan_.video->header.number;
-    playDuration_ = header_.properties->playDuration;
+    plan_.playDuration = header_.properties->playDuration;
     draft.header = MakeHeader();
   }
 
@@ -116,7 +116,7 @@ class Planner {
     facts.packetLength = plan_.data.packetLength;
     facts.packetCount = plan_.data.PacketCount();
     facts.tailSize = plan_.presentation.tailSize;
-    facts.playDuration = playDuration_;
+    facts.playDuration = plan_.playDuration;
     return host::MakeHeader(header_, facts);
   }
 
@@ -179,7 +179,7 @@ class Planner {
         [&](IDataSource* draft, const AsfLayout& layout) { endMs = LastEnd(draft, layout); });
     if (endMs == 0 || (!isLive && stated / kTicksPerMs >= endMs)) return;
     if (stated / kTicksPerMs != endMs) Note(PlanNote::kDuration, stated / kTicksPerMs);
-    playDuration_ = endMs * kTicksPerMs;
+    plan_.playDuration = endMs * kTicksPerMs;
   }
 
   // When the last objects end, preroll included, ms: each stream's last lasts as long as
@@ -226,7 +226,7 @@ class Planner {
   bool HeaderHolds() const {
     const asf_file_properties_object& properties = *header_.properties;
     const unsigned int length = plan_.data.packetLength;
-    return plan_.data.isAsStated && playDuration_ == properties.playDuration &&
+    return plan_.data.isAsStated && plan_.playDuration == properties.playDuration &&
            (plan_.data.packetsEnd - plan_.data.packetsStart) % length == 0 &&
            properties.minPacketSize == length && properties.maxPacketSize == length &&
            properties.dataPackets == plan_.data.PacketCount() &&
@@ -262,7 +262,6 @@ class Planner {
 
   BorrowedSource source_;
   const FileHeader& header_;
-  unsigned long long playDuration_ = 0;  // 100 ns, as it is presented
   Plan plan_;
 };
 

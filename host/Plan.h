@@ -68,6 +68,7 @@ struct Plan {
   bool isPresented = false;
   Presentation presentation;  // its header is empty where the file's own does
   DataExtent data;
+  unsigned long long playDuration = 0;  // 100 ns, preroll included, as it is presented
   std::optional<PlannedStream> audio;
   std::optional<PlannedStream> video;
   std::vector<PlanFinding> findings;

@@ -63,8 +63,8 @@ class ObjectCheck {
           !reader_.ReadU16(&size) || size > reader_.remaining()) {
         return false;
       }
-      const bool isNumber = type >= kMetaBool && type <= kMetaWord;
-      if (!Skip(isNumber ? WidthOf(type) : size)) return false;
+      const std::size_t number = NumberBytes(type);
+      if (!Skip(number != 0 ? number : size)) return false;
     }
     return AtEnd();
   }
@@ -86,39 +86,11 @@ class ObjectCheck {
  private:
   static constexpr std::size_t kHead = sizeof(asf_object_header);
 
-  static std::size_t WidthOf(unsigned short type) {
-    return type == kMetaQword ? 8 : type == kMetaWord ? 2 : 4;
-  }
   bool Skip(std::size_t size) { return reader_.Skip(size); }
   bool AtEnd() const { return reader_.remaining() == 0; }
 
   ByteReader reader_;
 };
-
-bool IsReadAsMeant(const FileHeader& header, const HeaderObject& object) {
-  const bool isInExtension = object.depth == 1;
-  // In the extension a bare object header ends the parser's walk.
-  if (isInExtension && object.size <= sizeof(asf_object_header)) return false;
-  if (object.depth > 1 || !object.known) return true;
-  ObjectCheck check(header, object);
-  switch (*object.known) {
-    case ID_FILE_PROPERTIES_OBJECT:
-      return isInExtension || object.size == sizeof(asf_file_properties_object);
-    case ID_STREAM_PROPERTIES_OBJECT:
-      return isInExtension || check.Stream();
-    case ID_HEADER_EXTENSION_OBJECT:
-      return isInExtension || check.Extension();
-    case ID_CONTENT_DESCRIPTION_OBJECT:
-      return isInExtension || check.ContentDescription();
-    case ID_EXTENDED_CONTENT_DESCRIPTION_OBJECT:
-      return isInExtension || check.ExtendedContent();
-    case ID_METADATA_OBJECT:
-    case ID_METADATA_LIBRARY_OBJECT:
-      return !isInExtension || check.Metadata();
-    default:
-      return true;
-  }
-}
 
 // Of these a second one leaves the first unread, or ends a walk.
 bool IsSingle(const FileHeader& header, AsfObjectId id, unsigned char depth) {
@@ -180,19 +152,37 @@ unsigned int BitrateOf(const asf_file_properties_object& properties, const Heade
       bits / (total - properties.preroll), std::numeric_limits<unsigned int>::max()));
 }
 
-asf_file_properties_object PropertiesOf(const FileHeader& header, const HeaderFacts& facts) {
-  asf_file_properties_object properties = {};
-  if (header.properties) properties = *header.properties;
-  properties.header = ObjectHeader(ID_FILE_PROPERTIES_OBJECT, sizeof(properties));
-  properties.dataPackets = facts.packetCount;
-  properties.playDuration = facts.playDuration;
-  properties.flags = kSeekable;
-  properties.minPacketSize = properties.maxPacketSize = facts.packetLength;
-  properties.maxBitrate = BitrateOf(properties, facts);
-  return properties;
+}  // namespace
+
+std::size_t NumberBytes(unsigned short type) {
+  if (type < kMetaBool || type > kMetaWord) return 0;
+  return type == kMetaQword ? 8 : type == kMetaWord ? 2 : 4;
 }
 
-}  // namespace
+bool IsReadAsMeant(const FileHeader& header, const HeaderObject& object) {
+  const bool isInExtension = object.depth == 1;
+  // In the extension a bare object header ends the parser's walk.
+  if (isInExtension && object.size <= sizeof(asf_object_header)) return false;
+  if (object.depth > 1 || !object.known) return true;
+  ObjectCheck check(header, object);
+  switch (*object.known) {
+    case ID_FILE_PROPERTIES_OBJECT:
+      return isInExtension || object.size == sizeof(asf_file_properties_object);
+    case ID_STREAM_PROPERTIES_OBJECT:
+      return isInExtension || check.Stream();
+    case ID_HEADER_EXTENSION_OBJECT:
+      return isInExtension || check.Extension();
+    case ID_CONTENT_DESCRIPTION_OBJECT:
+      return isInExtension || check.ContentDescription();
+    case ID_EXTENDED_CONTENT_DESCRIPTION_OBJECT:
+      return isInExtension || check.ExtendedContent();
+    case ID_METADATA_OBJECT:
+    case ID_METADATA_LIBRARY_OBJECT:
+      return !isInExtension || check.Metadata();
+    default:
+      return true;
+  }
+}
 
 bool IsReadAsMeant(const FileHeader& header) {
   const auto isMeant = [&](const HeaderObject& object) { return IsReadAsMeant(header, object); };
@@ -203,6 +193,18 @@ bool IsReadAsMeant(const FileHeader& header) {
          IsSingle(header, ID_CONTENT_DESCRIPTION_OBJECT, 0) &&
          IsSingle(header, ID_EXTENDED_CONTENT_DESCRIPTION_OBJECT, 0) &&
          IsSingle(header, ID_METADATA_OBJECT, 1) && IsSingle(header, ID_METADATA_LIBRARY_OBJECT, 1);
+}
+
+asf_file_properties_object MakeProperties(const FileHeader& header, const HeaderFacts& facts) {
+  asf_file_properties_object properties = {};
+  if (header.properties) properties = *header.properties;
+  properties.header = ObjectHeader(ID_FILE_PROPERTIES_OBJECT, sizeof(properties));
+  properties.dataPackets = facts.packetCount;
+  properties.playDuration = facts.playDuration;
+  properties.flags = kSeekable;
+  properties.minPacketSize = properties.maxPacketSize = facts.packetLength;
+  properties.maxBitrate = BitrateOf(properties, facts);
+  return properties;
 }
 
 std::vector<unsigned char> MakeHeader(const FileHeader& header, const HeaderFacts& facts) {
@@ -220,7 +222,7 @@ std::vector<unsigned char> MakeHeader(const FileHeader& header, const HeaderFact
   data.header = ObjectHeader(ID_DATA_OBJECT, sizeof(data) + facts.packetCount * facts.packetLength);
   data.dataPackets = facts.packetCount;
   data.reserved = 0x101;
-  asf_file_properties_object properties = PropertiesOf(header, facts);
+  asf_file_properties_object properties = MakeProperties(header, facts);
   data.fileId = properties.fileId;
   properties.fileSize = bytes.size() + data.header.objectSize + facts.tailSize;
   std::memcpy(bytes.data() + sizeof(object), &properties, sizeof(properties));

@@ -27,6 +27,7 @@ void AddInfo(CLI::App& app, const Options& options, int* exitCode);
 void AddUnits(CLI::App& app, const Options& options, int* exitCode);
 void AddExtract(CLI::App& app, const Options& options, int* exitCode);
 void AddVerify(CLI::App& app, const Options& options, int* exitCode);
+void AddRepair(CLI::App& app, const Options& options, int* exitCode);
 void AddSeek(CLI::App& app, const Options& options, int* exitCode);
 void AddTrace(CLI::App& app, const Options& options, int* exitCode);
 

@@ -52,6 +52,11 @@ void OutputFile::Write(const unsigned char* data, std::size_t size) {
   if (std::fwrite(data, 1, size, file_.get()) != size) Fail();
 }
 
+const std::string& OutputFile::Flush() {
+  if (std::fflush(file_.get()) != 0) Fail();
+  return written_;
+}
+
 void OutputFile::Finish() {
   if (std::fclose(file_.release()) != 0) Fail();
   if (written_ != path_ && rename(written_.c_str(), path_.c_str()) != 0) Fail();

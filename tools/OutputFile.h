@@ -35,6 +35,8 @@ class OutputFile {
   OutputFile& operator=(const OutputFile&) = delete;
 
   void Write(const unsigned char* data, std::size_t size);
+  // All that was written can be read under this name.
+  const std::string& Flush();
   // Gives the file its final name; the last call.
   void Finish();
 

@@ -12,19 +12,17 @@
 namespace tool {
 namespace {
 
-// The parser prints error lines unless told otherwise, some of them once per
-// access unit; it looks at the variable when it is made.
-void SetDebugLevel(const std::optional<int>& level) {
-  const std::string value = std::to_string(level.value_or(0));
-  setenv("QOCP_DEBUG_LEVEL", value.c_str(), level.has_value());
-}
-
 bool IsVerdictOnFile(int status) {
   return status == kParserMalformed || status == kParserOutOfRange ||
          status == kParserUnsupported || status == kParserEndOfStream || status == kParserInternal;
 }
 
 }  // namespace
+
+void SetDebugLevel(const std::optional<int>& level) {
+  const std::string value = std::to_string(level.value_or(0));
+  setenv("QOCP_DEBUG_LEVEL", value.c_str(), level.has_value());
+}
 
 Input::Input(const Options& options, const std::string& path, Trace trace) : path_(path) {
   openOptions_.asIs = options.asIs || trace == Trace::kOn;

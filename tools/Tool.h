@@ -94,6 +94,10 @@ class Input {
   std::optional<host::AsfLayout> playedLayout_;
 };
 
+// The parser prints error lines unless told otherwise, some of them once per
+// access unit; it looks at the variable when it is made.
+void SetDebugLevel(const std::optional<int>& level);
+
 // Milliseconds of a time that a user gave; what is beyond 2^63 is brought to it.
 unsigned long long SecondsToMs(double seconds);
 

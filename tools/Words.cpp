@@ -145,6 +145,60 @@ std::string FindingText(const host::Finding& finding) {
   return "";
 }
 
+std::string RepairText(const host::RepairFinding& finding) {
+  const std::string value = std::to_string(finding.value);
+  switch (finding.note) {
+    case host::RepairNote::kHeaderObjects:
+      return "objects of the header, or what it says of their sizes and number";
+    case host::RepairNote::kFileSize:
+      return "the file size, stated as " + Count(finding.value, "byte");
+    case host::RepairNote::kPacketCount:
+      return "the number of packets, stated as " + value;
+    case host::RepairNote::kPacketLength:
+      return "the packets' length, stated as at least " + Count(finding.value, "byte");
+    case host::RepairNote::kDuration:
+      return "the duration, stated as " + TimeText(finding.value);
+    case host::RepairNote::kBroadcast:
+      return "the flag of a recording that goes on";
+    case host::RepairNote::kBitrate:
+      return "the bit rate, which is not stated";
+    case host::RepairNote::kDataObject:
+      return "the data object's size or number of packets";
+    case host::RepairNote::kPackets:
+      return Count(finding.value, "packet") + " damaged, or without error correction data";
+    case host::RepairNote::kPacketsGrow:
+      return "packets too full for error correction data: each grows by " +
+             Count(finding.value, "byte");
+    case host::RepairNote::kIndexMissing:
+      return "no index for stream " + value;
+    case host::RepairNote::kIndexWrong:
+      return "the index for stream " + value + ", which leads astray";
+    case host::RepairNote::kTrailing:
+      return "what stands behind the data, torn or in an order in which the index is not found";
+  }
+  return "";
+}
+
+std::string RefusalText(const host::Plan& plan) {
+  for (const host::PlanFinding& finding : plan.findings) {
+    switch (finding.note) {
+      case host::PlanNote::kNotAsf:
+        return "not an ASF file";
+      case host::PlanNote::kNoStream:
+        return "neither audio nor video";
+      case host::PlanNote::kEncrypted:
+        return "the content is encrypted";
+      case host::PlanNote::kPacketLength:
+        return "impossible packet length of " + Count(finding.value, "byte");
+      case host::PlanNote::kNoPackets:
+        return "the file ends in front of the first packet";
+      default:
+        break;
+    }
+  }
+  return "its size is not known";
+}
+
 std::string SeekProblemText(const host::ExactSeek& seek) {
   switch (seek.problem) {
     case host::ExactSeek::Problem::kNone:

@@ -6,11 +6,18 @@
 
 #include "host/ExactSeek.h"
 #include "host/Findings.h"
+#include "host/Repair.h"
 
 namespace tool {
 
 // Without a full stop; from the file's own bytes only what is printable.
 std::string FindingText(const host::Finding& finding);
+
+// What a repair mends.
+std::string RepairText(const host::RepairFinding& finding);
+
+// Why a plan refuses a file.
+std::string RefusalText(const host::Plan& plan);
 
 // Why an exact seek failed.
 std::string SeekProblemText(const host::ExactSeek& seek);

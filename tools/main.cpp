@@ -41,6 +41,7 @@ int Run(int argc, char** argv) {
   tool::AddUnits(app, options, &exitCode);
   tool::AddExtract(app, options, &exitCode);
   tool::AddVerify(app, options, &exitCode);
+  tool::AddRepair(app, options, &exitCode);
   tool::AddSeek(app, options, &exitCode);
   tool::AddTrace(app, options, &exitCode);
   try {

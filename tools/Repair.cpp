@@ -1,0 +1,130 @@
+// asftool repair: writes a mended copy of a file, which gets its name once it has been
+// read again.
+#include "host/Repair.h"
+
+#include <filesystem>
+#include <system_error>
+
+#include "host/FileSource.h"
+#include "host/RepairCheck.h"
+#include "tools/Commands.h"
+#include "tools/Output.h"
+#include "tools/OutputFile.h"
+#include "tools/Words.h"
+
+namespace tool {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Arguments {
+  std::string in, out;
+  bool force = false;
+};
+
+std::unique_ptr<host::FileSource> OpenFile(const std::string& path) {
+  std::string error;
+  auto source = host::FileSource::OpenPath(path, &error);
+  if (!source) throw Failure(kExitCannotRun, error);
+  return source;
+}
+
+void CheckOutput(const Arguments& arguments) {
+  std::error_code ignored;  // a path that cannot be looked up fails when it is opened
+  if (fs::equivalent(arguments.in, arguments.out, ignored)) {
+    throw Failure(kExitCannotRun, arguments.out + ": is the input: name another file to write");
+  }
+  if (fs::exists(arguments.out, ignored) && !fs::is_regular_file(arguments.out, ignored)) {
+    throw Failure(kExitCannotRun, arguments.out + ": is no file, which could be read again");
+  }
+}
+
+// Throws where the repair did not come to its end.
+void CheckStatus(const Arguments& arguments, const host::Repair& repair,
+                 host::RepairStatus status) {
+  switch (status) {
+    case host::RepairStatus::kGood:
+    case host::RepairStatus::kMendable:
+    case host::RepairStatus::kWriteFailed:  // thrown where it happened
+      return;
+    case host::RepairStatus::kPastMending:
+      throw Failure(kExitBadFile,
+                    arguments.in + ": past mending: " + RefusalText(repair.file()->plan()));
+    case host::RepairStatus::kReadFailed:
+      throw Failure(kExitCannotRun, arguments.in + ": cannot be read");
+    case host::RepairStatus::kCancelled:
+      throw Failure(kExitCannotRun, arguments.in + ": interrupted");
+  }
+}
+
+void CheckMended(const Arguments& arguments, const host::ParserLibrary& library, IDataSource* in,
+                 const std::string& written) {
+  const auto out = OpenFile(written);
+  switch (host::CheckRepair(library.factory(), in, out.get(), IsInterrupted)) {
+    case host::RepairVerdict::kGood:
+      return;
+    case host::RepairVerdict::kCancelled:
+      throw Failure(kExitCannotRun, arguments.in + ": interrupted");
+    case host::RepairVerdict::kNotMended:
+      throw Failure(kExitBadFile, arguments.in + ": past mending: the copy would not be right");
+    case host::RepairVerdict::kUnitsDiffer:
+      throw Failure(kExitBadFile,
+                    arguments.in + ": past mending: the copy would not play as the file does");
+  }
+}
+
+void PrintMended(const Arguments& arguments, const host::Repair& repair) {
+  const bool isGood = repair.findings().empty();
+  const std::string result = isGood ? "good: copied to " : "mended, written to ";
+  Print(Bold(Printable(arguments.in + ": " + result + arguments.out), stdout) + "\n");
+  for (const host::RepairFinding& finding : repair.findings()) {
+    Print("  mended: " + RepairText(finding) + "\n");
+  }
+  const std::size_t lost = repair.damage().objects.size();
+  if (lost != 0) Print("  note: " + Count(lost, "media object") + " lost fragments\n");
+}
+
+void Run(const Arguments& arguments, const Options& options) {
+  CheckOutput(arguments);
+  NoticeInterruptions();
+  SetDebugLevel(options.logLevel);
+  std::string error;
+  const auto library = host::ParserLibrary::Load(options.library, &error);
+  if (!library) throw Failure(kExitCannotRun, error);
+  const auto in = OpenFile(arguments.in);
+  host::Repair repair(in.get());
+  ProgressBar bar;
+  unsigned long long before = 0;  // packets looked at in earlier passes, of which there are two
+  const auto progress = [&](unsigned long long done, unsigned long long total) {
+    bar.Show(before + done, 2 * total);
+    return !IsInterrupted();
+  };
+  CheckStatus(arguments, repair, repair.Survey(progress));
+  if (repair.findings().empty() && !arguments.force) {
+    Print(Bold(Printable(arguments.in) + ": good, nothing is written", stdout) + "\n");
+    return;
+  }
+  before = repair.file()->plan().data.PacketCount();
+  OutputFile out(arguments.out);
+  const auto sink = [&out](const unsigned char* data, std::size_t size) {
+    out.Write(data, size);
+    return true;
+  };
+  CheckStatus(arguments, repair, repair.Write(sink, progress));
+  CheckMended(arguments, *library, in.get(), out.Flush());
+  out.Finish();
+  PrintMended(arguments, repair);
+}
+
+}  // namespace
+
+void AddRepair(CLI::App& app, const Options& options, int*) {
+  auto arguments = std::make_shared<Arguments>();
+  CLI::App* command = app.add_subcommand("repair", "Write a mended copy");
+  command->add_option("IN", arguments->in, "The file")->required();
+  command->add_option("OUT", arguments->out, "The copy")->required();
+  command->add_flag("--force", arguments->force, "Copy a good file as well");
+  command->callback([arguments, &options] { Run(*arguments, options); });
+}
+
+}  // namespace tool
