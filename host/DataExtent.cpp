@@ -21,10 +21,8 @@ constexpr int kMaxObjects = 256;
 constexpr std::size_t kMaxIndexes = 0x80;  // one for each stream number
 
 bool IsIndex(std::optional<AsfObjectId> id) {
-  static constexpr AsfObjectId kIndexes[] = {ID_SIMPLE_INDEX_OBJECT, ID_INDEX_OBJECT,
-                                             ID_MEDIA_OBJECT_INDEX_OBJECT,
-                                             ID_TIMECODE_INDEX_OBJECT};
-  return id && std::find(std::begin(kIndexes), std::end(kIndexes), *id) != std::end(kIndexes);
+  return IsOneOf(id, {ID_SIMPLE_INDEX_OBJECT, ID_INDEX_OBJECT, ID_MEDIA_OBJECT_INDEX_OBJECT,
+                      ID_TIMECODE_INDEX_OBJECT});
 }
 
 class DataFinder {

@@ -44,8 +44,7 @@ AsfLayout PacketLayout(const Plan& plan, const FileHeader& header) {
 
 // Indexes by byte offsets, which hold only while packets stay where they are.
 bool HasOffsets(std::optional<AsfObjectId> id) {
-  return id == ID_INDEX_OBJECT || id == ID_MEDIA_OBJECT_INDEX_OBJECT ||
-         id == ID_TIMECODE_INDEX_OBJECT;
+  return IsOneOf(id, {ID_INDEX_OBJECT, ID_MEDIA_OBJECT_INDEX_OBJECT, ID_TIMECODE_INDEX_OBJECT});
 }
 
 }  // namespace

@@ -271,8 +271,7 @@ class HeaderRepair {
   }
 
   void AddPart(const HeaderObject& part, std::vector<Bytes>* parts) const {
-    const bool hasRecords =
-        part.known == ID_METADATA_OBJECT || part.known == ID_METADATA_LIBRARY_OBJECT;
+    const bool hasRecords = IsOneOf(part.known, {ID_METADATA_OBJECT, ID_METADATA_LIBRARY_OBJECT});
     const std::optional<Bytes> bytes = hasRecords ? RecordsOf(part) : Copy(part);
     if (bytes) parts->push_back(*bytes);
   }

@@ -2,7 +2,9 @@
 #ifndef QO_ASF_FORMAT_GUID_H
 #define QO_ASF_FORMAT_GUID_H
 
+#include <algorithm>
 #include <cstring>
+#include <initializer_list>
 #include <optional>
 
 // 16 bytes exactly as the file holds them: Data1 to Data3 little-endian, then
@@ -90,5 +92,10 @@ const guid& GuidOf(AsfObjectId id);
 
 // The first table row equal to `g`, or nothing.
 std::optional<AsfObjectId> LookupGuid(const guid& g);
+
+// Whether a row that was looked up is one of `ids`.
+inline bool IsOneOf(std::optional<AsfObjectId> id, std::initializer_list<AsfObjectId> ids) {
+  return id && std::find(ids.begin(), ids.end(), *id) != ids.end();
+}
 
 #endif  // QO_ASF_FORMAT_GUID_H
