@@ -12,7 +12,6 @@
 
 namespace {
 
-using host::RepairNote;
 using host::RepairStatus;
 
 struct Repaired {
