@@ -11,8 +11,8 @@
 #include <system_error>
 #include <utility>
 
-#include "host/FileSource.h"
-#include "host/MemorySource.h"
+#include "qo_host/FileSource.h"
+#include "qo_host/MemorySource.h"
 
 namespace bench {
 namespace {
@@ -21,7 +21,7 @@ class MemoryInput final : public Input {
  public:
   explicit MemoryInput(std::string bytes) : bytes_(std::move(bytes)) {}
   std::unique_ptr<IDataSource> MakeSource() const override {
-    return std::make_unique<host::MemorySource>(bytes_.data(), bytes_.size());
+    return std::make_unique<qo_host::MemorySource>(bytes_.data(), bytes_.size());
   }
   std::string_view bytes() const override { return bytes_; }
 
@@ -39,7 +39,7 @@ class FileInput final : public Input {
 
   std::unique_ptr<IDataSource> MakeSource() const override {
     std::string error;
-    return host::FileSource::OpenPath(path_, &error);
+    return qo_host::FileSource::OpenPath(path_, &error);
   }
   std::string_view bytes() const override { return {static_cast<const char*>(mapping_), size_}; }
 
@@ -56,7 +56,7 @@ std::unique_ptr<Input> MakeMemoryInput(std::string bytes) {
 }
 
 std::unique_ptr<Input> OpenFileInput(const std::string& path, std::string* error) {
-  if (host::FileSource::OpenPath(path, error) == nullptr) return nullptr;
+  if (qo_host::FileSource::OpenPath(path, error) == nullptr) return nullptr;
   const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
   struct stat status {};
   void* mapping = MAP_FAILED;

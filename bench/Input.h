@@ -19,10 +19,10 @@ class Input {
   virtual std::string_view bytes() const = 0;
 };
 
-// A file in memory, read through host::MemorySource.
+// A file in memory, read through qo_host::MemorySource.
 std::unique_ptr<Input> MakeMemoryInput(std::string bytes);
 
-// A file on disk, read through host::FileSource. Null, with the reason in
+// A file on disk, read through qo_host::FileSource. Null, with the reason in
 // `*error` (not null), when it cannot be read.
 std::unique_ptr<Input> OpenFileInput(const std::string& path, std::string* error);
 

@@ -23,15 +23,15 @@
 #include "bench/Input.h"
 #include "bench/Table.h"
 #include "bench/Workloads.h"
-#include "host/ParserLibrary.h"
-#include "host/ParserSession.h"
-#include "host/TraceSource.h"
+#include "qo_host/ParserLibrary.h"
+#include "qo_host/ParserSession.h"
+#include "qo_host/TraceSource.h"
 #include "testing/HeapMeter.h"
 
 namespace bench {
 namespace {
 
-using Kind = std::optional<host::TrackKind>;  // nothing: all tracks, by time
+using Kind = std::optional<qo_host::TrackKind>;  // nothing: all tracks, by time
 
 // Play-outs are measured in processor time, which other processes disturb least;
 // what takes microseconds by the clock, which costs nothing to read.
@@ -117,7 +117,7 @@ class Series {
   std::vector<double> times_, floors_, ratios_;
 };
 
-unsigned long long PlayOut(host::ParserSession* session, Kind kind) {
+unsigned long long PlayOut(qo_host::ParserSession* session, Kind kind) {
   unsigned long long units = 0;
   while ((kind ? session->NextUnit(*kind) : session->NextUnit()) != nullptr) ++units;
   return units;
@@ -125,12 +125,12 @@ unsigned long long PlayOut(host::ParserSession* session, Kind kind) {
 
 // A whole play-out, from opening the source to closing the parser. Calls and
 // allocations are those between the end of Open and the end of the stream.
-void MeasurePlayOut(benchmark::State& state, const host::ParserLibrary& library, const Input& input,
-                    Kind kind, const char* level) {
+void MeasurePlayOut(benchmark::State& state, const qo_host::ParserLibrary& library,
+                    const Input& input, Kind kind, const char* level) {
   const DebugLevel debugLevel(level);
-  auto trace = std::make_unique<host::TraceSource>(input.MakeSource());
-  host::TraceSource* calls = trace.get();
-  host::ParserSession counted(library.factory(), std::move(trace));
+  auto trace = std::make_unique<qo_host::TraceSource>(input.MakeSource());
+  qo_host::TraceSource* calls = trace.get();
+  qo_host::ParserSession counted(library.factory(), std::move(trace));
   if (counted.Open() != kParserOk) return state.SkipWithError("cannot be opened");
   calls->Reset();
   const unsigned long long before = HeapAllocations();
@@ -142,7 +142,7 @@ void MeasurePlayOut(benchmark::State& state, const host::ParserLibrary& library,
   for (auto _ : state) {
     const double start = ProcessorSeconds();
     {
-      host::ParserSession session(library.factory(), input.MakeSource());
+      qo_host::ParserSession session(library.factory(), input.MakeSource());
       session.Open();
       PlayOut(&session, kind);
     }
@@ -162,8 +162,9 @@ void OpenAndClose(IParser* parser, IDataSource* source) {
   parser->Close();
 }
 
-void MeasureOpen(benchmark::State& state, const host::ParserLibrary& library, const Input& input) {
-  host::TraceSource calls(input.MakeSource());
+void MeasureOpen(benchmark::State& state, const qo_host::ParserLibrary& library,
+                 const Input& input) {
+  qo_host::TraceSource calls(input.MakeSource());
   const auto counted = library.factory().Make();
   const unsigned long long before = HeapAllocations();
   OpenAndClose(counted.get(), &calls);
@@ -186,7 +187,7 @@ void MeasureOpen(benchmark::State& state, const host::ParserLibrary& library, co
 // delivers.
 class Seeker {
  public:
-  Seeker(const host::ParserLibrary& library, std::unique_ptr<IDataSource> source)
+  Seeker(const qo_host::ParserLibrary& library, std::unique_ptr<IDataSource> source)
       : source_(std::move(source)), parser_(library.factory().Make()) {
     if (parser_->Open(source_.get()) != kParserOk) return;
     parser_->GetDurationMs(&durationMs_);
@@ -228,7 +229,7 @@ class Seeker {
 
  private:
   std::unique_ptr<IDataSource> source_;
-  host::ParserPointer parser_;
+  qo_host::ParserPointer parser_;
   unsigned long durationMs_ = 0;
   int trackType_ = 0;
   std::mt19937 places_{20240607};
@@ -239,10 +240,11 @@ class Seeker {
 
 // Single seeks, each with the first unit behind it. The floor is one copy of that
 // unit.
-void MeasureSeek(benchmark::State& state, const host::ParserLibrary& library, const Input& input) {
+void MeasureSeek(benchmark::State& state, const qo_host::ParserLibrary& library,
+                 const Input& input) {
   constexpr unsigned int kCountedSeeks = 500;
-  auto trace = std::make_unique<host::TraceSource>(input.MakeSource());
-  host::TraceSource* calls = trace.get();
+  auto trace = std::make_unique<qo_host::TraceSource>(input.MakeSource());
+  qo_host::TraceSource* calls = trace.get();
   Seeker counted(library, std::move(trace));
   calls->Reset();
   const unsigned long long before = HeapAllocations();
@@ -275,7 +277,7 @@ void MeasureSeek(benchmark::State& state, const host::ParserLibrary& library, co
 // Registers the rows of a run and owns what they measure.
 class Suite {
  public:
-  explicit Suite(const host::ParserLibrary& library) : library_(library) {}
+  explicit Suite(const qo_host::ParserLibrary& library) : library_(library) {}
 
   void AddFile(const std::string& name, std::unique_ptr<Input> file) {
     const Input& input = Own(std::move(file));
@@ -288,8 +290,8 @@ class Suite {
     const Input& both = Own(MakeMemoryInput(AudioVideoFile(true)));
     AddOpen("open", both);
     AddPlayOut("play-out, audio file", Own(MakeMemoryInput(AudioFile())));
-    AddPlayOut("play-out, audio only", both, host::TrackKind::kAudio);
-    AddPlayOut("play-out, video only", both, host::TrackKind::kVideo);
+    AddPlayOut("play-out, audio only", both, qo_host::TrackKind::kAudio);
+    AddPlayOut("play-out, video only", both, qo_host::TrackKind::kVideo);
     AddPlayOut("play-out, both", both);
     AddPlayOut("key frames of 1 MiB", Own(MakeMemoryInput(LargeKeyFrameFile())));
     AddPlayOut("tiny objects", Own(MakeMemoryInput(TinyObjectFile())));
@@ -325,13 +327,13 @@ class Suite {
     Add(name, [this, &input](benchmark::State& state) { MeasureSeek(state, library_, input); });
   }
 
-  const host::ParserLibrary& library_;
+  const qo_host::ParserLibrary& library_;
   std::vector<std::unique_ptr<Input>> inputs_;
 };
 
 int Run(int argc, char** argv) {
   std::string error;
-  const auto library = host::ParserLibrary::Load("", &error);
+  const auto library = qo_host::ParserLibrary::Load("", &error);
   if (library == nullptr) {
     std::fprintf(stderr, "qo_bench: %s\n", error.c_str());
     return 2;

@@ -20,10 +20,10 @@
 #include <system_error>
 #include <vector>
 
-#include "host/FileSource.h"
-#include "host/ParserLibrary.h"
-#include "host/ParserSession.h"
-#include "host/StatusText.h"
+#include "qo_host/FileSource.h"
+#include "qo_host/ParserLibrary.h"
+#include "qo_host/ParserSession.h"
+#include "qo_host/StatusText.h"
 
 namespace {
 
@@ -82,13 +82,13 @@ std::string OwnFolder() {
   return std::filesystem::read_symlink("/proc/self/exe").parent_path().string();
 }
 
-std::size_t TrackCount(const host::ParserLibrary& library, const std::string& path) {
+std::size_t TrackCount(const qo_host::ParserLibrary& library, const std::string& path) {
   std::string error;
-  auto source = host::FileSource::OpenPath(path, &error);
+  auto source = qo_host::FileSource::OpenPath(path, &error);
   if (source == nullptr) Fail(error);
-  host::ParserSession session(library.factory(), std::move(source));
+  qo_host::ParserSession session(library.factory(), std::move(source));
   const int status = session.Open();
-  if (status != kParserOk) Fail(path + ": " + host::StatusText(host::Action::kOpen, status));
+  if (status != kParserOk) Fail(path + ": " + qo_host::StatusText(qo_host::Action::kOpen, status));
   return session.tracks().size();
 }
 
@@ -132,7 +132,8 @@ void PrintRow(const std::string& file, const Program& program, const Program& fl
   std::fflush(stdout);
 }
 
-void Compare(const host::ParserLibrary& library, const std::string& tiny, const std::string& path) {
+void Compare(const qo_host::ParserLibrary& library, const std::string& tiny,
+             const std::string& path) {
   std::vector<Program> programs{
       {"floor", {}, {}}, {"asftool verify", {}, {}}, {"ffmpeg", {}, {}}, {"GStreamer", {}, {}}};
   const std::size_t tracks = TrackCount(library, path);
@@ -155,7 +156,7 @@ void Compare(const host::ParserLibrary& library, const std::string& tiny, const 
 int main(int argc, char** argv) {
   if (argc < 3) Fail("usage: qo_peers TINY FILE...");
   std::string error;
-  const auto library = host::ParserLibrary::Load("", &error);
+  const auto library = qo_host::ParserLibrary::Load("", &error);
   if (library == nullptr) Fail(error);
   std::puts(
       "| file | program | user + system, ms | wall, ms | peak, MiB | ratio to the floor | less "

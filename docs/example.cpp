@@ -3,11 +3,11 @@
 #include <cstdio>
 #include <vector>
 
-#include "host/FileSource.h"  // an IDataSource over a file; a host brings its own
+#include "qo_host/FileSource.h"  // an IDataSource over a file; a host brings its own
 
 int main(int argc, char** argv) {
   std::string error;
-  const auto source = host::FileSource::OpenPath(argc > 1 ? argv[1] : "", &error);
+  const auto source = qo_host::FileSource::OpenPath(argc > 1 ? argv[1] : "", &error);
   if (!source) return std::puts(error.c_str()), 2;
 
   IParser* parser = createParser();

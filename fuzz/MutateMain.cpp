@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "host/MemorySource.h"
+#include "qo_host/MemorySource.h"
 #include "testing/CheckingHost.h"
 #include "testing/SampleFiles.h"
 #include "testing/Steps.h"
@@ -74,7 +74,7 @@ void Play(const std::string& file) {
     return all + steps::ReadConfigs(255) + steps::Describe() + steps::Seek(kTrackVideo) +
            steps::Seek(kTrackAudio) + play;
   }();
-  host::MemorySource source(file.data(), file.size());
+  qo_host::MemorySource source(file.data(), file.size());
   PlayScript(Input(script), &source, file.size());
 }
 

@@ -25,7 +25,7 @@ std::optional<unsigned char> TakeStream(Input* input) {
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   Input input(data, size);
-  host::StreamChoice choice;
+  qo_host::StreamChoice choice;
   choice.audio = TakeStream(&input);
   choice.video = TakeStream(&input);
   const fuzz::FaultPlan plan = fuzz::TakeFaults(&input);
@@ -35,11 +35,10 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
 
   FaultySource source(file);
   for (const auto& [at, fault] : plan) source.Plan(at, fault);
-  std::unique_ptr<host::PresentedFile> presented;
+  std::unique_ptr<qo_host::PresentedFile> presented;
   const std::size_t before = HeapBytes();
   ResetHeapPeak();
-  if (host::PresentedFile::Make(&source, choice, &presented) == 0 &&
-      presented->plan().isPresented) {
+  if (qo_host::PresentedFile::Make(&source, choice, &presented) == 0 && presented->isPresented()) {
     CHECK(HeapPeak() <= before + kPlanHeapPerByte * file.size() + kPlanHeap);
     const std::unique_ptr<IDataSource> view = presented->MakeSource();
     PlayScript(script, view.get(), file.size());

@@ -6,8 +6,8 @@
 #include <memory>
 #include <string>
 
-#include "host/MemorySource.h"
-#include "host/ReadAheadSource.h"
+#include "qo_host/MemorySource.h"
+#include "qo_host/ReadAheadSource.h"
 #include "testing/Check.h"
 #include "testing/PlatformStandIn.h"
 
@@ -265,7 +265,7 @@ void CompareReadAhead(Input script, std::string_view file) {
   const std::uint64_t digest = PlayScript(script, &plain);
   if (plain.GaveUp()) return;
   constexpr std::size_t kWindowBytes = 1024;
-  host::ReadAheadSource ahead(std::make_unique<host::MemorySource>(file.data(), file.size()),
-                              kWindowBytes);
+  qo_host::ReadAheadSource ahead(std::make_unique<qo_host::MemorySource>(file.data(), file.size()),
+                                 kWindowBytes);
   CHECK(PlayScript(script, &ahead, file.size()) == digest);
 }

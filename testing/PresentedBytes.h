@@ -7,18 +7,18 @@
 #include <string>
 #include <string_view>
 
-#include "host/MemorySource.h"
-#include "host/Plan.h"
+#include "host/presented/Plan.h"
+#include "qo_host/MemorySource.h"
 
 // Nothing where it is not presented. `*plan` may be null.
 inline std::optional<std::string> PresentedBytes(std::string_view file,
-                                                 const host::StreamChoice& choice,
-                                                 host::Plan* plan = nullptr) {
-  host::MemorySource source(file.data(), file.size());
-  std::unique_ptr<host::PresentedFile> presented;
-  static_cast<void>(host::PresentedFile::Make(&source, choice, &presented));
+                                                 const qo_host::StreamChoice& choice,
+                                                 qo_host::Plan* plan = nullptr) {
+  qo_host::MemorySource source(file.data(), file.size());
+  std::unique_ptr<qo_host::PresentedFile> presented;
+  static_cast<void>(qo_host::PresentedFile::Make(&source, choice, &presented));
   if (plan != nullptr) *plan = presented->plan();
-  if (!presented->plan().isPresented) return std::nullopt;
+  if (!presented->isPresented()) return std::nullopt;
   const std::unique_ptr<IDataSource> view = presented->MakeSource();
   unsigned long long size = 0;
   static_cast<void>(view->GetSize(&size));

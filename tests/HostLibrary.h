@@ -8,14 +8,14 @@
 #include <memory>
 #include <string>
 
-#include "host/ParserLibrary.h"
-#include "host/ParserSession.h"
+#include "qo_host/ParserLibrary.h"
+#include "qo_host/ParserSession.h"
 
-inline host::ParserFactory Library() {
+inline qo_host::ParserFactory Library() {
   static const auto library = [] {
     setenv("QOCP_DEBUG_LEVEL", "0", 1);
     std::string error;
-    auto loaded = host::ParserLibrary::Load(QO_PARSER_LIBRARY, &error);
+    auto loaded = qo_host::ParserLibrary::Load(QO_PARSER_LIBRARY, &error);
     EXPECT_TRUE(loaded) << error;
     return loaded;
   }();
@@ -23,8 +23,8 @@ inline host::ParserFactory Library() {
 }
 
 // The bare parser's view.
-inline host::OpenOptions AsIs() {
-  host::OpenOptions options;
+inline qo_host::OpenOptions AsIs() {
+  qo_host::OpenOptions options;
   options.asIs = true;
   return options;
 }

@@ -8,7 +8,7 @@
 #include <cstdio>
 #include <ctime>
 
-#include "host/MemorySource.h"
+#include "qo_host/MemorySource.h"
 #include "testing/AsfBuilder.h"
 #include "testing/CheckingHost.h"
 #include "testing/FaultySource.h"
@@ -165,7 +165,7 @@ TEST(Faults, CostliestFilesStayInProportion) {
   };
   for (const File& row : rows) {
     running = row.name;
-    host::MemorySource source(row.bytes.data(), row.bytes.size());
+    qo_host::MemorySource source(row.bytes.data(), row.bytes.size());
     const std::size_t before = HeapBytes();
     const std::clock_t start = std::clock();
     const bool opened = Use(steps::ReadAudio(1) + steps::ReadVideo(1), &source, row.bytes.size());

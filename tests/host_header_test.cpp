@@ -7,9 +7,10 @@
 #include <random>
 
 #include "asf/format/FourCc.h"
-#include "host/CodecNames.h"
-#include "host/FileHeader.h"
-#include "host/MemorySource.h"
+#include "asf/format/Records.h"
+#include "qo_host/CodecNames.h"
+#include "qo_host/FileHeader.h"
+#include "qo_host/MemorySource.h"
 #include "testing/AsfBuilder.h"
 #include "testing/FaultySource.h"
 #include "testing/SampleFiles.h"
@@ -18,10 +19,10 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
-host::FileHeader Header(const Bytes& file) {
-  static host::FileHeader header;  // that has been used
-  host::MemorySource source(file.data(), file.size());
-  EXPECT_EQ(0, host::ReadFileHeader(&source, &header));
+qo_host::FileHeader Header(const Bytes& file) {
+  static qo_host::FileHeader header;  // that has been used
+  qo_host::MemorySource source(file.data(), file.size());
+  EXPECT_EQ(0, qo_host::ReadFileHeader(&source, &header));
   return header;
 }
 
@@ -33,26 +34,26 @@ std::string Join(const Values&... values) {
   return line.str().substr(1);
 }
 
-std::string Problems(const host::FileHeader& header) {
+std::string Problems(const qo_host::FileHeader& header) {
   static constexpr const char* kNames[] = {
       "not ASF",         "header size",     "header cut",  "header too long", "data in header",
       "count too small", "count too large", "object size", "object too long", "extension size",
       "loose bytes",     "record cut",      "too many"};
   std::string text;
-  for (const host::HeaderIssue& issue : header.problems) {
+  for (const qo_host::HeaderIssue& issue : header.problems) {
     text += Join(text.empty() ? "" : ",", kNames[static_cast<int>(issue.problem)], issue.position);
   }
   return text.empty() ? text : text.substr(1);
 }
 
-std::string Text(const host::FileHeader& header, host::ByteRange range) {
+std::string Text(const qo_host::FileHeader& header, qo_host::ByteRange range) {
   EXPECT_LE(range.position + range.size, header.bytes.size());
   return {reinterpret_cast<const char*>(header.Data(range)), range.size};
 }
 
-Lines StreamLines(const host::FileHeader& header) {
+Lines StreamLines(const qo_host::FileHeader& header) {
   Lines lines;
-  for (const host::StreamHeader& stream : header.streams) {
+  for (const qo_host::StreamHeader& stream : header.streams) {
     const int subTag = stream.extensible ? stream.extensible->formatTag.value_or(0) : -1;
     lines.push_back(Join(int{stream.number}, StreamKindName(stream.kind), stream.codecTag,
                          stream.timeOffset, stream.hidden, stream.encrypted, subTag,
@@ -61,23 +62,23 @@ Lines StreamLines(const host::FileHeader& header) {
   return lines;
 }
 
-Lines ExtendedLines(const host::FileHeader& header) {
+Lines ExtendedLines(const qo_host::FileHeader& header) {
   Lines lines;
-  for (const host::ExtendedStream& stream : header.extendedStreams) {
+  for (const qo_host::ExtendedStream& stream : header.extendedStreams) {
     lines.push_back(Join(stream.number, stream.averageTimePerFrame, stream.bitsPerSecond,
                          stream.maximumObjectSize, header.Language(stream.language)));
-    for (const host::StreamName& name : stream.names) {
+    for (const qo_host::StreamName& name : stream.names) {
       lines.push_back(Join("name", header.Language(name.language), name.text));
     }
-    for (const host::PayloadExtension& extension : stream.payloadExtensions) {
-      lines.push_back(Join("payload", extension.known.value_or(ID_HEADER_OBJECT), extension.size,
+    for (const qo_host::PayloadExtension& extension : stream.payloadExtensions) {
+      lines.push_back(Join("payload", qo_host::GuidString(extension.system), extension.size,
                            Text(header, extension.info)));
     }
   }
   return lines;
 }
 
-Lines ListLines(const host::FileHeader& header) {
+Lines ListLines(const qo_host::FileHeader& header) {
   Lines lines;
   for (const auto& bitrate : header.bitrates) {
     lines.push_back(Join("bitrate", int{bitrate.stream}, bitrate.bitsPerSecond));
@@ -98,9 +99,9 @@ Lines ListLines(const host::FileHeader& header) {
   return lines;
 }
 
-Lines EncryptionLines(const host::FileHeader& header) {
+Lines EncryptionLines(const qo_host::FileHeader& header) {
   Lines lines;
-  for (const host::Encryption& encryption : header.encryptions) {
+  for (const qo_host::Encryption& encryption : header.encryptions) {
     lines.push_back(Join(static_cast<int>(encryption.kind), encryption.scheme, encryption.keyId,
                          encryption.licenseUrl, encryption.text, encryption.type,
                          Text(header, encryption.data)));
@@ -109,11 +110,11 @@ Lines EncryptionLines(const host::FileHeader& header) {
   return lines;
 }
 
-Lines TagLines(const host::FileHeader& header) {
+Lines TagLines(const qo_host::FileHeader& header) {
   static constexpr const char* kOrigins[] = {"C", "E", "M", "L"};
   Lines lines;
-  for (const host::HeaderTag& tag : header.tags) {
-    const std::optional<host::Picture> picture = header.PictureOf(tag);
+  for (const qo_host::HeaderTag& tag : header.tags) {
+    const std::optional<qo_host::Picture> picture = header.PictureOf(tag);
     lines.push_back(Join(kOrigins[static_cast<int>(tag.origin)], tag.stream,
                          header.Language(tag.language), tag.name, "=",
                          picture ? picture->mimeType + "/" + picture->description + "/" +
@@ -177,7 +178,7 @@ AsfFile RichFile() {
                     MetadataRecord(0, 2, "IsVBR", kMetaBool, Le(1, 2))}) +
           Metadata({MetadataRecord(0, 0, "WM/Genre", kMetaString, Utf16("Rock")),
                     MetadataRecord(1, 1, "WM/Genre", kMetaString, Utf16("Chanson")),
-                    MetadataRecord(0, 0, "Id", host::kMetaGuid, GuidBytes(ID_HEADER_OBJECT)),
+                    MetadataRecord(0, 0, "Id", qo_host::kMetaGuid, GuidBytes(ID_HEADER_OBJECT)),
                     MetadataRecord(0, 0, "WM/Picture", kMetaBytes, PictureValue("PNG2"))},
                    ID_METADATA_LIBRARY_OBJECT)),
       Stream(ID_VIDEO_MEDIA, 0x8002, VideoFormat("WMV3", "conf")),
@@ -208,7 +209,7 @@ AsfFile RichFile() {
   return file;
 }
 
-std::map<std::string, Lines> Facts(const host::FileHeader& header) {
+std::map<std::string, Lines> Facts(const qo_host::FileHeader& header) {
   return {{"streams", StreamLines(header)},
           {"extended", ExtendedLines(header)},
           {"lists", ListLines(header)},
@@ -217,7 +218,7 @@ std::map<std::string, Lines> Facts(const host::FileHeader& header) {
 }
 
 TEST(HostHeader, TellsAllThatAHeaderSays) {
-  const host::FileHeader header = Header(RichFile().Build());
+  const qo_host::FileHeader header = Header(RichFile().Build());
   EXPECT_EQ("", Problems(header));
   const std::map<std::string, Lines> facts = Facts(header);
   const std::string wmv3 = std::to_string(FourCc("WMV3")), wvc1 = std::to_string(FourCc("WVC1"));
@@ -229,7 +230,7 @@ TEST(HostHeader, TellsAllThatAHeaderSays) {
             facts.at("streams"));
   EXPECT_EQ(
       (Lines{"1 400000 64000 9000 fr", "name en-us speech", "name fr voix", "9 400000 64000 9000 ",
-             Join("payload", ID_PAYLOAD_EXT_SYSTEM_SAMPLE_DURATION, "2 info")}),
+             Join("payload", "C6BD9450-867F-4907-83A3-C77921B733AD", "2 info")}),
       facts.at("extended"));
   EXPECT_EQ((Lines{"bitrate 2 500000", "bitrate 1 64000", "codec 1 WMV9 best WMV3",
                    "marker 35000000 50 17 One", "command 3100 URL a", "command 3200 - b"}),
@@ -247,10 +248,10 @@ TEST(HostHeader, TellsAllThatAHeaderSays) {
              "E 0 en-us Big = 123456789012", "E 0 en-us Author = One", "E 0 en-us Author = Two"}),
       facts.at("tags"));
   EXPECT_EQ("Chapters", header.markersName);
-  EXPECT_EQ(3000u, header.properties->preroll);
+  EXPECT_EQ(3000u, header.properties->prerollMs);
   EXPECT_EQ(500000u, header.Bitrate(2));
   EXPECT_FALSE(header.Bitrate(3));
-  EXPECT_EQ(ID_AUDIO_MEDIA, LookupGuid(header.Stream(1)->type));
+  EXPECT_EQ("F8699E40-5B4D-11CF-A8FD-00805F5C442B", qo_host::GuidString(header.Stream(1)->type));
   EXPECT_EQ(9, header.Extended(9)->number);
   EXPECT_EQ(nullptr, header.Stream(4));
   EXPECT_TRUE(header.IsEncrypted());
@@ -339,7 +340,7 @@ TEST(HostHeader, SaysWhatMadeNoSenseAndKeepsTheRest) {
       {"nests", with(HeaderExtension(nest)), ""},
   };
   for (const auto& test : cases) {
-    const host::FileHeader header = Header(test.file);
+    const qo_host::FileHeader header = Header(test.file);
     EXPECT_EQ(test.problems, Problems(header)) << test.what;
     EXPECT_EQ(test.streams, header.streams.size()) << test.what;
     EXPECT_EQ(test.tags, TagLines(header)) << test.what;
@@ -350,13 +351,13 @@ TEST(HostHeader, SaysWhatMadeNoSenseAndKeepsTheRest) {
 TEST(HostHeader, ReadsRealFilesAsOthersDo) {
   for (const auto& path : SamplePaths()) {
     SCOPED_TRACE(path);
-    const host::FileHeader header = Header(FileBytes(path));
+    const qo_host::FileHeader header = Header(FileBytes(path));
     const auto companion = nlohmann::json::parse(FileBytes(path.string() + ".json"));
     const auto& layout = companion["layout"];
     EXPECT_EQ("", Problems(header));
 
     std::string sizes;
-    for (const host::HeaderObject& object : header.objects) {
+    for (const qo_host::HeaderObject& object : header.objects) {
       if (object.depth == 0) sizes += Join("", object.size);
     }
     std::string expected;
@@ -366,21 +367,21 @@ TEST(HostHeader, ReadsRealFilesAsOthersDo) {
     }
     EXPECT_EQ(expected, sizes);
 
-    const asf_file_properties_object& properties = header.properties.value();
+    const qo_host::FileProperties& properties = header.properties.value();
     const auto& stated = layout["fileprops"];
     EXPECT_EQ(stated["size"], properties.fileSize);
     EXPECT_EQ(stated["play"], properties.playDuration);
-    EXPECT_EQ(stated["preroll"], properties.preroll);
+    EXPECT_EQ(stated["preroll"], properties.prerollMs);
     EXPECT_EQ(stated["bitrate"], properties.maxBitrate);
 
     ASSERT_EQ(layout["streams"].size(), header.streams.size());
     for (std::size_t k = 0; k < header.streams.size(); ++k) {
-      const host::StreamHeader& stream = header.streams[k];
+      const qo_host::StreamHeader& stream = header.streams[k];
       const auto& facts = layout["streams"][k];
       EXPECT_EQ(facts["num"], stream.number);
       EXPECT_EQ(facts["type"], StreamKindName(stream.kind));
       if (stream.video) {
-        EXPECT_EQ(facts["fourcc"], host::FourCcText(stream.codecTag));
+        EXPECT_EQ(facts["fourcc"], qo_host::FourCcText(stream.codecTag));
         EXPECT_EQ(facts["w"], stream.video->encodedWidth);
         EXPECT_EQ(facts["extra"], stream.codecData.size);
       } else {
@@ -403,7 +404,7 @@ TEST(HostHeader, ACutFileKeepsWhatIsWhole) {
   const std::map<std::string, Lines> whole = Facts(Header(file));
   for (std::size_t size = 30; size < whole.size() + Header(file).bytes.size(); ++size) {
     SCOPED_TRACE(size);
-    const host::FileHeader header = Header(file.substr(0, size));
+    const qo_host::FileHeader header = Header(file.substr(0, size));
     std::map<std::string, Lines> facts = Facts(header);
     EXPECT_EQ(size >= header.statedSize, Problems(header).empty());
     Lines& streams = facts["streams"];
@@ -427,7 +428,7 @@ TEST(HostHeader, AnyBytesAreTolerated) {
       bytes[30 + random() % (bytes.size() - 30)] =
           static_cast<char>(random() % 3 == 0 ? 0xFF : random());
     }
-    const host::FileHeader header = Header(bytes);
+    const qo_host::FileHeader header = Header(bytes);
     EXPECT_LE(header.problems.size(), bytes.size() / sizeof(asf_object_header));
     for (const auto& [kind, lines] : Facts(header)) EXPECT_LE(lines.size(), bytes.size()) << kind;
   }
@@ -440,8 +441,8 @@ TEST(HostHeader, ReadsLittleMoreThanThereIs) {
                ID_METADATA_LIBRARY_OBJECT))});
   const Bytes file = large.Build();
   FaultySource source(file);
-  host::FileHeader header;
-  EXPECT_EQ(0, host::ReadFileHeader(&source, &header));
+  qo_host::FileHeader header;
+  EXPECT_EQ(0, qo_host::ReadFileHeader(&source, &header));
   ASSERT_EQ(1u, header.tags.size());
   EXPECT_EQ(image.size(), header.PictureOf(header.tags[0]).value().bytes.size());
   EXPECT_EQ(header.statedSize, header.bytes.size());
@@ -450,13 +451,13 @@ TEST(HostHeader, ReadsLittleMoreThanThereIs) {
   Bytes lie = RichFile().Build();
   lie.replace(16, 8, Le(~0ull, 8));
   FaultySource lying(lie);
-  EXPECT_EQ(0, host::ReadFileHeader(&lying, &header));
+  EXPECT_EQ(0, qo_host::ReadFileHeader(&lying, &header));
   EXPECT_EQ(1u, lying.CallCount());
 
   for (unsigned long call = 1; call <= source.CallCount(); ++call) {
     FaultySource failing(file);
     failing.Plan(call, Fault::kFail);
-    EXPECT_EQ(FaultySource::kFailure, host::ReadFileHeader(&failing, &header)) << call;
+    EXPECT_EQ(FaultySource::kFailure, qo_host::ReadFileHeader(&failing, &header)) << call;
     EXPECT_EQ("", Problems(header)) << call;
   }
 }
@@ -466,9 +467,9 @@ TEST(HostHeader, KeepsNoMoreEntriesThanItMay) {
   for (int object = 0; object < 3; ++object) {
     languages += Object(ID_LANGUAGE_LIST_OBJECT, Le(0xFFFF, 2) + Bytes(0xFFFF, '\0'));
   }
-  const host::FileHeader header = Header(AsfFile({languages}).Build());
-  EXPECT_LT(header.languages.size(), host::kMaxHeaderEntries);
-  EXPECT_EQ(host::HeaderProblem::kTooMany, header.problems.back().problem);
+  const qo_host::FileHeader header = Header(AsfFile({languages}).Build());
+  EXPECT_LT(header.languages.size(), qo_host::kMaxHeaderEntries);
+  EXPECT_EQ(qo_host::HeaderProblem::kTooMany, header.problems.back().problem);
 }
 
 }  // namespace

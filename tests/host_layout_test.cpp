@@ -3,8 +3,8 @@
 
 #include <random>
 
-#include "host/MemorySource.h"
-#include "host/SeekPoints.h"
+#include "qo_host/MemorySource.h"
+#include "qo_host/SeekPoints.h"
 #include "testing/AsfBuilder.h"
 #include "testing/FaultySource.h"
 #include "testing/SampleFiles.h"
@@ -12,14 +12,14 @@
 namespace {
 
 // Into a record that has been used.
-host::AsfLayout Layout(const Bytes& file) {
-  static host::AsfLayout layout;
-  host::MemorySource source(file.data(), file.size());
-  EXPECT_EQ(0, host::ReadLayout(&source, &layout));
+qo_host::AsfLayout Layout(const Bytes& file) {
+  static qo_host::AsfLayout layout;
+  qo_host::MemorySource source(file.data(), file.size());
+  EXPECT_EQ(0, qo_host::ReadLayout(&source, &layout));
   return layout;
 }
 
-const char* FaultName(host::PacketFault fault) {
+const char* FaultName(qo_host::PacketFault fault) {
   static constexpr const char* kNames[] = {"",
                                            "no replicated data",
                                            "payload size",
@@ -33,12 +33,12 @@ const char* FaultName(host::PacketFault fault) {
 // Each packet as "stream@time:offset+size", "k" in front of a key frame; then
 // what is wrong with it.
 std::string Walk(const Bytes& file) {
-  host::MemorySource source(file.data(), file.size());
+  qo_host::MemorySource source(file.data(), file.size());
   std::string text;
-  host::WalkPackets(&source, Layout(file), [&text](const host::Packet& packet) {
+  qo_host::WalkPackets(&source, Layout(file), [&text](const qo_host::Packet& packet) {
     text += text.empty() ? "" : "| ";
     if (!packet.hasErrorCorrection) text += "unreadable ";
-    for (const host::Payload& payload : packet.payloads) {
+    for (const qo_host::Payload& payload : packet.payloads) {
       text += (payload.keyFrame ? "k" : "") + std::to_string(payload.stream) + "@" +
               std::to_string(payload.timeMs) + ":" + std::to_string(payload.offset) + "+" +
               std::to_string(payload.size) +
@@ -69,9 +69,9 @@ TEST(HostLayout, TellsWhatTheHeaderSays) {
                                      Object(ID_EXTENDED_STREAM_PROPERTIES_OBJECT, extended)));
   file.header.push_back(Object(ID_EXTENDED_CONTENT_ENCRYPTION_OBJECT, "key"));
   file.trailing = Object(ID_PADDING_OBJECT, "xyz") + SimpleIndex(5000000, {0, 1, 1});
-  const host::AsfLayout layout = Layout(file.Build());
+  const qo_host::AsfLayout layout = Layout(file.Build());
 
-  EXPECT_EQ(host::LayoutProblem::kNone, layout.problem);
+  EXPECT_EQ(qo_host::LayoutProblem::kNone, layout.problem);
   EXPECT_FALSE(layout.IsTruncated());
   ASSERT_TRUE(layout.simpleIndex);
   EXPECT_EQ((std::vector<unsigned long long>{3000, 200, 2, 3, 5000000}),
@@ -81,7 +81,7 @@ TEST(HostLayout, TellsWhatTheHeaderSays) {
   EXPECT_FALSE(layout.contentEncryption);
   EXPECT_TRUE(layout.extendedContentEncryption && layout.advancedContentEncryption);
   std::string streams;
-  for (const host::StreamLayout& stream : layout.streams) {
+  for (const qo_host::StreamLayout& stream : layout.streams) {
     streams += std::to_string(stream.number) + " " + StreamKindName(stream.kind) + " " +
                std::to_string(stream.codecTag) + (stream.encrypted ? " encrypted" : "") +
                (stream.hidden ? " hidden" : "") + (stream.isTrack ? " track" : "") + "; ";
@@ -93,7 +93,7 @@ TEST(HostLayout, TellsWhatTheHeaderSays) {
 }
 
 TEST(HostLayout, SaysWhatIsWrongWithAFile) {
-  using host::LayoutProblem;
+  using qo_host::LayoutProblem;
   const AsfFile file = TwoStreams({Packet({Media(1, 3000, "a")}), Packet({Media(1, 3100, "b")})});
   const Bytes good = file.Build();
   const std::size_t headerSize = Layout(good).headerSize;
@@ -127,7 +127,7 @@ TEST(HostLayout, SaysWhatIsWrongWithAFile) {
        LayoutProblem::kTrailingObjectSize, 2, false},
   };
   for (const auto& test : cases) {
-    const host::AsfLayout layout = Layout(test.bytes);
+    const qo_host::AsfLayout layout = Layout(test.bytes);
     EXPECT_EQ(test.problem, layout.problem) << &test - cases;
     EXPECT_EQ(test.whole, layout.PacketsInFile()) << &test - cases;
     EXPECT_EQ(test.truncated, layout.IsTruncated()) << &test - cases;
@@ -176,10 +176,10 @@ TEST(HostLayout, WalksPacketsAsTheParserDoes) {
   const std::string cut = Walk(whole.substr(0, whole.size() - 170));
   EXPECT_EQ("| 1@900:0+100(2) cut short", cut.substr(cut.rfind('|')));
 
-  host::MemorySource source(whole.data(), whole.size());
+  qo_host::MemorySource source(whole.data(), whole.size());
   const std::map<unsigned char, unsigned int> last = {{1, 900}, {2, 100}};
   std::map<unsigned char, unsigned int> times = {{3, 3}};
-  EXPECT_EQ(host::WalkEnd::kDone, host::LastObjectTimes(&source, Layout(whole), &times).end);
+  EXPECT_EQ(qo_host::WalkEnd::kDone, qo_host::LastObjectTimes(&source, Layout(whole), &times).end);
   EXPECT_EQ(last, times);
 }
 
@@ -197,18 +197,18 @@ TEST(HostLayout, WalksWhatLiesBeyondAPacketsFirstBytes) {
 // Each single read of a walk fails once: none may pass for the end of the file.
 TEST(HostLayout, AFailedReadEndsAWalkAsFailed) {
   const Bytes file = FileBytes(QO_SAMPLES_DIR "/wmv2_wma2.wmv");
-  const host::AsfLayout layout = Layout(file);
+  const qo_host::AsfLayout layout = Layout(file);
   const auto walk = [&](FaultySource* source) {
-    return host::WalkPackets(source, layout, [](const host::Packet&) { return true; });
+    return qo_host::WalkPackets(source, layout, [](const qo_host::Packet&) { return true; });
   };
   FaultySource good(file);
-  EXPECT_EQ(host::WalkEnd::kDone, walk(&good).end);
+  EXPECT_EQ(qo_host::WalkEnd::kDone, walk(&good).end);
   EXPECT_EQ(layout.PacketsInData(), good.CallCount());  // one read a packet
   for (unsigned long call = 1; call <= good.CallCount(); ++call) {
     FaultySource source(file);
     source.Plan(call, Fault::kFail);
-    const host::WalkResult result = walk(&source);
-    EXPECT_EQ(host::WalkEnd::kSourceFailed, result.end) << call;
+    const qo_host::WalkResult result = walk(&source);
+    EXPECT_EQ(qo_host::WalkEnd::kSourceFailed, result.end) << call;
     EXPECT_EQ(FaultySource::kFailure, result.status) << call;
   }
 }
@@ -217,26 +217,26 @@ TEST(HostLayout, TakesErrorCorrectionDataAsThePacketStatesIt) {
   const struct {
     const char* errorCorrection;
     unsigned int headerPosition;
-    host::PacketFault fault;
+    qo_host::PacketFault fault;
   } cases[] = {
-      {"82 00 00", 3, host::PacketFault::kNone},
-      {"", 0, host::PacketFault::kNone},
-      {"80", 1, host::PacketFault::kNone},
-      {"8F 01 02 03 04 05 06 07 08 09 0A 0B 0C 0D 0E 0F", 16, host::PacketFault::kNone},
-      {"A2 00 00", 0, host::PacketFault::kErrorCorrection},
+      {"82 00 00", 3, qo_host::PacketFault::kNone},
+      {"", 0, qo_host::PacketFault::kNone},
+      {"80", 1, qo_host::PacketFault::kNone},
+      {"8F 01 02 03 04 05 06 07 08 09 0A 0B 0C 0D 0E 0F", 16, qo_host::PacketFault::kNone},
+      {"A2 00 00", 0, qo_host::PacketFault::kErrorCorrection},
   };
-  host::AsfLayout layout;
+  qo_host::AsfLayout layout;
   layout.minPacketLength = 100;  // no packet here states its own
-  const host::PacketReader reader(layout, host::PacketView::kStated);
+  const qo_host::PacketReader reader(layout, qo_host::PacketView::kStated);
   for (const auto& test : cases) {
     Packet built({Media(1, 3500, "abc")});
     built.errorCorrection = Hex(test.errorCorrection);
     const Bytes bytes = built.Build(100);
-    host::Packet packet = {};
+    qo_host::Packet packet = {};
     reader.Read(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), &packet);
     EXPECT_EQ(test.headerPosition, packet.headerPosition) << test.errorCorrection;
     EXPECT_EQ(test.fault, packet.fault) << test.errorCorrection;
-    if (test.fault != host::PacketFault::kNone) continue;
+    if (test.fault != qo_host::PacketFault::kNone) continue;
     ASSERT_EQ(1u, packet.payloads.size()) << test.errorCorrection;
     EXPECT_EQ(3500u, packet.payloads[0].timeMs);
     EXPECT_EQ("abc", bytes.substr(packet.payloads[0].position, packet.payloads[0].size));
@@ -255,12 +255,12 @@ TEST(HostLayout, AnyBytesAreTolerated) {
     for (int n = i % 4; n > 0 && !bytes.empty(); --n) {
       bytes[random() % bytes.size()] = static_cast<char>(random() % 2 == 0 ? 0xFF : random());
     }
-    host::MemorySource source(bytes.data(), bytes.size());
-    const host::AsfLayout layout = Layout(bytes);
-    host::SeekPoints points;
+    qo_host::MemorySource source(bytes.data(), bytes.size());
+    const qo_host::AsfLayout layout = Layout(bytes);
+    qo_host::SeekPoints points;
     int left = 1000;  // a packet length of 1 makes many packets
     EXPECT_LT(layout.streams.size(), good.size());
-    EXPECT_NE(host::WalkEnd::kSourceFailed,
+    EXPECT_NE(qo_host::WalkEnd::kSourceFailed,
               points.Learn(&source, layout, [&](auto, auto) { return --left > 0; }).end);
   }
 }

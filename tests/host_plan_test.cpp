@@ -7,27 +7,27 @@
 #include <tuple>
 
 #include "HostLibrary.h"
-#include "host/MemorySource.h"
-#include "host/PacketWalk.h"
-#include "host/ParserSession.h"
+#include "qo_host/MemorySource.h"
+#include "qo_host/PacketWalk.h"
+#include "qo_host/ParserSession.h"
 #include "testing/AsfBuilder.h"
 #include "testing/PresentedBytes.h"
 #include "testing/SampleFiles.h"
 
 namespace {
 
-using host::PlanNote;
-using host::UnitForm;
+using qo_host::PlanNote;
+using qo_host::UnitForm;
 
 // The plan's findings, the first letters of whose names tell them apart, and its
 // streams with their forms.
-std::string PlanText(const host::Plan& plan) {
+std::string PlanText(const qo_host::Plan& plan) {
   static constexpr const char* kNotes[] = {
       "not ASF",   "no stream", "encrypted", "packet length",    "no packets", "absent", "header",
       "data size", "duration",  "index",     "error correction", "hidden",     "bent"};
   static constexpr const char* kForms[] = {"", " whole", " blocks", " inverted"};
   std::string text;
-  for (const host::PlanFinding& finding : plan.findings) {
+  for (const qo_host::PlanFinding& finding : plan.findings) {
     text += std::string(kNotes[static_cast<int>(finding.note)]) + " " +
             std::to_string(finding.value) + ", ";
   }
@@ -42,19 +42,19 @@ std::string PlanText(const host::Plan& plan) {
 
 // What the parser delivers of the presented file: "v0:bytes", times in ms, without
 // what a plan tells to turn back.
-std::string Units(const Bytes& file, const host::StreamChoice& choice, std::string* planText) {
-  host::MemorySource source(file.data(), file.size());
-  std::unique_ptr<host::PresentedFile> presented;
-  EXPECT_EQ(0, host::PresentedFile::Make(&source, choice, &presented));
-  const host::Plan& plan = presented->plan();
+std::string Units(const Bytes& file, const qo_host::StreamChoice& choice, std::string* planText) {
+  qo_host::MemorySource source(file.data(), file.size());
+  std::unique_ptr<qo_host::PresentedFile> presented;
+  EXPECT_EQ(0, qo_host::PresentedFile::Make(&source, choice, &presented));
+  const qo_host::Plan& plan = presented->plan();
   *planText = PlanText(plan);
   if (!plan.isPresented) return "not presented";
-  host::ParserSession session(Library(), presented->MakeSource());
+  qo_host::ParserSession session(Library(), presented->MakeSource());
   EXPECT_EQ(0, session.Open());
   std::string text;
-  while (const host::AccessUnit* unit = session.NextUnit()) {
+  while (const qo_host::AccessUnit* unit = session.NextUnit()) {
     Bytes bytes(reinterpret_cast<const char*>(unit->data), unit->size);
-    const bool isVideo = unit->kind == host::TrackKind::kVideo;
+    const bool isVideo = unit->kind == qo_host::TrackKind::kVideo;
     if (isVideo && plan.video->form.form == UnitForm::kInverted)
       bytes[0] = static_cast<char>(~bytes[0]);
     text += (isVideo ? "v" : "a") + std::to_string(unit->timeMs) + ":" + bytes + " ";
@@ -65,7 +65,7 @@ std::string Units(const Bytes& file, const host::StreamChoice& choice, std::stri
 struct PlanCase {
   const char* name;
   Bytes file;
-  host::StreamChoice choice;
+  qo_host::StreamChoice choice;
   const char* plan;
   Bytes units;
 };
@@ -300,7 +300,7 @@ TEST(HostPlan, PresentsWhatTheParserWouldMissOrBend) {
 TEST(HostPlan, LeavesRegularFilesAsTheyAre) {
   for (const auto& path : SamplePaths()) {
     const Bytes file = FileBytes(path);
-    host::Plan plan;
+    qo_host::Plan plan;
     const auto presented = PresentedBytes(file, {}, &plan);
     const bool isBent = std::any_of(plan.findings.begin(), plan.findings.end(),
                                     [](const auto& f) { return f.note == PlanNote::kUnitsBent; });
@@ -314,7 +314,7 @@ TEST(HostPlan, LeavesRegularFilesAsTheyAre) {
 using Objects = std::map<std::tuple<int, unsigned int, Bytes>, int>;
 
 // Those of the streams of `plan`, but such as have a part in the packet `except`.
-Objects ObjectsOf(const Bytes& file, const host::Plan& plan, unsigned long long except) {
+Objects ObjectsOf(const Bytes& file, const qo_host::Plan& plan, unsigned long long except) {
   struct Making {
     unsigned int timeMs = 0;
     Bytes bytes;
@@ -325,11 +325,11 @@ Objects ObjectsOf(const Bytes& file, const host::Plan& plan, unsigned long long 
   const auto finish = [&](int stream) {
     if (making[stream].counts) ++objects[{stream, making[stream].timeMs, making[stream].bytes}];
   };
-  host::MemorySource source(file.data(), file.size());
-  host::AsfLayout layout;
-  EXPECT_EQ(0, host::ReadLayout(&source, &layout));
-  host::WalkPackets(&source, layout, [&](const host::Packet& packet) {
-    for (const host::Payload& payload : packet.payloads) {
+  qo_host::MemorySource source(file.data(), file.size());
+  qo_host::AsfLayout layout;
+  EXPECT_EQ(0, qo_host::ReadLayout(&source, &layout));
+  qo_host::WalkPackets(&source, layout, [&](const qo_host::Packet& packet) {
+    for (const qo_host::Payload& payload : packet.payloads) {
       if ((!plan.audio || payload.stream != plan.audio->header.number) &&
           (!plan.video || payload.stream != plan.video->header.number)) {
         continue;
@@ -366,7 +366,7 @@ TEST(HostPlan, DamageInOnePacketCostsNoObjectOfAnother) {
   std::minstd_rand random(1);
   for (const auto& path : SamplePaths()) {
     const Bytes file = FileBytes(path);
-    host::Plan plan;
+    qo_host::Plan plan;
     ASSERT_TRUE(PresentedBytes(file, {}, &plan));
     for (int i = 0; i < 20; ++i) {
       const unsigned long long packet = random() % plan.presentation.packetCount;

@@ -7,16 +7,16 @@
 #include <vector>
 
 #include "HostLibrary.h"
-#include "host/ExactSeek.h"
-#include "host/MemorySource.h"
+#include "qo_host/ExactSeek.h"
+#include "qo_host/MemorySource.h"
 #include "testing/AsfBuilder.h"
 
 namespace {
 
-using host::TrackKind;
+using qo_host::TrackKind;
 
 std::unique_ptr<IDataSource> Source(const Bytes& bytes) {
-  return std::make_unique<host::MemorySource>(bytes.data(), bytes.size());
+  return std::make_unique<qo_host::MemorySource>(bytes.data(), bytes.size());
 }
 
 // Every second a key frame and an audio object, two packets each second; the index
@@ -38,17 +38,17 @@ Bytes WithoutErrorCorrection(AsfFile file) {
   return file.Build();
 }
 
-std::string Text(const host::AccessUnit* unit) {
+std::string Text(const qo_host::AccessUnit* unit) {
   if (unit == nullptr) return "none";
   return std::string(unit->data, unit->data + unit->size) + "@" + std::to_string(unit->timeMs) +
          (unit->isIncomplete ? " incomplete" : "");
 }
 
 std::string AllUnits(const Bytes& bytes) {
-  host::ParserSession session(Library(), Source(bytes));
+  qo_host::ParserSession session(Library(), Source(bytes));
   EXPECT_EQ(kParserOk, session.Open());
   std::string units;
-  while (const host::AccessUnit* unit = session.NextUnit()) units += Text(unit) + "\n";
+  while (const qo_host::AccessUnit* unit = session.NextUnit()) units += Text(unit) + "\n";
   return units;
 }
 
@@ -58,10 +58,10 @@ TEST(PresentedSession, SeeksAsInTheSameFileWithoutTheFault) {
   for (const unsigned int target : {0u, 1u, 999u, 1000u, 7300u, 12500u, 19500u, 60000u}) {
     std::string landed[2];
     for (const Bytes* bytes : {&good, &mended}) {
-      host::ParserSession session(Library(), Source(*bytes));
+      qo_host::ParserSession session(Library(), Source(*bytes));
       ASSERT_EQ(kParserOk, session.Open());
-      const host::ExactSeek seek = host::ExactSeeker(&session).Seek(target);
-      EXPECT_EQ(host::ExactSeek::Outcome::kFound, seek.outcome) << target;
+      const qo_host::ExactSeek seek = qo_host::ExactSeeker(&session).Seek(target);
+      EXPECT_EQ(qo_host::ExactSeek::Outcome::kFound, seek.outcome) << target;
       landed[bytes == &good ? 0 : 1] = std::to_string(seek.timeMs) + " " +
                                        Text(session.NextUnit(TrackKind::kVideo)) + " " +
                                        Text(session.NextUnit(TrackKind::kAudio));
@@ -98,18 +98,18 @@ TEST(PresentedSession, TellsTheTruth) {
   file.header.push_back(Stream(ID_AUDIO_MEDIA, 9, AudioFormat(0x0007)));
   file.packets.push_back(Packet({Media(9, 23000, "other")}));
   const Bytes bytes = file.Build();
-  host::ParserSession session(Library(), Source(bytes));
+  qo_host::ParserSession session(Library(), Source(bytes));
   ASSERT_EQ(kParserOk, session.Open());
   EXPECT_EQ(kCodecH264, session.FindTrack(TrackKind::kVideo)->info.codec);
-  const host::Track& audio = *session.FindTrack(TrackKind::kAudio);
+  const qo_host::Track& audio = *session.FindTrack(TrackKind::kAudio);
   EXPECT_EQ(kCodecPcm, audio.info.codec);
   EXPECT_EQ(0x0001u, audio.codecTag);
   EXPECT_EQ(1, audio.stream);
   EXPECT_EQ("audio100@0", Text(session.NextUnit(TrackKind::kAudio)));
 
-  host::OpenOptions options;
+  qo_host::OpenOptions options;
   options.streams.audio = 9;
-  host::ParserSession other(Library(), Source(bytes));
+  qo_host::ParserSession other(Library(), Source(bytes));
   ASSERT_EQ(kParserOk, other.Open(options));
   EXPECT_EQ(kCodecMuLaw, other.FindTrack(TrackKind::kAudio)->info.codec);
   EXPECT_EQ("other@20000", Text(other.NextUnit(TrackKind::kAudio)));

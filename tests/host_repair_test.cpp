@@ -4,15 +4,15 @@
 #include <algorithm>
 
 #include "HostLibrary.h"
-#include "host/MemorySource.h"
-#include "host/Repair.h"
-#include "host/RepairCheck.h"
+#include "qo_host/MemorySource.h"
+#include "qo_host/Repair.h"
+#include "qo_host/RepairCheck.h"
 #include "testing/AsfBuilder.h"
 #include "testing/SampleFiles.h"
 
 namespace {
 
-using host::RepairStatus;
+using qo_host::RepairStatus;
 
 struct Repaired {
   RepairStatus status;
@@ -24,10 +24,10 @@ Repaired RepairBytes(const Bytes& file) {
   static constexpr const char* kNotes[] = {
       "header ", "file size ", "count ", "length ",   "duration ", "broadcast ", "bitrate ",
       "data ",   "packets ",   "grow ",  "no index ", "index ",    "trailing "};
-  host::MemorySource source(file.data(), file.size());
-  host::Repair repair(&source);
+  qo_host::MemorySource source(file.data(), file.size());
+  qo_host::Repair repair(&source);
   Repaired repaired = {repair.Survey({}), "", ""};
-  for (const host::RepairFinding& finding : repair.findings())
+  for (const qo_host::RepairFinding& finding : repair.findings())
     repaired.notes += kNotes[static_cast<int>(finding.note)];
   if (repaired.status != RepairStatus::kGood && repaired.status != RepairStatus::kMendable)
     return repaired;
@@ -39,21 +39,21 @@ Repaired RepairBytes(const Bytes& file) {
   return repaired;
 }
 
-host::RepairVerdict Check(const Bytes& file, const Bytes& mended) {
-  host::MemorySource in(file.data(), file.size()), out(mended.data(), mended.size());
-  return host::CheckRepair(Library(), &in, &out, [] { return false; });
+qo_host::RepairVerdict Check(const Bytes& file, const Bytes& mended) {
+  qo_host::MemorySource in(file.data(), file.size()), out(mended.data(), mended.size());
+  return qo_host::CheckRepair(Library(), &in, &out, [] { return false; });
 }
 
 // What the bare parser delivers.
 Bytes Units(const Bytes& file) {
-  host::ParserSession session(Library(),
-                              std::make_unique<host::MemorySource>(file.data(), file.size()));
-  host::OpenOptions options;
+  qo_host::ParserSession session(Library(),
+                                 std::make_unique<qo_host::MemorySource>(file.data(), file.size()));
+  qo_host::OpenOptions options;
   options.asIs = true;
   if (session.Open(options) != 0) return "refused";
   Bytes text;
-  while (const host::AccessUnit* unit = session.NextUnit()) {
-    text += (unit->kind == host::TrackKind::kVideo ? "v" : "a") + std::to_string(unit->timeMs) +
+  while (const qo_host::AccessUnit* unit = session.NextUnit()) {
+    text += (unit->kind == qo_host::TrackKind::kVideo ? "v" : "a") + std::to_string(unit->timeMs) +
             ":" + Bytes(reinterpret_cast<const char*>(unit->data), unit->size) + " ";
   }
   return text;
@@ -149,7 +149,7 @@ TEST(HostRepair, WritesWhatTheBareParserPlays) {
     EXPECT_EQ(RepairStatus::kMendable, repaired.status) << c.name;
     EXPECT_EQ(c.notes, repaired.notes) << c.name;
     EXPECT_EQ(kSomeUnits, Units(repaired.file)) << c.name;
-    EXPECT_EQ(host::RepairVerdict::kGood, Check(c.file, repaired.file)) << c.name;
+    EXPECT_EQ(qo_host::RepairVerdict::kGood, Check(c.file, repaired.file)) << c.name;
     EXPECT_EQ(RepairStatus::kGood, RepairBytes(repaired.file).status) << c.name;
     EXPECT_NE(Bytes::npos, repaired.file.find("command")) << c.name;
     EXPECT_NE(Bytes::npos, repaired.file.find(c.kept)) << c.name;
@@ -161,8 +161,8 @@ TEST(HostRepair, RefusesWhatIsPastMendingAndFindsTheWrongCopy) {
   EXPECT_EQ(RepairStatus::kPastMending, RepairBytes("no ASF file").status);
   Bytes other = Right();
   other[other.find("xy")] = 'z';
-  EXPECT_EQ(host::RepairVerdict::kUnitsDiffer, Check(Right(), other));
-  EXPECT_EQ(host::RepairVerdict::kNotMended, Check(Right(), SomeFile().Build()));
+  EXPECT_EQ(qo_host::RepairVerdict::kUnitsDiffer, Check(Right(), other));
+  EXPECT_EQ(qo_host::RepairVerdict::kNotMended, Check(Right(), SomeFile().Build()));
 }
 
 TEST(HostRepair, LeavesTheSamplesAsTheyAreAndMendsThemCut) {
@@ -174,7 +174,7 @@ TEST(HostRepair, LeavesTheSamplesAsTheyAreAndMendsThemCut) {
       const Bytes cut = file.substr(0, size);
       const Repaired repaired = RepairBytes(cut);
       EXPECT_EQ(RepairStatus::kMendable, repaired.status) << path;
-      EXPECT_EQ(host::RepairVerdict::kGood, Check(cut, repaired.file))
+      EXPECT_EQ(qo_host::RepairVerdict::kGood, Check(cut, repaired.file))
           << path << ", cut at " << size;
     }
   }

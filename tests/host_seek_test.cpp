@@ -7,10 +7,10 @@
 
 #include "HostLibrary.h"
 #include "asf/format/ByteReader.h"
-#include "host/FileSource.h"
-#include "host/PacketWalk.h"
-#include "host/ParserSession.h"
-#include "host/TraceSource.h"
+#include "qo_host/FileSource.h"
+#include "qo_host/PacketWalk.h"
+#include "qo_host/ParserSession.h"
+#include "qo_host/TraceSource.h"
 #include "testing/AsfBuilder.h"
 #include "testing/SampleFiles.h"
 
@@ -20,7 +20,7 @@ namespace fs = std::filesystem;
 
 // What a file says of itself, without the parser.
 struct Facts {
-  host::AsfLayout layout;
+  qo_host::AsfLayout layout;
   std::vector<unsigned int> index;           // packet numbers
   std::vector<unsigned int> keyTimes;        // by packet: of its first video key frame, else 0
   std::vector<unsigned int> audioTimes;      // by packet: of its first audio payload, else 0
@@ -30,16 +30,17 @@ struct Facts {
 
 Facts Read(IDataSource* source) {
   Facts facts;
-  EXPECT_EQ(0, host::ReadLayout(source, &facts.layout));
+  EXPECT_EQ(0, qo_host::ReadLayout(source, &facts.layout));
   unsigned char video = 0xFF, audio = 0xFF;
-  for (const host::StreamLayout& stream : facts.layout.streams) {
-    if (stream.isTrack) (stream.kind == host::StreamKind::kVideo ? video : audio) = stream.number;
+  for (const qo_host::StreamLayout& stream : facts.layout.streams) {
+    if (stream.isTrack)
+      (stream.kind == qo_host::StreamKind::kVideo ? video : audio) = stream.number;
   }
   if (!facts.layout.simpleIndex || video == 0xFF) return facts;
   unsigned int lastAudio = 0;
-  host::WalkPackets(source, facts.layout, [&](const host::Packet& packet) {
+  qo_host::WalkPackets(source, facts.layout, [&](const qo_host::Packet& packet) {
     unsigned int key = 0, sound = 0;
-    for (const host::Payload& payload : packet.payloads) {
+    for (const qo_host::Payload& payload : packet.payloads) {
       if (payload.stream == audio && sound == 0) sound = payload.timeMs;
       if (payload.stream != video || !payload.keyFrame) continue;
       if (key == 0) key = payload.timeMs;
@@ -95,39 +96,39 @@ TEST(HostSeek, FindsThePacketOfTheRulesInRealFiles) {
   int indexed = 0, audioWalks = 0;
   for (const fs::path& path : SamplePaths()) {
     std::string error;
-    auto owned =
-        std::make_unique<host::TraceSource>(host::FileSource::OpenPath(path.string(), &error));
-    host::TraceSource* const trace = owned.get();
+    auto owned = std::make_unique<qo_host::TraceSource>(
+        qo_host::FileSource::OpenPath(path.string(), &error));
+    qo_host::TraceSource* const trace = owned.get();
     const Facts facts = Read(trace->inner());
     if (facts.index.size() < 3) continue;
     ++indexed;
     std::optional<unsigned long long> first;  // offset that reading starts from
-    host::ParserSession session(Library(), std::move(owned));
+    qo_host::ParserSession session(Library(), std::move(owned));
     ASSERT_EQ(kParserOk, session.Open(AsIs())) << path;
     const long long lastAudio = *std::max_element(facts.audioTimes.begin(), facts.audioTimes.end());
     const auto packetOf = [&facts](std::optional<unsigned long long> offset) {
       return (offset.value_or(0) - facts.layout.packetsStart) / facts.layout.packetLength;
     };
-    trace->SetObserver([&first](const host::SourceCall& call) {
-      if (!first && call.operation == host::SourceOperation::kReadAt) first = call.offset;
+    trace->SetObserver([&first](const qo_host::SourceCall& call) {
+      if (!first && call.operation == qo_host::SourceOperation::kReadAt) first = call.offset;
     });
     for (const int mode : {kSeekPreviousSync, kSeekNextSync, kSeekClosestSync, kSeekClosest}) {
       for (unsigned long long k = 0; k < 50; ++k) {
         const unsigned long long target = session.durationMs() * k / 49;
         SCOPED_TRACE(path.filename().string() + " to " + std::to_string(target) + " mode " +
                      std::to_string(mode));
-        const host::SeekStatus status = session.Seek(target, mode);
+        const qo_host::SeekStatus status = session.Seek(target, mode);
         EXPECT_EQ(kParserOk, status.video);
         EXPECT_EQ(kParserOk, status.audio);
         first.reset();
-        const host::AccessUnit* unit = session.NextUnit(host::TrackKind::kVideo);
+        const qo_host::AccessUnit* unit = session.NextUnit(qo_host::TrackKind::kVideo);
         const unsigned long long packet = ExpectedPacket(facts, target, mode);
         EXPECT_EQ(packet, packetOf(first));
         EXPECT_TRUE(unit == nullptr || facts.frameStarts.count(unit->timeMs) == 1);
         // Audio walks from there to the packet nearest to the target; a walk that
         // reaches packet 0 without crossing it comes back to where it began.
         first.reset();
-        unit = session.NextUnit(host::TrackKind::kAudio);
+        unit = session.NextUnit(qo_host::TrackKind::kAudio);
         const unsigned long long audio = packetOf(first);
         if (unit && packet != 0 && audio != 0 && audio != packet) {
           ++audioWalks;
@@ -165,7 +166,7 @@ TEST(HostSeek, OpensSeeksAndPlaysBeyondFourGigabytes) {
     out << SimpleIndex(10000000, std::vector<unsigned int>(70, kFar));
   }
   std::string error;
-  const auto source = host::FileSource::OpenPath(path.string(), &error);
+  const auto source = qo_host::FileSource::OpenPath(path.string(), &error);
   ASSERT_TRUE(source) << error;
   const auto parser = Library().Make();
   ASSERT_EQ(kParserOk, parser->Open(source.get()));

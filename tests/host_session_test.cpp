@@ -7,10 +7,10 @@
 #include <tuple>
 
 #include "HostLibrary.h"
-#include "host/ExactSeek.h"
-#include "host/MemorySource.h"
-#include "host/ParserSession.h"
-#include "host/StatusText.h"
+#include "qo_host/ExactSeek.h"
+#include "qo_host/MemorySource.h"
+#include "qo_host/ParserSession.h"
+#include "qo_host/StatusText.h"
 #include "qo_parser_asf/Codecs.h"
 #include "testing/AsfBuilder.h"
 #include "testing/FaultySource.h"
@@ -18,8 +18,8 @@
 
 namespace {
 
-using host::ExactSeek;
-using host::TrackKind;
+using qo_host::ExactSeek;
+using qo_host::TrackKind;
 
 // Kind, time in ms, size and hash of the bytes.
 using Unit = std::tuple<TrackKind, unsigned long long, std::size_t, std::size_t>;
@@ -29,7 +29,7 @@ Unit MakeUnit(TrackKind kind, unsigned long long timeMs, const void* data, std::
   return {kind, timeMs, size, std::hash<std::string_view>()(bytes)};
 }
 
-Unit Copy(const host::AccessUnit* unit) {
+Unit Copy(const qo_host::AccessUnit* unit) {
   EXPECT_TRUE(unit);
   return unit ? MakeUnit(unit->kind, unit->timeMs, unit->data, unit->size) : Unit();
 }
@@ -49,14 +49,14 @@ struct Playing {
       : bytes(std::move(file)), session(Library(), Source()), status(session.Open(AsIs())) {}
 
   std::unique_ptr<IDataSource> Source() const {
-    return std::make_unique<host::MemorySource>(bytes.data(), bytes.size());
+    return std::make_unique<qo_host::MemorySource>(bytes.data(), bytes.size());
   }
 
   // All units of a kind, by a parser of their own; of video the key frames alone,
   // and of one that comes in several NAL units the first.
   std::vector<Unit> PlayOut(TrackKind kind) const {
     std::vector<Unit> units;
-    const host::Track* track = session.FindTrack(kind);
+    const qo_host::Track* track = session.FindTrack(kind);
     if (track == nullptr) return units;
     const auto parser = Library().Make();
     const auto source = Source();
@@ -75,15 +75,15 @@ struct Playing {
   }
 
   const Bytes bytes;
-  host::ParserSession session;
+  qo_host::ParserSession session;
   const int status;
 };
 
 TEST(HostSession, SaysWhyALibraryCannotBeLoaded) {
   std::string error;
-  EXPECT_FALSE(host::ParserLibrary::Load("/no/such/library.so", &error));
+  EXPECT_FALSE(qo_host::ParserLibrary::Load("/no/such/library.so", &error));
   EXPECT_NE(std::string::npos, error.find("/no/such/library.so")) << error;
-  EXPECT_FALSE(host::ParserLibrary::Load("libc.so.6", &error));
+  EXPECT_FALSE(qo_host::ParserLibrary::Load("libc.so.6", &error));
   EXPECT_NE(std::string::npos, error.find("createParser")) << error;
 }
 
@@ -98,7 +98,7 @@ TEST(HostSession, InterleavesTheTracksByTime) {
                [](const Unit& a, const Unit& b) { return Time(a) < Time(b); });
     EXPECT_FALSE(expected.empty());
     EXPECT_EQ(expected, All([&] { return together.session.NextUnit(); }));
-    for (const host::Track& track : together.session.tracks()) {
+    for (const qo_host::Track& track : together.session.tracks()) {
       EXPECT_EQ(kParserEndOfStream, together.session.EndStatus(track.kind));
     }
     together.session.Rewind();
@@ -112,11 +112,12 @@ TEST(HostSession, ARefusedFileHasNothingAndClosesCleanly) {
                  Object(ID_CONTENT_ENCRYPTION_OBJECT, "key")};
   Playing playing(file.Build());
   EXPECT_EQ(kParserUnsupported, playing.status);
-  EXPECT_EQ("the content is encrypted", host::StatusText(host::Action::kOpen, playing.status));
+  EXPECT_EQ("the content is encrypted",
+            qo_host::StatusText(qo_host::Action::kOpen, playing.status));
   EXPECT_TRUE(playing.session.tracks().empty());
   EXPECT_EQ(nullptr, playing.session.NextUnit());
   EXPECT_EQ(kParserOk, playing.session.Seek(0, kSeekPreviousSync).video);
-  const ExactSeek seek = host::ExactSeeker(&playing.session).Seek(0);
+  const ExactSeek seek = qo_host::ExactSeeker(&playing.session).Seek(0);
   EXPECT_EQ(ExactSeek::Outcome::kFailed, seek.outcome);
   EXPECT_EQ(ExactSeek::Problem::kNoTrack, seek.problem);
 }
@@ -135,7 +136,7 @@ const Unit* LastUpTo(const std::vector<Unit>& units, unsigned long long target) 
 // key frame, or, where nothing lies so early, both from their beginning.
 void ExpectExactSeeks(const Bytes& bytes) {
   Playing playing(bytes);
-  host::ExactSeeker seeker(&playing.session);
+  qo_host::ExactSeeker seeker(&playing.session);
   const auto video = playing.PlayOut(TrackKind::kVideo), audio = playing.PlayOut(TrackKind::kAudio);
   const auto& landings = playing.session.FindTrack(TrackKind::kVideo) ? video : audio;
   std::set<unsigned long long> targets = {0, ~0ull};
@@ -252,9 +253,9 @@ TEST(HostSession, AnExactSeekThatFailsMovesNothing) {
       SCOPED_TRACE(std::to_string(test.status) + " at call " + std::to_string(call));
       auto owned = std::make_unique<FaultySource>(file);
       FaultySource* const source = owned.get();
-      host::ParserSession session(Library(), std::move(owned));
+      qo_host::ParserSession session(Library(), std::move(owned));
       ASSERT_EQ(kParserOk, session.Open(AsIs()));
-      host::ExactSeeker seeker(&session);
+      qo_host::ExactSeeker seeker(&session);
       if (call % 2 == 0) seeker.Seek(1500);  // so that the next has learned
       session.Rewind();
       session.NextUnit();
@@ -285,12 +286,12 @@ TEST(HostSession, AudioStaysWhereAVideoSeekFails) {
   file.trailing = SimpleIndex(10000000, {0, 0, 0, 0, 1, 2, 3, 4, 5, 6, 7});
   auto owned = std::make_unique<FaultySource>(file.Build());
   FaultySource* const source = owned.get();
-  host::ParserSession session(Library(), std::move(owned));
+  qo_host::ParserSession session(Library(), std::move(owned));
   ASSERT_EQ(kParserOk, session.Open(AsIs()));
   EXPECT_EQ(1u, session.FindTrack(TrackKind::kVideo)->info.seekable);
   EXPECT_EQ(0u, session.NextUnit(TrackKind::kAudio)->timeMs);
   source->PlanIn(1, Fault::kFail);
-  const host::SeekStatus status = session.Seek(5500, kSeekPreviousSync);
+  const qo_host::SeekStatus status = session.Seek(5500, kSeekPreviousSync);
   EXPECT_EQ(FaultySource::kFailure, status.video);
   EXPECT_EQ(FaultySource::kFailure, status.audio);
   EXPECT_EQ(1000u, session.NextUnit(TrackKind::kAudio)->timeMs);
@@ -314,11 +315,11 @@ TEST(HostSession, ASeekFarBeyondTheEndIsOneToTheLastTimeThereIs) {
   Playing playing(FileBytes(QO_SAMPLES_DIR "/wmv2_wma2.wmv"));
   for (const int mode : {kSeekPreviousSync, kSeekNextSync, kSeekClosestSync}) {
     const auto landing = [&](unsigned long long timeMs) {
-      const host::SeekStatus status = playing.session.Seek(timeMs, mode);
+      const qo_host::SeekStatus status = playing.session.Seek(timeMs, mode);
       EXPECT_EQ(kParserOk, std::min(status.video, status.audio));
       return Copy(playing.session.NextUnit(TrackKind::kVideo));
     };
-    const Unit last = landing(host::ParserSession::kMaxSeekMs);
+    const Unit last = landing(qo_host::ParserSession::kMaxSeekMs);
     EXPECT_GT(Time(last), 0u);
     for (const auto timeMs : {1ull << 31, 0xFFFFFFFFull, 1ull << 32, ~0ull}) {
       EXPECT_EQ(last, landing(timeMs)) << timeMs;
@@ -336,7 +337,7 @@ TEST(HostSession, ACancelledExactSeekMovesNothing) {
     return false;
   };
   EXPECT_EQ(ExactSeek::Outcome::kCancelled,
-            host::ExactSeeker(&playing.session).Seek(500, cancel).outcome);
+            qo_host::ExactSeeker(&playing.session).Seek(500, cancel).outcome);
   EXPECT_EQ(All([&] { return undisturbed.session.NextUnit(); }),
             All([&] { return playing.session.NextUnit(); }));
 }

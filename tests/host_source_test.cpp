@@ -8,10 +8,10 @@
 #include <fstream>
 #include <random>
 
-#include "host/FileSource.h"
-#include "host/MemorySource.h"
-#include "host/ReadAheadSource.h"
-#include "host/TraceSource.h"
+#include "qo_host/FileSource.h"
+#include "qo_host/MemorySource.h"
+#include "qo_host/ReadAheadSource.h"
+#include "qo_host/TraceSource.h"
 
 namespace {
 
@@ -30,9 +30,9 @@ struct TemporaryFile {
     std::ofstream(path, std::ios::binary) << bytes;
   }
   ~TemporaryFile() { fs::remove(path); }
-  std::unique_ptr<host::FileSource> Open() const {
+  std::unique_ptr<qo_host::FileSource> Open() const {
     std::string error;
-    auto source = host::FileSource::OpenPath(path.string(), &error);
+    auto source = qo_host::FileSource::OpenPath(path.string(), &error);
     EXPECT_TRUE(source) << error;
     return source;
   }
@@ -40,7 +40,7 @@ struct TemporaryFile {
 };
 
 // Memory, of which any read that touches some bytes fails. Keeps the reads.
-class BadRegionSource : public host::MemorySource {
+class BadRegionSource : public qo_host::MemorySource {
  public:
   explicit BadRegionSource(const std::string& bytes) : MemorySource(bytes.data(), bytes.size()) {}
 
@@ -100,7 +100,7 @@ int ExpectSameAnswers(IDataSource* plain, IDataSource* other, unsigned long long
 TEST(HostSource, FileAnswersAsMemoryDoes) {
   const std::string bytes = RandomBytes(1000003);
   const TemporaryFile file(bytes);
-  host::MemorySource memory(bytes.data(), bytes.size());
+  qo_host::MemorySource memory(bytes.data(), bytes.size());
   EXPECT_EQ(0, ExpectSameAnswers(&memory, file.Open().get(), bytes.size()));
 }
 
@@ -108,7 +108,7 @@ TEST(HostSource, ReadAheadAnswersAsItsSourceDoesFailuresIncluded) {
   const std::string bytes = RandomBytes(200001);
   for (const std::size_t window : {1u << 9, 1u << 14, 1u << 18}) {
     BadRegionSource plain(bytes);
-    host::ReadAheadSource ahead(std::make_unique<BadRegionSource>(bytes), window);
+    qo_host::ReadAheadSource ahead(std::make_unique<BadRegionSource>(bytes), window);
     EXPECT_LT(0, ExpectSameAnswers(&plain, &ahead, bytes.size()));
   }
 }
@@ -118,7 +118,7 @@ TEST(HostSource, ReadAheadReadsLargeAlignedPiecesOnce) {
   auto owned = std::make_unique<BadRegionSource>(bytes);
   BadRegionSource* const inner = owned.get();
   inner->badEnd = 0;
-  host::ReadAheadSource ahead(std::move(owned), 1 << 14);
+  qo_host::ReadAheadSource ahead(std::move(owned), 1 << 14);
   // Two cursors, one some way behind the other, as audio and video read.
   constexpr unsigned long long kBehind = 40000;
   unsigned char byte;
@@ -139,7 +139,7 @@ TEST(HostSource, ReadAheadReadsLargeAlignedPiecesOnce) {
 TEST(HostSource, ReadAheadFailsAtEveryByteThatCannotBeRead) {
   const std::string bytes = RandomBytes(200000);
   BadRegionSource plain(bytes);
-  host::ReadAheadSource ahead(std::make_unique<BadRegionSource>(bytes), 1 << 9);
+  qo_host::ReadAheadSource ahead(std::make_unique<BadRegionSource>(bytes), 1 << 9);
   // Windows begin inside the region that fails, in front of it and behind it.
   for (auto offset = plain.badBegin - 1000; offset < plain.badEnd + 1000; ++offset) {
     unsigned char a = 0, b = 0;
@@ -205,7 +205,7 @@ TEST(HostSource, SaysWhyAFileCannotBeOpened) {
                {pipe, "it cannot be read at any position, like a file"}};
   for (const auto& test : cases) {
     std::string error;
-    EXPECT_FALSE(host::FileSource::OpenPath(test.path, &error));
+    EXPECT_FALSE(qo_host::FileSource::OpenPath(test.path, &error));
     EXPECT_NE(std::string::npos, error.find(test.path + ": " + test.reason)) << error;
   }
   fs::remove(pipe);
@@ -214,7 +214,7 @@ TEST(HostSource, SaysWhyAFileCannotBeOpened) {
 TEST(HostSource, TraceRecordsEveryCall) {
   const std::string bytes = "0123456789";
   std::string calls;
-  host::TraceSource trace(std::make_unique<BadRegionSource>(bytes), [&](const auto& call) {
+  qo_host::TraceSource trace(std::make_unique<BadRegionSource>(bytes), [&](const auto& call) {
     calls += std::string(SourceOperationName(call.operation)) + " " + std::to_string(call.offset) +
              "+" + std::to_string(call.requested) + "=" + std::to_string(call.status) + ":" +
              std::to_string(call.value) + " ";
@@ -233,7 +233,7 @@ TEST(HostSource, TraceRecordsEveryCall) {
       "Open 0+0=0:0 ReadAt 5+4=0:4 Read 9+4=0:1 SeekTo 18446744073709551608+0=0:0 Read 2+2=0:2 "
       "ReadAt 100000+2=-5:0 GetPosition 0+0=0:4 GetSize 0+0=0:10 ",
       calls);
-  const host::SourceTotals readAt = trace.Totals(host::SourceOperation::kReadAt);
+  const qo_host::SourceTotals readAt = trace.Totals(qo_host::SourceOperation::kReadAt);
   EXPECT_EQ(2u, readAt.calls);
   EXPECT_EQ(1u, readAt.failures);
   EXPECT_EQ(4u, readAt.bytes);

@@ -6,8 +6,8 @@
 #include <set>
 #include <sstream>
 
-#include "host/CodecNames.h"
-#include "host/TagText.h"
+#include "qo_host/CodecNames.h"
+#include "qo_host/TagText.h"
 #include "testing/AsfBuilder.h"
 #include "testing/SampleFiles.h"
 
@@ -36,7 +36,7 @@ TEST(HostText, Utf16BecomesUtf8) {
   };
   for (const auto& test : cases) {
     const Bytes units = Hex(test.units);
-    EXPECT_EQ(test.text, host::Utf16ToUtf8(Data(units), units.size())) << test.units;
+    EXPECT_EQ(test.text, qo_host::Utf16ToUtf8(Data(units), units.size())) << test.units;
   }
 }
 
@@ -68,34 +68,34 @@ TEST(HostText, TagsOfEveryType) {
       {Descriptor(6, 16, ""), "", 0},  // a type without a value
   };
   for (const auto& test : cases) {
-    const auto tag = host::MakeTag(test.descriptor);
+    const auto tag = qo_host::MakeTag(test.descriptor);
     ASSERT_TRUE(tag);
     EXPECT_EQ(test.text, tag->text) << test.descriptor.type;
     EXPECT_EQ(test.number, tag->number) << test.descriptor.type;
-    EXPECT_STREQ("year", host::TagName(tag->key));
+    EXPECT_STREQ("year", qo_host::TagName(tag->key));
   }
-  EXPECT_FALSE(host::MakeTag(Descriptor(kMetaString, 0, "")));
+  EXPECT_FALSE(qo_host::MakeTag(Descriptor(kMetaString, 0, "")));
 }
 
 TEST(HostText, PictureIsTakenApartOrRefused) {
   const Bytes whole = Hex("03") + Le(5, 4) + Utf16("image/png") + Utf16("front") + "\x89PNG\n";
-  const auto picture = host::MakePicture(
+  const auto picture = qo_host::MakePicture(
       Descriptor(kMetaBytes, static_cast<unsigned int>(whole.size()), "", &whole));
   ASSERT_TRUE(picture);
   EXPECT_EQ(3, picture->type);
   EXPECT_EQ("image/png", picture->mimeType);
   EXPECT_EQ("front", picture->description);
   EXPECT_EQ("\x89PNG\n", Bytes(picture->bytes.begin(), picture->bytes.end()));
-  EXPECT_FALSE(host::MakePicture(Descriptor(kMetaString, 40, "", &whole)));
+  EXPECT_FALSE(qo_host::MakePicture(Descriptor(kMetaString, 40, "", &whole)));
   for (std::size_t size = 0; size < whole.size(); ++size) {
     const std::vector<unsigned char> cut(whole.begin(), whole.begin() + static_cast<long>(size));
-    EXPECT_FALSE(host::ParsePicture(cut.data(), cut.size())) << size;
+    EXPECT_FALSE(qo_host::ParsePicture(cut.data(), cut.size())) << size;
   }
 }
 
 TEST(HostText, CodecsHaveNames) {
-  EXPECT_STREQ("Windows Media Video 9", host::CodecName(108));
-  EXPECT_STREQ("E-AC-3", host::CodecName(204));
+  EXPECT_STREQ("Windows Media Video 9", qo_host::CodecName(108));
+  EXPECT_STREQ("E-AC-3", qo_host::CodecName(204));
   // Each number that the header names has a name of its own, and no other has one.
   std::istringstream header(FileBytes(QO_SAMPLES_DIR "/../include/qo_parser_asf/Codecs.h"));
   std::set<unsigned int> numbers;
@@ -108,11 +108,12 @@ TEST(HostText, CodecsHaveNames) {
   EXPECT_EQ(1u, numbers.erase(kCodecUnknown));
   std::set<std::string> names = {"unknown"};
   for (unsigned int number = 0; number < 1000; ++number) {
-    EXPECT_EQ(numbers.count(number) == 1, names.insert(host::CodecName(number)).second) << number;
+    EXPECT_EQ(numbers.count(number) == 1, names.insert(qo_host::CodecName(number)).second)
+        << number;
   }
   EXPECT_EQ(numbers.size() + 1, names.size());
-  EXPECT_EQ("WMV2", host::FourCcText(0x32564D57));
-  EXPECT_EQ("\\x01 ~\\x7f", host::FourCcText(0x7F7E2001));
+  EXPECT_EQ("WMV2", qo_host::FourCcText(0x32564D57));
+  EXPECT_EQ("\\x01 ~\\x7f", qo_host::FourCcText(0x7F7E2001));
 }
 
 }  // namespace

@@ -52,9 +52,10 @@ void CheckOutputs(const Arguments& arguments) {
   }
 }
 
-void ExtractConfig(Input* input, host::TrackKind kind, const std::string& path, Verdict* verdict) {
+void ExtractConfig(Input* input, qo_host::TrackKind kind, const std::string& path,
+                   Verdict* verdict) {
   if (path.empty()) return;
-  const host::Track* track = input->session().FindTrack(kind);
+  const qo_host::Track* track = input->session().FindTrack(kind);
   if (!track || track->config.empty()) {
     verdict->problems.push_back(std::string("no ") + TrackKindName(kind) +
                                 " configuration to put into " + path);
@@ -73,9 +74,9 @@ void ExtractCover(Input* input, const std::string& path, Verdict* verdict) {
   WriteWhole(path, picture->bytes.data(), picture->bytes.size());
 }
 
-using Outputs = std::map<host::TrackKind, std::unique_ptr<OutputFile>>;
+using Outputs = std::map<qo_host::TrackKind, std::unique_ptr<OutputFile>>;
 
-void OpenOutput(Input* input, host::TrackKind kind, const std::string& path, Outputs* outputs,
+void OpenOutput(Input* input, qo_host::TrackKind kind, const std::string& path, Outputs* outputs,
                 Verdict* verdict) {
   if (path.empty()) return;
   if (input->session().FindTrack(kind)) {
@@ -87,13 +88,13 @@ void OpenOutput(Input* input, host::TrackKind kind, const std::string& path, Out
 }
 
 // Plays out the tracks that are wanted: all by time, or a single one.
-host::Totals ExtractStreams(Input* input, const Outputs& outputs) {
-  host::Totals totals;
+qo_host::Totals ExtractStreams(Input* input, const Outputs& outputs) {
+  qo_host::Totals totals;
   if (outputs.empty()) return totals;
-  host::ParserSession& session = input->session();
+  qo_host::ParserSession& session = input->session();
   const bool isSingle = outputs.size() == 1;
   ProgressBar bar;
-  while (const host::AccessUnit* unit =
+  while (const qo_host::AccessUnit* unit =
              isSingle ? session.NextUnit(outputs.begin()->first) : session.NextUnit()) {
     if (IsInterrupted()) throw Failure(kExitCannotRun, input->path() + ": interrupted");
     totals.Add(*unit);
@@ -104,7 +105,7 @@ host::Totals ExtractStreams(Input* input, const Outputs& outputs) {
 }
 
 // Gives the streams that hold anything their names.
-void FinishStreams(const Outputs& outputs, const host::Totals& totals, Verdict* verdict) {
+void FinishStreams(const Outputs& outputs, const qo_host::Totals& totals, Verdict* verdict) {
   for (const auto& [kind, file] : outputs) {
     if (totals.of(kind).units != 0) {
       file->Finish();
@@ -120,12 +121,12 @@ void Run(const Arguments& arguments, const Options& options, int* exitCode) {
   NoticeInterruptions();
   Input input(options, arguments.file);
   Verdict verdict = OpenAndJudge(&input);
-  ExtractConfig(&input, host::TrackKind::kAudio, arguments.configAudio, &verdict);
-  ExtractConfig(&input, host::TrackKind::kVideo, arguments.configVideo, &verdict);
+  ExtractConfig(&input, qo_host::TrackKind::kAudio, arguments.configAudio, &verdict);
+  ExtractConfig(&input, qo_host::TrackKind::kVideo, arguments.configVideo, &verdict);
   ExtractCover(&input, arguments.cover, &verdict);
   Outputs outputs;
-  OpenOutput(&input, host::TrackKind::kAudio, arguments.audio, &outputs, &verdict);
-  OpenOutput(&input, host::TrackKind::kVideo, arguments.video, &outputs, &verdict);
+  OpenOutput(&input, qo_host::TrackKind::kAudio, arguments.audio, &outputs, &verdict);
+  OpenOutput(&input, qo_host::TrackKind::kVideo, arguments.video, &outputs, &verdict);
   FinishStreams(outputs, ExtractStreams(&input, outputs), &verdict);
   PrintProblems(input, verdict);
   *exitCode = verdict.exitCode();

@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <vector>
 
-#include "host/CodecNames.h"
+#include "qo_host/CodecNames.h"
 #include "tools/Commands.h"
 #include "tools/Json.h"
 #include "tools/Output.h"
@@ -28,7 +28,7 @@ void PrintLine(const std::string& name, const std::string& text) {
 }
 
 void PrintContainer(Input* input) {
-  const host::AsfLayout& layout = input->layout();
+  const qo_host::AsfLayout& layout = input->layout();
   PrintLine("duration", TimeText(input->session().durationMs()));
   PrintLine("packets",
             std::to_string(layout.PacketsInData()) + " of " + Count(layout.packetLength, "byte"));
@@ -46,19 +46,19 @@ std::string ConfigText(const std::vector<unsigned char>& config) {
          (shown < config.size() ? "..." : "");
 }
 
-void PrintTrack(const host::Track& track) {
+void PrintTrack(const qo_host::Track& track) {
   std::string text = TrackText(track);
-  if (track.kind == host::TrackKind::kAudio) {
+  if (track.kind == qo_host::TrackKind::kAudio) {
     text += ", " + std::to_string(track.info.bitrate / 1000) + " kbit/s";
   }
   PrintLine(TrackKindName(track.kind), text);
   if (!track.config.empty()) PrintLine("  configuration", ConfigText(track.config));
 }
 
-void PrintTags(const host::ParserSession& session) {
-  for (const host::Tag& tag : session.tags()) {
+void PrintTags(const qo_host::ParserSession& session) {
+  for (const qo_host::Tag& tag : session.tags()) {
     const bool isText = tag.type != kMetaBytes && tag.type <= kMetaWord;
-    if (isText) PrintLine(host::TagName(tag.key), Printable(tag.text));
+    if (isText) PrintLine(qo_host::TagName(tag.key), Printable(tag.text));
   }
   if (const auto& picture = session.picture()) {
     PrintLine("cover art",
@@ -69,7 +69,7 @@ void PrintTags(const host::ParserSession& session) {
 void PrintText(Input* input, const Verdict& verdict) {
   Print(Bold(Printable(input->path()), stdout) + "\n");
   if (input->layout().isAsf) PrintContainer(input);
-  for (const host::Track& track : input->session().tracks()) PrintTrack(track);
+  for (const qo_host::Track& track : input->session().tracks()) PrintTrack(track);
   PrintTags(input->session());
   for (const std::string& note : verdict.notes) PrintLine("note", Printable(note));
 }

@@ -1,26 +1,26 @@
 // Building of JSON. No state.
 #include "tools/Json.h"
 
-#include "host/CodecNames.h"
+#include "qo_host/CodecNames.h"
 #include "tools/Output.h"
 
 namespace tool {
 namespace {
 
 // A tag's name as a JSON key.
-std::string KeyOf(const host::Tag& tag) {
-  std::string key = host::TagName(tag.key);
+std::string KeyOf(const qo_host::Tag& tag) {
+  std::string key = qo_host::TagName(tag.key);
   for (char& c : key) {
     if (c == ' ') c = '_';
   }
   return key;
 }
 
-Json StreamJson(const host::StreamLayout& stream) {
+Json StreamJson(const qo_host::StreamLayout& stream) {
   return {{"stream", stream.number}, {"kind", StreamKindName(stream.kind)}};
 }
 
-Json ContainerJson(const host::ParserSession& session, const host::AsfLayout& layout) {
+Json ContainerJson(const qo_host::ParserSession& session, const qo_host::AsfLayout& layout) {
   Json json;
   json["duration_ms"] = session.durationMs();
   json["packets"] = layout.PacketsInData();
@@ -34,20 +34,20 @@ Json ContainerJson(const host::ParserSession& session, const host::AsfLayout& la
                      {"interval_ms", layout.simpleIndex->interval / 10000}};
   }
   json["dropped_streams"] = Json::array();
-  for (const host::StreamLayout& stream : layout.streams) {
+  for (const qo_host::StreamLayout& stream : layout.streams) {
     if (!stream.isTrack) json["dropped_streams"].push_back(StreamJson(stream));
   }
   return json;
 }
 
-Json TrackJson(const host::Track& track) {
+Json TrackJson(const qo_host::Track& track) {
   const TrackInfo& info = track.info;
   Json json;
   json["index"] = track.index;
   json["kind"] = TrackKindName(track.kind);
   json["codec"] = info.codec;
-  json["codec_name"] = host::CodecName(info.codec);
-  if (track.kind == host::TrackKind::kVideo) {
+  json["codec_name"] = qo_host::CodecName(info.codec);
+  if (track.kind == qo_host::TrackKind::kVideo) {
     json["width"] = info.value1;
     json["height"] = info.value2;
     json["seekable"] = info.seekable != 0;
@@ -65,9 +65,9 @@ Json TrackJson(const host::Track& track) {
   return json;
 }
 
-Json TagsJson(const host::ParserSession& session) {
+Json TagsJson(const qo_host::ParserSession& session) {
   Json json = Json::object();
-  for (const host::Tag& tag : session.tags()) {
+  for (const qo_host::Tag& tag : session.tags()) {
     if (tag.type == kMetaString) {
       json[KeyOf(tag)] = tag.text;
     } else if (tag.type == kMetaBool) {
@@ -79,7 +79,7 @@ Json TagsJson(const host::ParserSession& session) {
   return json;
 }
 
-Json PictureJson(const host::ParserSession& session) {
+Json PictureJson(const qo_host::ParserSession& session) {
   const auto& picture = session.picture();
   if (!picture) return nullptr;
   return {{"type", picture->type},
@@ -95,19 +95,19 @@ std::string JsonText(const Json& json, int indent) {
   return json.dump(indent, ' ', false, Json::error_handler_t::replace);
 }
 
-Json FileJson(const std::string& path, const host::ParserSession& session,
-              const host::AsfLayout& layout) {
+Json FileJson(const std::string& path, const qo_host::ParserSession& session,
+              const qo_host::AsfLayout& layout) {
   Json json;
   json["file"] = path;
   json["container"] = ContainerJson(session, layout);
   json["tracks"] = Json::array();
-  for (const host::Track& track : session.tracks()) json["tracks"].push_back(TrackJson(track));
+  for (const qo_host::Track& track : session.tracks()) json["tracks"].push_back(TrackJson(track));
   json["tags"] = TagsJson(session);
   json["picture"] = PictureJson(session);
   return json;
 }
 
-Json UnitJson(unsigned long long number, const host::AccessUnit& unit) {
+Json UnitJson(unsigned long long number, const qo_host::AccessUnit& unit) {
   return {{"number", number},
           {"track", TrackKindName(unit.kind)},
           {"time_ms", unit.timeMs},
@@ -122,7 +122,7 @@ Json LandingJson(const Landing& landing, unsigned long long target) {
   if (landing.packet) json["packet"] = *landing.packet;
   json["probes"] = landing.probes;
   json["bytes_read"] = landing.bytesRead;
-  for (const auto kind : {host::TrackKind::kVideo, host::TrackKind::kAudio}) {
+  for (const auto kind : {qo_host::TrackKind::kVideo, qo_host::TrackKind::kAudio}) {
     json[TrackKindName(kind)] = nullptr;
     const auto found = landing.first.find(kind);
     if (found == landing.first.end()) continue;

@@ -5,8 +5,8 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "host/AsfLayout.h"
-#include "host/ParserSession.h"
+#include "qo_host/AsfLayout.h"
+#include "qo_host/ParserSession.h"
 #include "tools/Landing.h"
 
 namespace tool {
@@ -19,11 +19,11 @@ using Json = nlohmann::ordered_json;
 std::string JsonText(const Json& json, int indent = 2);
 
 // A file: its name, container, tracks, tags and picture.
-Json FileJson(const std::string& path, const host::ParserSession& session,
-              const host::AsfLayout& layout);
+Json FileJson(const std::string& path, const qo_host::ParserSession& session,
+              const qo_host::AsfLayout& layout);
 
 // An access unit, with its number in the list of them.
-Json UnitJson(unsigned long long number, const host::AccessUnit& unit);
+Json UnitJson(unsigned long long number, const qo_host::AccessUnit& unit);
 
 // Where a seek to `target` ms landed.
 Json LandingJson(const Landing& landing, unsigned long long target);

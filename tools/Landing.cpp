@@ -1,7 +1,7 @@
 // Landing: seeks under the eyes of a record of the session's calls.
 #include "tools/Landing.h"
 
-#include "host/StatusText.h"
+#include "qo_host/StatusText.h"
 #include "tools/Words.h"
 
 namespace tool {
@@ -12,8 +12,8 @@ class ProbeCounter {
  public:
   explicit ProbeCounter(Input* input) : trace_(input->parserCalls()) {
     trace_->Reset();
-    trace_->SetObserver([this](const host::SourceCall& call) {
-      probes_ += call.operation == host::SourceOperation::kReadAt && call.requested == 1;
+    trace_->SetObserver([this](const qo_host::SourceCall& call) {
+      probes_ += call.operation == qo_host::SourceOperation::kReadAt && call.requested == 1;
     });
   }
   ~ProbeCounter() { trace_->SetObserver({}); }
@@ -26,7 +26,7 @@ class ProbeCounter {
   }
 
  private:
-  host::TraceSource* trace_;
+  qo_host::TraceSource* trace_;
   unsigned long long probes_ = 0;
 };
 
@@ -34,9 +34,9 @@ class ProbeCounter {
 class FirstPacket {
  public:
   explicit FirstPacket(Input* input) : trace_(input->parserCalls()) {
-    const host::AsfLayout& layout = input->layout();
-    trace_->SetObserver([this, &layout](const host::SourceCall& call) {
-      const bool isFirst = !packet_ && call.operation == host::SourceOperation::kReadAt;
+    const qo_host::AsfLayout& layout = input->layout();
+    trace_->SetObserver([this, &layout](const qo_host::SourceCall& call) {
+      const bool isFirst = !packet_ && call.operation == qo_host::SourceOperation::kReadAt;
       if (isFirst && layout.packetLength != 0 && call.offset >= layout.packetsStart) {
         packet_ = layout.PacketAt(call.offset);
       }
@@ -49,13 +49,15 @@ class FirstPacket {
   std::optional<unsigned long long> packet() const { return packet_; }
 
  private:
-  host::TraceSource* trace_;
+  qo_host::TraceSource* trace_;
   std::optional<unsigned long long> packet_;
 };
 
-std::string Failed(const host::SeekStatus& status) {
-  if (status.video < 0) return "video: " + host::StatusText(host::Action::kSeek, status.video);
-  if (status.audio < 0) return "audio: " + host::StatusText(host::Action::kSeek, status.audio);
+std::string Failed(const qo_host::SeekStatus& status) {
+  if (status.video < 0)
+    return "video: " + qo_host::StatusText(qo_host::Action::kSeek, status.video);
+  if (status.audio < 0)
+    return "audio: " + qo_host::StatusText(qo_host::Action::kSeek, status.audio);
   return "";
 }
 
@@ -72,10 +74,10 @@ void Seeker::Seek(unsigned long long timeMs, const SeekWay& way, Landing* landin
   if (!way.exact) {
     landing->problem = Failed(input_->session().Seek(timeMs, way.mode, way.flags));
   } else {
-    const host::ExactSeek exact = exact_.Seek(timeMs);
-    if (exact.outcome == host::ExactSeek::Outcome::kFailed)
+    const qo_host::ExactSeek exact = exact_.Seek(timeMs);
+    if (exact.outcome == qo_host::ExactSeek::Outcome::kFailed)
       landing->problem = SeekProblemText(exact);
-    if (exact.outcome == host::ExactSeek::Outcome::kFound) landing->packet = exact.packet;
+    if (exact.outcome == qo_host::ExactSeek::Outcome::kFound) landing->packet = exact.packet;
   }
   counter.Store(landing);
 }
@@ -85,8 +87,8 @@ Landing Seeker::Land(unsigned long long timeMs, const SeekWay& way) {
   Seek(timeMs, way, &landing);
   if (!landing.problem.empty()) return landing;
   const FirstPacket first(input_);
-  for (const host::TrackKind kind : {host::TrackKind::kVideo, host::TrackKind::kAudio}) {
-    if (const host::AccessUnit* unit = input_->session().NextUnit(kind))
+  for (const qo_host::TrackKind kind : {qo_host::TrackKind::kVideo, qo_host::TrackKind::kAudio}) {
+    if (const qo_host::AccessUnit* unit = input_->session().NextUnit(kind))
       landing.first[kind] = *unit;
   }
   if (!landing.packet) landing.packet = first.packet();

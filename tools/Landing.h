@@ -6,8 +6,8 @@
 #include <optional>
 #include <string>
 
-#include "host/ExactSeek.h"
-#include "host/ParserSession.h"
+#include "qo_host/ExactSeek.h"
+#include "qo_host/ParserSession.h"
 #include "tools/Tool.h"
 
 namespace tool {
@@ -15,9 +15,9 @@ namespace tool {
 struct Landing {
   std::string problem;  // why the seek failed; empty when it did not
   std::optional<unsigned long long> packet;
-  unsigned long long probes = 0;                      // packets whose header the seek read
-  unsigned long long bytesRead = 0;                   // by the seek alone
-  std::map<host::TrackKind, host::AccessUnit> first;  // the first unit of each track
+  unsigned long long probes = 0;                            // packets whose header the seek read
+  unsigned long long bytesRead = 0;                         // by the seek alone
+  std::map<qo_host::TrackKind, qo_host::AccessUnit> first;  // the first unit of each track
 };
 
 // Ms from the target to a time.
@@ -43,7 +43,7 @@ class Seeker {
   void Seek(unsigned long long timeMs, const SeekWay& way, Landing* landing);
 
   Input* input_;
-  host::ExactSeeker exact_;
+  qo_host::ExactSeeker exact_;
 };
 
 }  // namespace tool

@@ -9,7 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "host/CodecNames.h"
+#include "qo_host/CodecNames.h"
 #include "tools/Tool.h"
 
 namespace tool {
@@ -81,11 +81,11 @@ std::string Md5Text(const unsigned char* data, std::size_t size) {
   return HexText(digest, sizeof digest);
 }
 
-std::string TrackText(const host::Track& track) {
+std::string TrackText(const qo_host::Track& track) {
   const TrackInfo& info = track.info;
   std::string text =
-      std::string(host::CodecName(info.codec)) + " (" + std::to_string(info.codec) + "), ";
-  if (track.kind == host::TrackKind::kVideo) {
+      std::string(qo_host::CodecName(info.codec)) + " (" + std::to_string(info.codec) + "), ";
+  if (track.kind == qo_host::TrackKind::kVideo) {
     return text + std::to_string(info.value1) + "x" + std::to_string(info.value2);
   }
   return text + std::to_string(info.value2) + " Hz, " + Count(info.value1, "channel");

@@ -7,7 +7,7 @@
 #include <cstdio>
 #include <string>
 
-#include "host/ParserSession.h"
+#include "qo_host/ParserSession.h"
 
 namespace tool {
 
@@ -32,7 +32,7 @@ std::string HexText(const unsigned char* data, std::size_t size);
 std::string Md5Text(const unsigned char* data, std::size_t size);
 
 // "Windows Media Video 8 (107), 128x96" or "..., 22050 Hz, 1 channel".
-std::string TrackText(const host::Track& track);
+std::string TrackText(const qo_host::Track& track);
 
 // Writes all of `text` to the standard output, or throws Failure(kExitCannotRun).
 void Print(const std::string& text);

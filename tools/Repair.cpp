@@ -1,12 +1,12 @@
 // asftool repair: writes a mended copy of a file, which gets its name once it has been
 // read again.
-#include "host/Repair.h"
+#include "qo_host/Repair.h"
 
 #include <filesystem>
 #include <system_error>
 
-#include "host/FileSource.h"
-#include "host/RepairCheck.h"
+#include "qo_host/FileSource.h"
+#include "qo_host/RepairCheck.h"
 #include "tools/Commands.h"
 #include "tools/Output.h"
 #include "tools/OutputFile.h"
@@ -22,9 +22,9 @@ struct Arguments {
   bool force = false;
 };
 
-std::unique_ptr<host::FileSource> OpenFile(const std::string& path) {
+std::unique_ptr<qo_host::FileSource> OpenFile(const std::string& path) {
   std::string error;
-  auto source = host::FileSource::OpenPath(path, &error);
+  auto source = qo_host::FileSource::OpenPath(path, &error);
   if (!source) throw Failure(kExitCannotRun, error);
   return source;
 }
@@ -40,44 +40,43 @@ void CheckOutput(const Arguments& arguments) {
 }
 
 // Throws where the repair did not come to its end.
-void CheckStatus(const Arguments& arguments, const host::Repair& repair,
-                 host::RepairStatus status) {
+void CheckStatus(const Arguments& arguments, const qo_host::Repair& repair,
+                 qo_host::RepairStatus status) {
   switch (status) {
-    case host::RepairStatus::kGood:
-    case host::RepairStatus::kMendable:
-    case host::RepairStatus::kWriteFailed:  // thrown where it happened
+    case qo_host::RepairStatus::kGood:
+    case qo_host::RepairStatus::kMendable:
+    case qo_host::RepairStatus::kWriteFailed:  // thrown where it happened
       return;
-    case host::RepairStatus::kPastMending:
-      throw Failure(kExitBadFile,
-                    arguments.in + ": past mending: " + RefusalText(repair.file()->plan()));
-    case host::RepairStatus::kReadFailed:
+    case qo_host::RepairStatus::kPastMending:
+      throw Failure(kExitBadFile, arguments.in + ": past mending: " + RefusalText(*repair.file()));
+    case qo_host::RepairStatus::kReadFailed:
       throw Failure(kExitCannotRun, arguments.in + ": cannot be read");
-    case host::RepairStatus::kCancelled:
+    case qo_host::RepairStatus::kCancelled:
       throw Failure(kExitCannotRun, arguments.in + ": interrupted");
   }
 }
 
-void CheckMended(const Arguments& arguments, const host::ParserLibrary& library, IDataSource* in,
+void CheckMended(const Arguments& arguments, const qo_host::ParserLibrary& library, IDataSource* in,
                  const std::string& written) {
   const auto out = OpenFile(written);
-  switch (host::CheckRepair(library.factory(), in, out.get(), IsInterrupted)) {
-    case host::RepairVerdict::kGood:
+  switch (qo_host::CheckRepair(library.factory(), in, out.get(), IsInterrupted)) {
+    case qo_host::RepairVerdict::kGood:
       return;
-    case host::RepairVerdict::kCancelled:
+    case qo_host::RepairVerdict::kCancelled:
       throw Failure(kExitCannotRun, arguments.in + ": interrupted");
-    case host::RepairVerdict::kNotMended:
+    case qo_host::RepairVerdict::kNotMended:
       throw Failure(kExitBadFile, arguments.in + ": past mending: the copy would not be right");
-    case host::RepairVerdict::kUnitsDiffer:
+    case qo_host::RepairVerdict::kUnitsDiffer:
       throw Failure(kExitBadFile,
                     arguments.in + ": past mending: the copy would not play as the file does");
   }
 }
 
-void PrintMended(const Arguments& arguments, const host::Repair& repair) {
+void PrintMended(const Arguments& arguments, const qo_host::Repair& repair) {
   const bool isGood = repair.findings().empty();
   const std::string result = isGood ? "good: copied to " : "mended, written to ";
   Print(Bold(Printable(arguments.in + ": " + result + arguments.out), stdout) + "\n");
-  for (const host::RepairFinding& finding : repair.findings()) {
+  for (const qo_host::RepairFinding& finding : repair.findings()) {
     Print("  mended: " + RepairText(finding) + "\n");
   }
   const std::size_t lost = repair.damage().objects.size();
@@ -89,10 +88,10 @@ void Run(const Arguments& arguments, const Options& options) {
   NoticeInterruptions();
   SetDebugLevel(options.logLevel);
   std::string error;
-  const auto library = host::ParserLibrary::Load(options.library, &error);
+  const auto library = qo_host::ParserLibrary::Load(options.library, &error);
   if (!library) throw Failure(kExitCannotRun, error);
   const auto in = OpenFile(arguments.in);
-  host::Repair repair(in.get());
+  qo_host::Repair repair(in.get());
   ProgressBar bar;
   unsigned long long before = 0;  // packets looked at in earlier passes, of which there are two
   const auto progress = [&](unsigned long long done, unsigned long long total) {
@@ -104,7 +103,7 @@ void Run(const Arguments& arguments, const Options& options) {
     Print(Bold(Printable(arguments.in) + ": good, nothing is written", stdout) + "\n");
     return;
   }
-  before = repair.file()->plan().data.PacketCount();
+  before = repair.file()->packetCount();
   OutputFile out(arguments.out);
   const auto sink = [&out](const unsigned char* data, std::size_t size) {
     out.Write(data, size);

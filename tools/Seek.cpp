@@ -41,7 +41,7 @@ void PrintLanding(const Landing& landing, unsigned long long target) {
 
 // The track that a seek is judged by: video where there is one.
 std::optional<long long> JudgedDistance(const Landing& landing, unsigned long long target) {
-  for (const auto kind : {host::TrackKind::kVideo, host::TrackKind::kAudio}) {
+  for (const auto kind : {qo_host::TrackKind::kVideo, qo_host::TrackKind::kAudio}) {
     const auto found = landing.first.find(kind);
     if (found != landing.first.end()) return std::abs(Distance(found->second.timeMs, target));
   }

@@ -5,9 +5,9 @@
 #include <cstdlib>
 #include <utility>
 
-#include "host/FileSource.h"
-#include "host/ReadAheadSource.h"
-#include "host/StatusText.h"
+#include "qo_host/FileSource.h"
+#include "qo_host/ReadAheadSource.h"
+#include "qo_host/StatusText.h"
 
 namespace tool {
 namespace {
@@ -31,9 +31,9 @@ Input::Input(const Options& options, const std::string& path, Trace trace) : pat
   if (options.videoStream) openOptions_.streams.video = number(*options.videoStream);
   SetDebugLevel(options.logLevel);
   std::string error;
-  library_ = host::ParserLibrary::Load(options.library, &error);
+  library_ = qo_host::ParserLibrary::Load(options.library, &error);
   if (!library_) throw Failure(kExitCannotRun, error);
-  std::unique_ptr<IDataSource> source = host::FileSource::OpenPath(path, &error);
+  std::unique_ptr<IDataSource> source = qo_host::FileSource::OpenPath(path, &error);
   if (!source) throw Failure(kExitCannotRun, error);
   file_ = source.get();
   if (trace == Trace::kOn) {
@@ -41,15 +41,15 @@ Input::Input(const Options& options, const std::string& path, Trace trace) : pat
     fileCalls_ = parserCalls_;
   }
   if (options.readAhead) {
-    source = std::make_unique<host::ReadAheadSource>(std::move(source));
+    source = std::make_unique<qo_host::ReadAheadSource>(std::move(source));
     if (trace == Trace::kOn) source = Traced(std::move(source));
   }
-  session_ = std::make_unique<host::ParserSession>(library_->factory(), std::move(source));
+  session_ = std::make_unique<qo_host::ParserSession>(library_->factory(), std::move(source));
 }
 
 // The outermost record is the parser's.
 std::unique_ptr<IDataSource> Input::Traced(std::unique_ptr<IDataSource> source) {
-  auto traced = std::make_unique<host::TraceSource>(std::move(source));
+  auto traced = std::make_unique<qo_host::TraceSource>(std::move(source));
   parserCalls_ = traced.get();
   return traced;
 }
@@ -58,21 +58,23 @@ void Input::Open() {
   openStatus_ = session_->Open(openOptions_);
   if (openStatus_ == kParserOk) return;
   throw Failure(IsVerdictOnFile(openStatus_) ? kExitBadFile : kExitCannotRun,
-                path_ + ": " + host::StatusText(host::Action::kOpen, openStatus_));
+                path_ + ": " + qo_host::StatusText(qo_host::Action::kOpen, openStatus_));
 }
 
-const host::AsfLayout& Input::layout() { return LayoutOf(file_, &layout_); }
+const qo_host::AsfLayout& Input::layout() { return LayoutOf(file_, &layout_); }
 
-const host::AsfLayout& Input::playedLayout() { return LayoutOf(session_->view(), &playedLayout_); }
+const qo_host::AsfLayout& Input::playedLayout() {
+  return LayoutOf(session_->view(), &playedLayout_);
+}
 
-const host::AsfLayout& Input::LayoutOf(IDataSource* source,
-                                       std::optional<host::AsfLayout>* layout) const {
+const qo_host::AsfLayout& Input::LayoutOf(IDataSource* source,
+                                          std::optional<qo_host::AsfLayout>* layout) const {
   if (!*layout) {
-    host::AsfLayout read;
+    qo_host::AsfLayout read;
     // Where a play-out left off, its judge wants to know.
     unsigned long long position = 0;
     CheckRead(source->GetPosition(&position));
-    CheckRead(host::ReadLayout(source, &read));
+    CheckRead(qo_host::ReadLayout(source, &read));
     CheckRead(source->SeekTo(position, 0));
     *layout = std::move(read);
   }
@@ -81,7 +83,7 @@ const host::AsfLayout& Input::LayoutOf(IDataSource* source,
 
 void Input::CheckRead(int status) const {
   if (status >= 0) return;
-  throw Failure(kExitCannotRun, path_ + ": " + host::StatusText(host::Action::kRead, status));
+  throw Failure(kExitCannotRun, path_ + ": " + qo_host::StatusText(qo_host::Action::kRead, status));
 }
 
 unsigned long long SecondsToMs(double seconds) {
@@ -90,11 +92,11 @@ unsigned long long SecondsToMs(double seconds) {
 }
 
 void SeekPlainly(Input* input, unsigned long long timeMs, int seekMode) {
-  const host::SeekStatus status = input->session().Seek(timeMs, seekMode);
+  const qo_host::SeekStatus status = input->session().Seek(timeMs, seekMode);
   const int failed = status.video < 0 ? status.video : status.audio;
   if (failed < 0) {
     throw Failure(kExitBadFile, input->path() + ": seek failed: " +
-                                    host::StatusText(host::Action::kSeek, failed));
+                                    qo_host::StatusText(qo_host::Action::kSeek, failed));
   }
 }
 

@@ -8,10 +8,10 @@
 #include <stdexcept>
 #include <string>
 
-#include "host/AsfLayout.h"
-#include "host/ParserLibrary.h"
-#include "host/ParserSession.h"
-#include "host/TraceSource.h"
+#include "qo_host/AsfLayout.h"
+#include "qo_host/ParserLibrary.h"
+#include "qo_host/ParserSession.h"
+#include "qo_host/TraceSource.h"
 
 namespace tool {
 
@@ -34,7 +34,7 @@ class Failure : public std::runtime_error {
 struct Options {
   std::string library;             // path of the parser's library; empty: the one beside the tool
   std::optional<int> logLevel;     // the parser's debug level
-  bool readAhead = false;          // read through host::ReadAheadSource
+  bool readAhead = false;          // read through qo_host::ReadAheadSource
   bool asIs = false;               // the bare parser's view of the file
   std::optional<int> audioStream;  // stream numbers as in the file
   std::optional<int> videoStream;
@@ -60,38 +60,38 @@ class Input {
   int openStatus() const { return openStatus_; }
 
   const std::string& path() const { return path_; }
-  host::ParserSession& session() { return *session_; }
+  qo_host::ParserSession& session() { return *session_; }
 
   // The file itself, for reads that are the tool's own; never recorded.
   IDataSource* file() const { return file_; }
   // The calls that reach the file. Null with Trace::kOff, like the next.
-  host::TraceSource* fileCalls() const { return fileCalls_; }
+  qo_host::TraceSource* fileCalls() const { return fileCalls_; }
   // The calls that the session makes. The same record where nothing reads ahead.
-  host::TraceSource* parserCalls() const { return parserCalls_; }
+  qo_host::TraceSource* parserCalls() const { return parserCalls_; }
 
   // Read from the file when it is first asked for. Throws Failure(kExitCannotRun).
-  const host::AsfLayout& layout();
+  const qo_host::AsfLayout& layout();
   // That of what the parser reads.
-  const host::AsfLayout& playedLayout();
+  const qo_host::AsfLayout& playedLayout();
   // Throws Failure(kExitCannotRun) for the status of a read that failed.
   void CheckRead(int status) const;
 
  private:
-  const host::AsfLayout& LayoutOf(IDataSource* source,
-                                  std::optional<host::AsfLayout>* layout) const;
+  const qo_host::AsfLayout& LayoutOf(IDataSource* source,
+                                     std::optional<qo_host::AsfLayout>* layout) const;
   std::unique_ptr<IDataSource> Traced(std::unique_ptr<IDataSource> source);
 
   std::string path_;
   int openStatus_ = kParserOk;
-  std::unique_ptr<host::ParserLibrary> library_;
+  std::unique_ptr<qo_host::ParserLibrary> library_;
   // Owned by the session, with all that lies between.
   IDataSource* file_ = nullptr;
-  host::TraceSource* fileCalls_ = nullptr;
-  host::TraceSource* parserCalls_ = nullptr;
-  std::unique_ptr<host::ParserSession> session_;
-  host::OpenOptions openOptions_;
-  std::optional<host::AsfLayout> layout_;
-  std::optional<host::AsfLayout> playedLayout_;
+  qo_host::TraceSource* fileCalls_ = nullptr;
+  qo_host::TraceSource* parserCalls_ = nullptr;
+  std::unique_ptr<qo_host::ParserSession> session_;
+  qo_host::OpenOptions openOptions_;
+  std::optional<qo_host::AsfLayout> layout_;
+  std::optional<qo_host::AsfLayout> playedLayout_;
 };
 
 // The parser prints error lines unless told otherwise, some of them once per

@@ -16,40 +16,40 @@ struct Arguments {
   bool totalsOnly = false;
 };
 
-void PrintCall(const host::SourceCall& call) {
-  std::string line = host::SourceOperationName(call.operation);
+void PrintCall(const qo_host::SourceCall& call) {
+  std::string line = qo_host::SourceOperationName(call.operation);
   switch (call.operation) {
-    case host::SourceOperation::kReadAt:
-    case host::SourceOperation::kRead:
+    case qo_host::SourceOperation::kReadAt:
+    case qo_host::SourceOperation::kRead:
       line += "\tat " + std::to_string(call.offset) + "\tasked " + std::to_string(call.requested) +
               "\tgot " + std::to_string(call.value);
       break;
-    case host::SourceOperation::kSeekTo:
+    case qo_host::SourceOperation::kSeekTo:
       line += std::string("\t") + (call.whence == 0 ? "to " : "by ") + std::to_string(call.offset);
       break;
-    case host::SourceOperation::kGetSize:
-    case host::SourceOperation::kGetPosition:
+    case qo_host::SourceOperation::kGetSize:
+    case qo_host::SourceOperation::kGetPosition:
       line += "\tis " + std::to_string(call.value);
       break;
-    case host::SourceOperation::kOpen:
-    case host::SourceOperation::kClose:
+    case qo_host::SourceOperation::kOpen:
+    case qo_host::SourceOperation::kClose:
       break;
   }
   if (call.status < 0) line += "\tfailed " + std::to_string(call.status);
   Print(line + "\n");
 }
 
-void PrintTotalsLine(const char* name, const host::SourceTotals& totals) {
+void PrintTotalsLine(const char* name, const qo_host::SourceTotals& totals) {
   char line[120];
   std::snprintf(line, sizeof line, "%-12s %12llu calls %14llu bytes %6llu failed\n", name,
                 totals.calls, totals.bytes, totals.failures);
   Print(line);
 }
 
-void PrintTotals(const host::TraceSource& trace) {
-  for (std::size_t k = 0; k < host::kSourceOperationCount; ++k) {
-    const auto operation = static_cast<host::SourceOperation>(k);
-    const host::SourceTotals& totals = trace.Totals(operation);
+void PrintTotals(const qo_host::TraceSource& trace) {
+  for (std::size_t k = 0; k < qo_host::kSourceOperationCount; ++k) {
+    const auto operation = static_cast<qo_host::SourceOperation>(k);
+    const qo_host::SourceTotals& totals = trace.Totals(operation);
     if (totals.calls != 0) PrintTotalsLine(SourceOperationName(operation), totals);
   }
   PrintTotalsLine("all", trace.AllTotals());
@@ -57,7 +57,7 @@ void PrintTotals(const host::TraceSource& trace) {
 
 void Run(const Arguments& arguments, const Options& options, int* exitCode) {
   Input input(options, arguments.file, Input::Trace::kOn);
-  host::TraceSource& trace = *input.fileCalls();
+  qo_host::TraceSource& trace = *input.fileCalls();
   const auto watch = [&] {
     trace.Reset();
     if (!arguments.totalsOnly) trace.SetObserver(PrintCall);

@@ -23,35 +23,35 @@ struct Arguments {
   }
 };
 
-const host::AccessUnit* NextUnit(const Arguments& arguments, host::ParserSession* session) {
+const qo_host::AccessUnit* NextUnit(const Arguments& arguments, qo_host::ParserSession* session) {
   if (arguments.track.empty()) return session->NextUnit();
-  return session->NextUnit(arguments.track == "audio" ? host::TrackKind::kAudio
-                                                      : host::TrackKind::kVideo);
+  return session->NextUnit(arguments.track == "audio" ? qo_host::TrackKind::kAudio
+                                                      : qo_host::TrackKind::kVideo);
 }
 
-std::string UnitLine(unsigned long long number, const host::AccessUnit& unit) {
+std::string UnitLine(unsigned long long number, const qo_host::AccessUnit& unit) {
   return std::to_string(number) + "\t" + TrackKindName(unit.kind) + "\t" +
          std::to_string(unit.timeMs) + "\t" + std::to_string(unit.size) + "\t" +
          Md5Text(unit.data, unit.size) + "\n";
 }
 
-std::string JsonElement(unsigned long long number, const host::AccessUnit& unit) {
+std::string JsonElement(unsigned long long number, const qo_host::AccessUnit& unit) {
   return (number == 0 ? "\n" : ",\n") + JsonText(UnitJson(number, unit), -1);
 }
 
 void Run(const Arguments& arguments, const Options& options, int* exitCode) {
   Input input(options, arguments.file);
   Verdict verdict = OpenAndJudge(&input);
-  host::ParserSession& session = input.session();
+  qo_host::ParserSession& session = input.session();
   if (arguments.from >= 0) SeekPlainly(&input, SecondsToMs(arguments.from), kSeekPreviousSync);
-  host::Totals totals;
+  qo_host::Totals totals;
   if (arguments.json) {
     Print("{\"file\": " + JsonText(Json(arguments.file)) + ", \"units\": [");
   } else {
     Print("#number\ttrack\tms\tsize\tmd5\n");
   }
   for (unsigned long long number = 0; number < arguments.limit; ++number) {
-    const host::AccessUnit* unit = NextUnit(arguments, &session);
+    const qo_host::AccessUnit* unit = NextUnit(arguments, &session);
     if (!unit) break;
     totals.Add(*unit);
     Print(arguments.json ? JsonElement(number, *unit) : UnitLine(number, *unit));

@@ -10,16 +10,16 @@ namespace tool {
 namespace {
 
 // The session's view of a file that is read as it is may answer from memory.
-host::JudgedFile Played(Input* input) {
-  const host::ParserSession& session = input->session();
+qo_host::JudgedFile Played(Input* input) {
+  const qo_host::ParserSession& session = input->session();
   const bool isAsIs = session.view() == session.source();
   return {session, input->playedLayout(), isAsIs ? input->file() : session.view()};
 }
 
-void Add(const std::vector<host::Finding>& findings, Verdict* verdict) {
-  for (const host::Finding& finding : findings) {
+void Add(const std::vector<qo_host::Finding>& findings, Verdict* verdict) {
+  for (const qo_host::Finding& finding : findings) {
     (finding.isProblem ? verdict->problems : verdict->notes).push_back(FindingText(finding));
-    verdict->isMended |= finding.code == host::FindingCode::kMended;
+    verdict->isMended |= finding.code == qo_host::FindingCode::kMended;
   }
 }
 
@@ -32,14 +32,14 @@ Verdict OpenAndJudge(Input* input) {
     if (failure.exitCode() != kExitBadFile) throw;
   }
   Verdict verdict;
-  const host::JudgedFile judged{input->session(), input->layout(), input->file()};
-  Add(host::JudgeOpen(judged, input->openStatus()), &verdict);
+  const qo_host::JudgedFile judged{input->session(), input->layout(), input->file()};
+  Add(qo_host::JudgeOpen(judged, input->openStatus()), &verdict);
   return verdict;
 }
 
-void JudgePlayOut(Input* input, const host::Totals& totals, bool explain, Verdict* verdict) {
-  std::vector<host::Finding> findings;
-  input->CheckRead(host::JudgePlayOut(Played(input), totals, explain, &findings));
+void JudgePlayOut(Input* input, const qo_host::Totals& totals, bool explain, Verdict* verdict) {
+  std::vector<qo_host::Finding> findings;
+  input->CheckRead(qo_host::JudgePlayOut(Played(input), totals, explain, &findings));
   Add(findings, verdict);
 }
 

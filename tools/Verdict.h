@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "host/Findings.h"
+#include "qo_host/Findings.h"
 #include "tools/Tool.h"
 
 namespace tool {
@@ -23,8 +23,8 @@ struct Verdict {
 Verdict OpenAndJudge(Input* input);
 
 // Judges a whole play-out of an open file as well, right after it; with `explain`
-// every packet is looked at (see host::JudgePlayOut). Throws Failure(kExitCannotRun).
-void JudgePlayOut(Input* input, const host::Totals& totals, bool explain, Verdict* verdict);
+// every packet is looked at (see qo_host::JudgePlayOut). Throws Failure(kExitCannotRun).
+void JudgePlayOut(Input* input, const qo_host::Totals& totals, bool explain, Verdict* verdict);
 
 // Prints the problems to stderr, each with the file's name.
 void PrintProblems(const Input& input, const Verdict& verdict);

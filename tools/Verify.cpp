@@ -7,8 +7,8 @@
 namespace tool {
 namespace {
 
-void PrintTotals(const host::Totals& totals, host::TrackKind kind) {
-  const host::TrackTotals& total = totals.of(kind);
+void PrintTotals(const qo_host::Totals& totals, qo_host::TrackKind kind) {
+  const qo_host::TrackTotals& total = totals.of(kind);
   std::string line = std::string("  ") + TrackKindName(kind) + "  " + Count(total.units, "unit") +
                      ", " + Count(total.bytes, "byte");
   if (total.units > 0) line += ", " + TimeText(total.firstMs) + " to " + TimeText(total.lastMs);
@@ -18,13 +18,13 @@ void PrintTotals(const host::Totals& totals, host::TrackKind kind) {
 void Run(const std::string& file, bool explain, const Options& options, int* exitCode) {
   Input input(options, file);
   Verdict verdict = OpenAndJudge(&input);
-  host::Totals totals;
-  while (const host::AccessUnit* unit = input.session().NextUnit()) totals.Add(*unit);
+  qo_host::Totals totals;
+  while (const qo_host::AccessUnit* unit = input.session().NextUnit()) totals.Add(*unit);
   JudgePlayOut(&input, totals, explain, &verdict);
   const char* const good = verdict.isMended ? "good with the kit" : "good";
   const char* const judgement = verdict.exitCode() == kExitGood ? good : "bad";
   Print(Bold(Printable(file) + ": " + judgement, stdout) + "\n");
-  for (const host::Track& track : input.session().tracks()) {
+  for (const qo_host::Track& track : input.session().tracks()) {
     PrintTotals(totals, track.kind);
   }
   for (const std::string& note : verdict.notes) Print("  note: " + Printable(note) + "\n");

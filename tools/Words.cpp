@@ -1,16 +1,16 @@
 // Wording of codes. No state.
 #include "tools/Words.h"
 
-#include "host/CodecNames.h"
-#include "host/StatusText.h"
+#include "qo_host/CodecNames.h"
+#include "qo_host/StatusText.h"
 #include "tools/Output.h"
 
 namespace tool {
 namespace {
 
-using host::FindingCode;
-using host::LayoutProblem;
-using host::PacketFault;
+using qo_host::FindingCode;
+using qo_host::LayoutProblem;
+using qo_host::PacketFault;
 
 const char* LayoutText(LayoutProblem problem) {
   switch (problem) {
@@ -62,35 +62,36 @@ const char* FaultText(PacketFault fault) {
   return "";
 }
 
-std::string StreamText(const host::StreamLayout& stream) {
+std::string StreamText(const qo_host::StreamLayout& stream) {
   std::string text = "stream " + std::to_string(stream.number) + " (" + StreamKindName(stream.kind);
-  if (stream.kind == host::StreamKind::kVideo) text += ", " + host::FourCcText(stream.codecTag);
+  if (stream.kind == qo_host::StreamKind::kVideo)
+    text += ", " + qo_host::FourCcText(stream.codecTag);
   return text + ")";
 }
 
-std::string PlanText(const host::PlanFinding& finding) {
+std::string PlanText(const qo_host::PlanFinding& finding) {
   const std::string value = std::to_string(finding.value);
   switch (finding.note) {
-    case host::PlanNote::kNotAsf:
-    case host::PlanNote::kNoStream:
-    case host::PlanNote::kEncrypted:
-    case host::PlanNote::kPacketLength:
-    case host::PlanNote::kNoPackets:
-    case host::PlanNote::kStreamAbsent:
+    case qo_host::PlanNote::kNotAsf:
+    case qo_host::PlanNote::kNoStream:
+    case qo_host::PlanNote::kEncrypted:
+    case qo_host::PlanNote::kPacketLength:
+    case qo_host::PlanNote::kNoPackets:
+    case qo_host::PlanNote::kStreamAbsent:
       break;  // not presented, and told by others
-    case host::PlanNote::kHeaderMisread:
+    case qo_host::PlanNote::kHeaderMisread:
       return "the parser would take something else from the header than it says";
-    case host::PlanNote::kDataSize:
+    case qo_host::PlanNote::kDataSize:
       return "the data object states " + value + " bytes, which it has not";
-    case host::PlanNote::kDuration:
+    case qo_host::PlanNote::kDuration:
       return "the duration stated is not that of the last packets";
-    case host::PlanNote::kIndexUnreached:
+    case qo_host::PlanNote::kIndexUnreached:
       return "the parser would not reach the index";
-    case host::PlanNote::kErrorCorrection:
+    case qo_host::PlanNote::kErrorCorrection:
       return "packets without two bytes of error correction data, which the parser would misread";
-    case host::PlanNote::kStreamHidden:
+    case qo_host::PlanNote::kStreamHidden:
       return "stream " + value + " is described in the header extension only";
-    case host::PlanNote::kUnitsBent:
+    case qo_host::PlanNote::kUnitsBent:
       return "the parser would cut, strip or stamp the units of stream " + value + " wrongly";
   }
   return "";
@@ -98,10 +99,10 @@ std::string PlanText(const host::PlanFinding& finding) {
 
 }  // namespace
 
-std::string FindingText(const host::Finding& finding) {
+std::string FindingText(const qo_host::Finding& finding) {
   switch (finding.code) {
     case FindingCode::kRefused:
-      return host::StatusText(host::Action::kOpen, finding.status);
+      return qo_host::StatusText(qo_host::Action::kOpen, finding.status);
     case FindingCode::kNotAsf:
       return "not an ASF file";
     case FindingCode::kNoTrack:
@@ -145,52 +146,52 @@ std::string FindingText(const host::Finding& finding) {
   return "";
 }
 
-std::string RepairText(const host::RepairFinding& finding) {
+std::string RepairText(const qo_host::RepairFinding& finding) {
   const std::string value = std::to_string(finding.value);
   switch (finding.note) {
-    case host::RepairNote::kHeaderObjects:
+    case qo_host::RepairNote::kHeaderObjects:
       return "objects of the header, or what it says of their sizes and number";
-    case host::RepairNote::kFileSize:
+    case qo_host::RepairNote::kFileSize:
       return "the file size, stated as " + Count(finding.value, "byte");
-    case host::RepairNote::kPacketCount:
+    case qo_host::RepairNote::kPacketCount:
       return "the number of packets, stated as " + value;
-    case host::RepairNote::kPacketLength:
+    case qo_host::RepairNote::kPacketLength:
       return "the packets' length, stated as at least " + Count(finding.value, "byte");
-    case host::RepairNote::kDuration:
+    case qo_host::RepairNote::kDuration:
       return "the duration, stated as " + TimeText(finding.value);
-    case host::RepairNote::kBroadcast:
+    case qo_host::RepairNote::kBroadcast:
       return "the flag of a recording that goes on";
-    case host::RepairNote::kBitrate:
+    case qo_host::RepairNote::kBitrate:
       return "the bit rate, which is not stated";
-    case host::RepairNote::kDataObject:
+    case qo_host::RepairNote::kDataObject:
       return "the data object's size or number of packets";
-    case host::RepairNote::kPackets:
+    case qo_host::RepairNote::kPackets:
       return Count(finding.value, "packet") + " damaged, or without error correction data";
-    case host::RepairNote::kPacketsGrow:
+    case qo_host::RepairNote::kPacketsGrow:
       return "packets too full for error correction data: each grows by " +
              Count(finding.value, "byte");
-    case host::RepairNote::kIndexMissing:
+    case qo_host::RepairNote::kIndexMissing:
       return "no index for stream " + value;
-    case host::RepairNote::kIndexWrong:
+    case qo_host::RepairNote::kIndexWrong:
       return "the index for stream " + value + ", which leads astray";
-    case host::RepairNote::kTrailing:
+    case qo_host::RepairNote::kTrailing:
       return "what stands behind the data, torn or in an order in which the index is not found";
   }
   return "";
 }
 
-std::string RefusalText(const host::Plan& plan) {
-  for (const host::PlanFinding& finding : plan.findings) {
+std::string RefusalText(const qo_host::PresentedFile& file) {
+  for (const qo_host::PlanFinding& finding : file.findings()) {
     switch (finding.note) {
-      case host::PlanNote::kNotAsf:
+      case qo_host::PlanNote::kNotAsf:
         return "not an ASF file";
-      case host::PlanNote::kNoStream:
+      case qo_host::PlanNote::kNoStream:
         return "neither audio nor video";
-      case host::PlanNote::kEncrypted:
+      case qo_host::PlanNote::kEncrypted:
         return "the content is encrypted";
-      case host::PlanNote::kPacketLength:
+      case qo_host::PlanNote::kPacketLength:
         return "impossible packet length of " + Count(finding.value, "byte");
-      case host::PlanNote::kNoPackets:
+      case qo_host::PlanNote::kNoPackets:
         return "the file ends in front of the first packet";
       default:
         break;
@@ -199,18 +200,18 @@ std::string RefusalText(const host::Plan& plan) {
   return "its size is not known";
 }
 
-std::string SeekProblemText(const host::ExactSeek& seek) {
+std::string SeekProblemText(const qo_host::ExactSeek& seek) {
   switch (seek.problem) {
-    case host::ExactSeek::Problem::kNone:
+    case qo_host::ExactSeek::Problem::kNone:
       return "";
-    case host::ExactSeek::Problem::kNoTrack:
+    case qo_host::ExactSeek::Problem::kNoTrack:
       return "the file has no track";
-    case host::ExactSeek::Problem::kTooManyPoints:
+    case qo_host::ExactSeek::Problem::kTooManyPoints:
       return "the file has too many key frames";
-    case host::ExactSeek::Problem::kSourceFailed:
-      return host::StatusText(host::Action::kRead, seek.status);
-    case host::ExactSeek::Problem::kParserRefused:
-      return host::StatusText(host::Action::kSeek, seek.status);
+    case qo_host::ExactSeek::Problem::kSourceFailed:
+      return qo_host::StatusText(qo_host::Action::kRead, seek.status);
+    case qo_host::ExactSeek::Problem::kParserRefused:
+      return qo_host::StatusText(qo_host::Action::kSeek, seek.status);
   }
   return "";
 }

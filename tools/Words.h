@@ -4,23 +4,23 @@
 
 #include <string>
 
-#include "host/ExactSeek.h"
-#include "host/Findings.h"
-#include "host/Repair.h"
+#include "qo_host/ExactSeek.h"
+#include "qo_host/Findings.h"
+#include "qo_host/Repair.h"
 
 namespace tool {
 
 // Without a full stop; from the file's own bytes only what is printable.
-std::string FindingText(const host::Finding& finding);
+std::string FindingText(const qo_host::Finding& finding);
 
 // What a repair mends.
-std::string RepairText(const host::RepairFinding& finding);
+std::string RepairText(const qo_host::RepairFinding& finding);
 
 // Why a plan refuses a file.
-std::string RefusalText(const host::Plan& plan);
+std::string RefusalText(const qo_host::PresentedFile& file);
 
 // Why an exact seek failed.
-std::string SeekProblemText(const host::ExactSeek& seek);
+std::string SeekProblemText(const qo_host::ExactSeek& seek);
 
 }  // namespace tool
 

@@ -1,0 +1,180 @@
+// The windows of CachedSource, which owns them, the position and nothing else.
+#include "qo_host/CachedSource.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+namespace qo_host {
+namespace {
+
+// Copies two halves, which may overlap: `size` is at least one of them, at most both.
+template <typename Half>
+inline void CopyHalves(void* to, const unsigned char* from, unsigned long long size) {
+  const unsigned long long rest = size - sizeof(Half);
+  Half first, last;
+  std::memcpy(&first, from, sizeof(Half));
+  std::memcpy(&last, from + rest, sizeof(Half));
+  std::memcpy(to, &first, sizeof(Half));
+  std::memcpy(static_cast<unsigned char*>(to) + rest, &last, sizeof(Half));
+}
+
+// Most reads of the demultiplexer are fields of up to 8 bytes, most of these of one:
+// each becomes a few moves instead of a call.
+inline void CopyBytes(void* to, const unsigned char* from, unsigned long long size) {
+  if (size == 1) {
+    std::memcpy(to, from, 1);
+  } else if (size - 4 <= 4) {
+    CopyHalves<unsigned int>(to, from, size);
+  } else if (size - 2 <= 1) {
+    CopyHalves<unsigned short>(to, from, size);
+  } else if (size != 0) {
+    std::memcpy(to, from, size);
+  }
+}
+
+}  // namespace
+
+CachedSource::CachedSource(std::size_t minWindowBytes, std::size_t maxWindowBytes,
+                           std::size_t windowCount)
+    : minWindowBytes_(minWindowBytes), maxWindowBytes_(maxWindowBytes), windows_(windowCount) {}
+
+CachedSource::~CachedSource() = default;
+
+int CachedSource::Read(void* buffer, unsigned long long* size) {
+  const unsigned long long wanted = *size;
+  const unsigned char* const from = cursor_;
+  if (wanted > static_cast<unsigned long long>(limit_ - from)) {
+    return ReadSlow(Position(), buffer, size);
+  }
+  cursor_ = from + wanted;
+  CopyBytes(buffer, from, wanted);
+  return 0;
+}
+
+int CachedSource::ReadAt(unsigned long long offset, void* buffer, unsigned long long* size) {
+  const unsigned long long at = offset - start_;
+  const unsigned long long wanted = *size;
+  if (at > length_ || wanted > length_ - at) return ReadSlow(offset, buffer, size);
+  const unsigned char* const from = bytes_ + at;
+  cursor_ = from + wanted;
+  isAway_ = false;
+  CopyBytes(buffer, from, wanted);
+  return 0;
+}
+
+int CachedSource::SeekTo(unsigned long long offset, int whence) {
+  if (whence == 1) {
+    if (offset <= static_cast<unsigned long long>(limit_ - cursor_)) {
+      cursor_ += offset;
+    } else {
+      MoveTo(Position() + offset);
+    }
+    return 0;
+  }
+  if (whence != 0) return -EINVAL;
+  MoveTo(offset);
+  return 0;
+}
+
+int CachedSource::GetPosition(unsigned long long* position) {
+  *position = Position();
+  return 0;
+}
+
+int CachedSource::ReadStraight(unsigned long long offset, void* buffer, unsigned long long* size) {
+  const int status = Fetch(offset, buffer, size);
+  if (status >= 0) return 0;
+  *size = 0;
+  return status;
+}
+
+inline unsigned long long CachedSource::Position() const {
+  return isAway_ ? away_ : start_ + static_cast<unsigned long long>(cursor_ - bytes_);
+}
+
+void CachedSource::MoveTo(unsigned long long position) {
+  // Wraps to a large number for a position in front of the window.
+  const unsigned long long at = position - start_;
+  isAway_ = at > length_;
+  away_ = position;
+  cursor_ = isAway_ ? limit_ : bytes_ + at;
+}
+
+// Reads at `offset`. A failure leaves the position where it is.
+int CachedSource::ReadSlow(unsigned long long offset, void* buffer, unsigned long long* size) {
+  // The window under the cursor may give way to another.
+  away_ = Position();
+  isAway_ = true;
+  if (!CopyFromWindows(offset, static_cast<unsigned char*>(buffer), *size)) {
+    const int status = Fetch(offset, buffer, size);
+    if (status < 0) {
+      *size = 0;
+      MoveTo(away_);
+      return status;
+    }
+  }
+  MoveTo(offset + *size);
+  return 0;
+}
+
+// False when the windows don't hold all of it. What is as long as a window is
+// left to a read of its own: a copy saved, and the other windows kept.
+bool CachedSource::CopyFromWindows(unsigned long long offset, unsigned char* out,
+                                   unsigned long long size) {
+  if (size >= maxWindowBytes_ || size > ~offset) return size == 0;
+  while (size != 0) {
+    const Window& window = WindowAt(offset);
+    const unsigned long long at = offset - window.offset;
+    const unsigned long long part = std::min(size, window.span - at);
+    if (at > window.length || part > window.length - at) return false;
+    CopyBytes(out, window.bytes.get() + at, part);
+    out += part;
+    offset += part;
+    size -= part;
+  }
+  return true;
+}
+
+// The window around `offset`, which becomes the current one.
+const CachedSource::Window& CachedSource::WindowAt(unsigned long long offset) {
+  Window* found = nullptr;
+  for (Window& window : windows_) {
+    if (offset - window.offset < window.span) found = &window;
+  }
+  const Window& window = found != nullptr ? *found : *OpenWindow(offset);
+  bytes_ = window.bytes.get();
+  start_ = window.offset;
+  length_ = window.length;
+  cursor_ = limit_ = bytes_ + length_;
+  return window;
+}
+
+CachedSource::Extent CachedSource::PlaceWindow(unsigned long long offset, std::size_t size) const {
+  return {offset - offset % minWindowBytes_, size};
+}
+
+// Reads a new window in place of the oldest. One that fails or is cut short stays,
+// so that a bad region isn't read anew by every small request.
+CachedSource::Window* CachedSource::OpenWindow(unsigned long long offset) {
+  Extent extent = PlaceWindow(offset, minWindowBytes_);
+  for (const Window& window : windows_) {
+    if (window.span != 0 && window.offset + window.span == extent.offset) {
+      extent = PlaceWindow(offset, std::min(2 * window.span, maxWindowBytes_));
+    }
+  }
+  Window& window = windows_[oldest_];
+  oldest_ = (oldest_ + 1) % windows_.size();
+  if (!window.bytes) window.bytes.reset(new unsigned char[maxWindowBytes_]);
+  // Should Fetch throw, there is no window.
+  bytes_ = cursor_ = limit_ = nullptr;
+  start_ = length_ = window.span = window.length = 0;
+  unsigned long long got = extent.size;
+  if (Fetch(extent.offset, window.bytes.get(), &got) < 0) got = 0;
+  window.offset = extent.offset;
+  window.span = extent.size;
+  window.length = static_cast<std::size_t>(std::min<unsigned long long>(got, extent.size));
+  return &window;
+}
+
+}  // namespace qo_host

@@ -1,0 +1,42 @@
+// A walk over the packets of a file's data.
+#ifndef QO_HOST_PACKETWALK_H
+#define QO_HOST_PACKETWALK_H
+
+#include <functional>
+#include <map>
+
+#include "qo_host/AsfLayout.h"
+#include "qo_host/PacketReader.h"
+
+namespace qo_host {
+
+enum class WalkEnd { kDone, kCancelled, kSourceFailed };
+
+struct WalkResult {
+  WalkEnd end;
+  int status;  // kSourceFailed: the source's (see BorrowedSource for one that throws); otherwise 0
+};
+
+// Visits the packets of the data object in order, as the parser takes them, from
+// packet `first` on (see PacketsInData), up to the first of which the source brings
+// nothing. Each packet takes one read of `source` (not null); a part of one beyond
+// its first 64 KiB, or behind a payload that runs over its end, takes reads of its
+// own. Memory: 64 KiB. `visit` sees one record that is overwritten by the next;
+// false ends the walk as cancelled.
+WalkResult WalkPackets(IDataSource* source, const AsfLayout& layout,
+                       const std::function<bool(const Packet&)>& visit,
+                       unsigned long long first = 0);
+
+// The packets at the end of a file that LastObjectTimes looks at.
+constexpr unsigned long long kTailPackets = 256;
+
+// Stores in `*times` (not null), by stream number, the greatest time in ms of a media
+// object that begins in the last packets of the file. A track that a host has read
+// to its end without meeting that time was ended early, by a packet that failed or
+// a failing source.
+WalkResult LastObjectTimes(IDataSource* source, const AsfLayout& layout,
+                           std::map<unsigned char, unsigned int>* times);
+
+}  // namespace qo_host
+
+#endif  // QO_HOST_PACKETWALK_H

@@ -1,0 +1,208 @@
+// The reference host: one file, opened, described, played out and sought in.
+//
+// Typical use:
+//
+//   std::string error;
+//   auto library = qo_host::ParserLibrary::Load("", &error);
+//   auto file = qo_host::FileSource::OpenPath(path, &error);
+//   qo_host::ParserSession session(library->factory(), std::move(file));
+//   if (session.Open() != kParserOk) ...
+//   while (const qo_host::AccessUnit* unit = session.NextUnit()) ...
+//
+// A host that links the parser says {createParser, destroyParser} in place of the
+// library's factory. The session owns the parser and the byte source, and closes the parser before
+// it destroys it, whatever happened. It asks the parser only for the kinds and indices that the
+// parser itself named, so it meets none of its fatal assertions. One thread at a time. Nothing that
+// the source throws passes through a session: it is a failure, of which a status tells as of any
+// other.
+#ifndef QO_HOST_PARSERSESSION_H
+#define QO_HOST_PARSERSESSION_H
+
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "qo_host/ParserFactory.h"
+#include "qo_host/PresentedFile.h"
+#include "qo_host/TagText.h"
+#include "qo_parser_asf/IParser.h"
+
+namespace qo_host {
+
+enum class TrackKind : int { kVideo = kTrackVideo, kAudio = kTrackAudio };
+
+// "video" or "audio".
+const char* TrackKindName(TrackKind kind);
+
+// A track as the parser describes it, copied; where the file is presented, as the file
+// itself has it.
+struct Track {
+  unsigned int index;  // in the parser's numbering
+  TrackKind kind;
+  TrackInfo info;
+  std::optional<AsfTrackExt> bitmap;  // video only
+  std::vector<unsigned char> config;  // codec configuration; empty when there is none
+  // Where the file is presented: the stream in the file, its number and the format tag or
+  // FourCC that its codec goes by (behind WAVE_FORMAT_EXTENSIBLE that of the
+  // sub-format).
+  std::optional<unsigned char> stream;
+  unsigned int codecTag = 0;
+};
+
+// How a session opens a file.
+struct OpenOptions {
+  // The bare parser's view of the file. Otherwise it is presented to the parser in the
+  // form that the parser handles well (see PresentedFile.h), and packets are mended as they are
+  // read.
+  bool asIs = false;
+  // Which streams become the tracks; as it is, always the first of each kind.
+  StreamChoice streams;
+  std::optional<int> mode;  // the parser's OpenEx with this mode
+};
+
+// An access unit. `data` lies in a buffer of the session and stays valid until a
+// unit of the same kind is read next, or a seek.
+struct AccessUnit {
+  TrackKind kind;
+  const unsigned char* data;
+  std::size_t size;           // bytes, at most kMaxAccessUnitBytes
+  unsigned long long timeMs;  // from the start of the presentation
+  bool isIncomplete;          // its media object lost fragments; never known as it is
+};
+
+// Whether the time `a` lies before `b`. Times have 32 bits, and one in front of the
+// presentation's start wraps to a large number: of two times the nearer way round
+// counts.
+constexpr bool IsBefore(unsigned long long a, unsigned long long b) {
+  return static_cast<int>(static_cast<unsigned int>(a - b)) < 0;
+}
+
+// What SeekEx returned for each kind; kParserOk for a kind without a track. A kind
+// that failed goes on where it was. Where video fails audio isn't sought, goes on as
+// well, and has video's status.
+struct SeekStatus {
+  int video = kParserOk;
+  int audio = kParserOk;
+};
+
+class ParserSession {
+ public:
+  // The times that Seek tells apart, ms: the parser compares them as signed 32-bit
+  // numbers.
+  static constexpr unsigned long long kMaxSeekMs = 0x7FFFFFFF;
+
+  // Takes `source` (not null). What `factory` stands on must outlive the session.
+  ParserSession(const ParserFactory& factory, std::unique_ptr<IDataSource> source);
+  // Close (after a failed Open too), then the parser's destruction; the source goes
+  // last.
+  ~ParserSession();
+  ParserSession(const ParserSession&) = delete;
+  ParserSession& operator=(const ParserSession&) = delete;
+
+  // Opens the source with the parser, once; then fetches tracks, configurations,
+  // duration and tags. kParserOk, or the parser's or the source's failure (see
+  // StatusText): then there are no tracks, tags or units. kParserOutOfRange also where
+  // no parser could be made.
+  int Open(const OpenOptions& options = {});
+
+  // The file's header and the plan by which it is presented; null as it is, and before
+  // Open. A plan may say that the parser has the file as it is, and why.
+  const PresentedFile* presented() const { return presented_.get(); }
+
+  // At most one audio and one video track, in the parser's order.
+  const std::vector<Track>& tracks() const { return tracks_; }
+  // The track of a kind; null when there is none.
+  const Track* FindTrack(TrackKind kind) const;
+  unsigned long long durationMs() const { return durationMs_; }
+  // The tags that the file has, in the parser's order; the picture's bytes are
+  // in `picture` alone.
+  const std::vector<Tag>& tags() const { return tags_; }
+  const std::optional<Picture>& picture() const { return picture_; }
+  // The byte source that the session was made with, and owns. Moving its position
+  // between calls on the session does no harm.
+  IDataSource* source() const;
+  // What the parser reads: the presented file, or the source itself. The same holds.
+  IDataSource* view() const;
+
+  // The next access unit of all tracks by time (see IsBefore), video first among
+  // equals; null when every track is at its end.
+  const AccessUnit* NextUnit();
+  // The next access unit of one track; null at its end and without such a track.
+  const AccessUnit* NextUnit(TrackKind kind);
+  // The unit that NextUnit(kind) will hand out, or null. Video: with `keyFrameOnly`
+  // all units in front of the next key frame are dropped, unless one waits that has
+  // been looked at before.
+  const AccessUnit* PeekUnit(TrackKind kind, bool keyFrameOnly = false);
+  // Drops the video unit that waits, if one has been looked at, and then the next
+  // media object whole. False at the end and without video.
+  bool SkipVideoObject();
+
+  // kParserOk while units may follow; then the status that ended the track:
+  // kParserEndOfStream, or what the parser found wrong. The end of the data, a
+  // packet that fails and a failing source all end in kParserEndOfStream: to tell
+  // them apart, see LastObjectTimes.
+  int EndStatus(TrackKind kind) const;
+
+  // Back to the first packet, all tracks or one. No read, and no failure.
+  void Rewind();
+  void Rewind(TrackKind kind);
+
+  // SeekEx, video first, then audio, which follows. A time above kMaxSeekMs counts
+  // as that. `seekMode` is one of kSeekPreviousSync ..., `modeFlags` kSeekByteMode or
+  // 0.
+  SeekStatus Seek(unsigned long long timeMs, int seekMode, int modeFlags = 0);
+
+  // SeekEx in time mode: moves one track to the packet at `offset` in the file,
+  // without a read. Audio beside video follows video's packet, whatever its offset
+  // is, and is refused while that is packet 0; without video it goes one packet
+  // further than `offset` says. What SeekEx returned; kParserOk without such a track.
+  int SeekToOffset(TrackKind kind, unsigned long long offset);
+
+  // A second session, opened as this one was, which reads the same file through
+  // `view` (not null; it takes it) and leaves this one alone: what it tries costs
+  // nothing here. `*status` (not null) is what its Open returned; null where this
+  // session is not open or that failed.
+  std::unique_ptr<ParserSession> MakeTwin(std::unique_ptr<IDataSource> view, int* status) const;
+  // Goes on reading where `twin`, made by MakeTwin, stands, with its parser and its
+  // view. The twin is of no more use but to be destroyed. Units handed out before
+  // are no longer valid. What `view` stands on must outlive this session.
+  void TakeOver(ParserSession* twin);
+
+ private:
+  struct Lane;     // delivery of one kind
+  struct Reading;  // a parser, and where it stands
+
+  int Present(const OpenOptions& options);
+  void Describe();
+  void DescribeTruly(Track* track);
+  void ReadConfig(unsigned char* buffer, Track* track);
+  void ReadTags();
+
+  bool Fill(TrackKind kind, bool keyFrameOnly = false);
+  bool ReadUnit(TrackKind kind, bool keyFrameOnly);
+  void Shape(Lane* lane);
+  static bool CutBlock(Lane* lane);
+  const AccessUnit* HandOut(TrackKind kind);
+  void Restart(TrackKind kind);
+  int SeekTrack(TrackKind kind, unsigned long long timeMs, int seekMode, int modeFlags);
+
+  const ParserFactory factory_;
+  OpenOptions options_;
+  std::shared_ptr<PresentedFile> presented_;  // a twin shares it
+  bool isOpen_ = false;
+  // The parser that opened the source: the source is closed with it, at the end, and
+  // after what was taken from a twin, which may read through that source.
+  std::unique_ptr<Reading> home_;
+  std::unique_ptr<Reading> taken_;  // null before the first
+  Reading* now_;                    // the one of these two that units come from
+  std::vector<Track> tracks_;
+  std::vector<Tag> tags_;
+  std::optional<Picture> picture_;
+  unsigned long long durationMs_ = 0;
+};
+
+}  // namespace qo_host
+
+#endif  // QO_HOST_PARSERSESSION_H

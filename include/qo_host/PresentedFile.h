@@ -1,0 +1,112 @@
+// A file as the kit plays it: in the form that the parser handles well, and with the
+// truth about it.
+//
+// Typical use, with a source that has been opened and stays so:
+//
+//   std::unique_ptr<qo_host::PresentedFile> file;
+//   const int status = qo_host::PresentedFile::Make(source, {}, &file);
+//   if (status >= 0 && file->isPresented()) {
+//     std::unique_ptr<IDataSource> presented = file->MakeSource();
+//
+// A parser that opens `presented` delivers the streams `file->audio()` and
+// `file->video()`. ParserSession does all this by itself, and makes the file's own
+// units of what the parser delivers.
+#ifndef QO_HOST_PRESENTEDFILE_H
+#define QO_HOST_PRESENTEDFILE_H
+
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "qo_host/Damage.h"
+#include "qo_host/FileHeader.h"
+#include "qo_parser_asf/IDataSource.h"
+
+namespace qo_host {
+
+// Stream numbers as in the file; nothing: the first of the kind, those that the header
+// itself lists in front of hidden ones.
+struct StreamChoice {
+  std::optional<unsigned char> audio;
+  std::optional<unsigned char> video;
+};
+
+// Why the parser has to be shown something else than the file, or is better not shown
+// it at all.
+enum class PlanNote : unsigned char {
+  kNotAsf,           // no ASF file: not presented, and neither are the next four
+  kNoStream,         // neither audio nor video
+  kEncrypted,        // by content encryption, which the parser refuses
+  kPacketLength,     // `value` bytes: no length for a packet, or above kMaxPacketLength
+  kNoPackets,        // the file ends in front of the first
+  kStreamAbsent,     // no audio or video, as chosen, has the number `value`
+  kHeaderMisread,    // the parser would take something else from the header than it says
+  kDataSize,         // `value` bytes are stated for the data object, which has others
+  kDuration,         // `value` ms are stated, preroll included, but the last packets say otherwise
+  kIndexUnreached,   // the parser's walk behind the data doesn't come to the index
+  kErrorCorrection,  // packet 0 has not two bytes of error correction data, which the parser takes
+                     // for granted
+  kStreamHidden,     // the stream `value` stands in the header extension only
+  kUnitsBent,        // the parser would cut, strip or stamp the units of the stream `value` wrongly
+};
+
+struct PlanFinding {
+  PlanNote note;
+  unsigned long long value = 0;
+};
+
+struct Plan;  // what the parser is to see
+
+// A file, its plan, and what is told of its damage as it is read.
+class PresentedFile {
+ public:
+  ~PresentedFile();
+  PresentedFile(const PresentedFile&) = delete;
+  PresentedFile& operator=(const PresentedFile&) = delete;
+
+  // `source` (not null) has been opened by its owner and must outlive the file and what
+  // is made by it. 0 and the file in `*file`, or the failure of the source in the
+  // header; then `*file` is null.
+  static int Make(IDataSource* source, const StreamChoice& choice,
+                  std::unique_ptr<PresentedFile>* file);
+
+  const FileHeader& header() const { return header_; }
+  // False: the parser is to have the file as it is, and will say why it is not played.
+  bool isPresented() const;
+  // Why it is presented, or isn't; what has to be mended in it.
+  const std::vector<PlanFinding>& findings() const;
+  // The streams played; null where the file has none of the kind, or is not presented.
+  const StreamHeader* audio() const;
+  const StreamHeader* video() const;
+  // Its data packets; the last one counts where it is cut short, too. 0 where it is
+  // not presented.
+  unsigned long long packetCount() const;
+  // For the kit itself.
+  const Plan& plan() const { return *plan_; }
+
+  // Of the packets that have been read through any source made here.
+  const Damage& damage() const { return damage_; }
+  // Whether an object of a stream lost fragments: whole only once the next object
+  // of the stream has been read, or the last packet.
+  bool IsIncomplete(unsigned char stream, unsigned long long timeMs) const {
+    // Asked of every unit, nearly always of a file without damage.
+    return !damage_.objects.empty() &&
+           damage_.objects.count({stream, static_cast<unsigned int>(timeMs)}) != 0;
+  }
+
+  // A source of its own position over the shared one. It must not outlive this.
+  // Only where the file is presented.
+  std::unique_ptr<IDataSource> MakeSource();
+
+ private:
+  explicit PresentedFile(IDataSource* source);
+
+  IDataSource* const source_;
+  FileHeader header_;
+  std::unique_ptr<const Plan> plan_;
+  Damage damage_;
+};
+
+}  // namespace qo_host
+
+#endif  // QO_HOST_PRESENTEDFILE_H

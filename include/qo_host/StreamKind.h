@@ -1,0 +1,18 @@
+// What a stream carries, by the GUID of its type.
+#ifndef QO_HOST_STREAMKIND_H
+#define QO_HOST_STREAMKIND_H
+
+#include "qo_host/Guid.h"
+
+namespace qo_host {
+
+enum class StreamKind : unsigned char { kAudio, kVideo, kCommand, kImage, kFile, kBinary, kOther };
+
+// "audio", "video", "command", "image", "file transfer", "binary", "other".
+const char* StreamKindName(StreamKind kind);
+
+StreamKind KindOfStream(const Guid& type);
+
+}  // namespace qo_host
+
+#endif  // QO_HOST_STREAMKIND_H
