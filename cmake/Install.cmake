@@ -3,8 +3,9 @@
 include(CMakePackageConfigHelpers)
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/qo_parser_asf)
 
-install(TARGETS qo_parser_asf qo_platform EXPORT qo_parser_asfTargets
-        LIBRARY COMPONENT library NAMELINK_COMPONENT library)
+install(TARGETS qo_parser_asf qo_platform qo_host EXPORT qo_parser_asfTargets
+        LIBRARY COMPONENT library NAMELINK_COMPONENT library
+        ARCHIVE COMPONENT library)
 install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT library)
 install(EXPORT qo_parser_asfTargets NAMESPACE qo:: DESTINATION ${package_dir} COMPONENT library)
 
@@ -16,11 +17,13 @@ install(FILES ${PROJECT_BINARY_DIR}/qo_parser_asfConfig.cmake
               ${PROJECT_BINARY_DIR}/qo_parser_asfConfigVersion.cmake
         DESTINATION ${package_dir} COMPONENT library)
 
-# The way from the .pc file to the prefix, so that the tree can be moved.
+# The way from the .pc files to the prefix, so that the tree can be moved.
 set(pc_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 file(RELATIVE_PATH QO_PC_PREFIX /prefix/${pc_dir} /prefix)
-configure_file(cmake/qo_parser_asf.pc.in ${PROJECT_BINARY_DIR}/qo_parser_asf.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/qo_parser_asf.pc DESTINATION ${pc_dir} COMPONENT library)
+foreach(name qo_parser_asf qo_host)
+  configure_file(cmake/${name}.pc.in ${PROJECT_BINARY_DIR}/${name}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${name}.pc DESTINATION ${pc_dir} COMPONENT library)
+endforeach()
 
 if(TARGET asftool)
   install(TARGETS asftool RUNTIME COMPONENT tools)
