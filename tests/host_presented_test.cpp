@@ -113,6 +113,13 @@ TEST(PresentedSession, TellsTheTruth) {
   ASSERT_EQ(kParserOk, other.Open(options));
   EXPECT_EQ(kCodecMuLaw, other.FindTrack(TrackKind::kAudio)->info.codec);
   EXPECT_EQ("other@20000", Text(other.NextUnit(TrackKind::kAudio)));
+
+  options.streams.video = qo_host::StreamChoice::kNoStream;
+  qo_host::ParserSession alone(Library(), Source(bytes));
+  ASSERT_EQ(kParserOk, alone.Open(options));
+  EXPECT_EQ(nullptr, alone.FindTrack(TrackKind::kVideo));
+  EXPECT_EQ("other@20000", Text(alone.NextUnit()));
+  EXPECT_EQ("none", Text(alone.NextUnit()));
 }
 
 // Several blocks of Windows Media Audio in one object come one by one.

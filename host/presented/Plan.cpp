@@ -68,9 +68,14 @@ class Planner {
         std::any_of(header_.encryptions.begin(), header_.encryptions.end(),
                     [](const Encryption& entry) { return entry.kind == EncryptionKind::kContent; });
     if (isEncrypted) return Refuse(PlanNote::kEncrypted);
+    const auto isPlayable = [](const StreamHeader& stream) {
+      return stream.kind == StreamKind::kAudio || stream.kind == StreamKind::kVideo;
+    };
+    if (std::none_of(header_.streams.begin(), header_.streams.end(), isPlayable)) {
+      return Refuse(PlanNote::kNoStream);
+    }
     plan_.audio = Choose(StreamKind::kAudio, choice.audio);
     plan_.video = Choose(StreamKind::kVideo, choice.video);
-    if (!plan_.audio && !plan_.video) return Refuse(PlanNote::kNoStream);
     plan_.data = FindData(&source_, header_);
     const unsigned int length = plan_.data.packetLength;
     if (length < kMinPacketLength || length > kMaxPacketLength) {
@@ -80,6 +85,7 @@ class Planner {
   }
 
   std::optional<PlannedStream> Choose(StreamKind kind, std::optional<unsigned char> number) {
+    if (number == StreamChoice::kNoStream) return std::nullopt;
     const StreamHeader* const stream = FindStream(
         header_, kind, [=](const StreamHeader& s) { return !number || s.number == *number; });
     if (stream == nullptr) {

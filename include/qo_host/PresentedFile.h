@@ -24,9 +24,11 @@
 
 namespace qo_host {
 
-// Stream numbers as in the file; nothing: the first of the kind, those that the header
-// itself lists in front of hidden ones.
+// Stream numbers as in the file, or kNoStream; nothing: the first of the kind, those that
+// the header itself lists in front of hidden ones.
 struct StreamChoice {
+  static constexpr unsigned char kNoStream = 0x80;  // none of that kind; streams have 0 to 127
+
   std::optional<unsigned char> audio;
   std::optional<unsigned char> video;
 };
@@ -75,7 +77,8 @@ class PresentedFile {
   bool isPresented() const;
   // Why it is presented, or isn't; what has to be mended in it.
   const std::vector<PlanFinding>& findings() const;
-  // The streams played; null where the file has none of the kind, or is not presented.
+  // The streams played; null where the file has none of the kind, none was chosen, or it
+  // is not presented.
   const StreamHeader* audio() const;
   const StreamHeader* video() const;
   // Its data packets; the last one counts where it is cut short, too. 0 where it is
