@@ -8,12 +8,12 @@
 #include <ctime>
 #include <fstream>
 #include <iterator>
-#include <random>
 #include <string>
 #include <vector>
 
 #include "qo_host/MemorySource.h"
 #include "testing/CheckingHost.h"
+#include "testing/Random.h"
 #include "testing/SampleFiles.h"
 #include "testing/Steps.h"
 
@@ -21,16 +21,6 @@ namespace {
 
 constexpr double kMaxSeconds = 5;  // of processor time, also under an emulator
 constexpr std::size_t kMaxHeapBytes = std::size_t{64} << 20;
-
-// The standard fixes this generator's numbers, but not those of distributions.
-class Random {
- public:
-  explicit Random(unsigned int seed) : engine_(seed) {}
-  std::size_t Below(std::size_t limit) { return limit != 0 ? engine_() % limit : 0; }
-
- private:
-  std::mt19937 engine_;
-};
 
 // Half of all changes go to the first 2,000 bytes, where the header is.
 std::size_t Position(const std::string& file, Random* random) {
