@@ -52,6 +52,18 @@ std::string AllUnits(const Bytes& bytes) {
   return units;
 }
 
+TEST(PresentedSession, TellsKeyFramesAsFlagged) {
+  for (const Bytes& bytes : {Seconds().Build(), WithoutErrorCorrection(Seconds())}) {
+    qo_host::ParserSession session(Library(), Source(bytes));
+    ASSERT_EQ(kParserOk, session.Open());
+    for (unsigned int k = 0; k < 40; ++k) {
+      const qo_host::AccessUnit* unit = session.NextUnit(TrackKind::kVideo);
+      ASSERT_NE(nullptr, unit);
+      EXPECT_EQ(k % 2 == 0, unit->isKeyFrame) << k;
+    }
+  }
+}
+
 TEST(PresentedSession, SeeksAsInTheSameFileWithoutTheFault) {
   const Bytes good = Seconds().Build(), mended = WithoutErrorCorrection(Seconds());
   EXPECT_EQ(AllUnits(good), AllUnits(mended));

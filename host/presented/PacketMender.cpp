@@ -22,6 +22,7 @@ constexpr unsigned char kErrorCorrectionFields = 0x8F;  // presence and length
 constexpr unsigned int kPlainFlagsMask = 0xFFE6;
 constexpr unsigned int kPlainFlags = 0x5D00;
 constexpr unsigned char kPlainReplicatedBytes = 8;
+constexpr unsigned char kKeyFrameFlag = 0x80;  // beside the stream number
 constexpr unsigned int kPlainPayloadLengthType = 2;
 constexpr int kPlainHeaderBytes = 15;  // of a payload, its length not included
 constexpr unsigned int kFlagsBytes = 2;
@@ -128,6 +129,7 @@ inline bool PacketMender::PassPayload(const unsigned char* header, std::size_t s
   const replicated_data replicated = SplitReplicatedData(header + 7);
   *chain = {header[1], static_cast<unsigned int>(size), replicated.MediaObjectSize,
             WithoutPreroll(replicated.PresentationTime, prerollMs_)};
+  if ((header[0] & kKeyFrameFlag) != 0) NoteKey(header[0] & kStreamNumberMask, chain->timeMs);
   return true;
 }
 
@@ -177,6 +179,7 @@ bool PacketMender::Keeps(const PayloadGroup& group, bool isCut) {
   if (first->offset == 0) {
     for (const Payload* payload = first; payload <= &last; ++payload) {
       NoteEnd(payload->stream, chain);
+      if (payload->keyFrame) NoteKey(payload->stream, payload->timeMs);
       chain = {payload->objectNumber, payload->present, payload->objectSize, payload->timeMs};
     }
     return true;
@@ -196,6 +199,10 @@ void PacketMender::NoteEnd(unsigned char stream, const ObjectChain& chain) {
   if (chain.next < chain.objectSize && damage_->objects.size() < Damage::kMaxListed) {
     damage_->objects.emplace(stream, chain.timeMs);
   }
+}
+
+void PacketMender::NoteKey(unsigned char stream, unsigned int timeMs) const {
+  if (streams_.keys != nullptr && stream == streams_.video) streams_.keys->Add(timeMs);
 }
 
 // Whether the parser takes the packet as it is meant, as it stands.

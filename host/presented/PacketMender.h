@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "host/packets/PacketWriter.h"
+#include "host/presented/KeyObjects.h"
 #include "qo_host/Damage.h"
 #include "qo_host/PacketReader.h"
 
@@ -29,6 +30,8 @@ struct PlayedStreams {
   // The first byte of each video object is inverted: where a payload begins with a
   // VC-1 sequence header the parser would take all headers off the object.
   bool invertsVideo = false;
+  // Where the video objects flagged as key frames are noted; not owned, may be null.
+  KeyObjects* keys = nullptr;
   // Every stream is taken care of as the two are; Resume is of no use then.
   bool all = false;
 };
@@ -79,6 +82,7 @@ class PacketMender {
   ObjectChain* ChainOf(unsigned char stream, Chains* chains) const;
   ObjectChain* ChainOf(unsigned char stream);
   void NoteEnd(unsigned char stream, const ObjectChain& chain);
+  void NoteKey(unsigned char stream, unsigned int timeMs) const;
 
   const PacketReader reader_;
   const unsigned int packetLength_;

@@ -1,11 +1,15 @@
 // PresentedFile: a header, the plan made for it, and the sources that present it.
 #include "qo_host/PresentedFile.h"
 
+#include <utility>
+
+#include "host/presented/KeyObjects.h"
 #include "host/presented/Plan.h"
 
 namespace qo_host {
 
-PresentedFile::PresentedFile(IDataSource* source) : source_(source) {}
+PresentedFile::PresentedFile(IDataSource* source)
+    : source_(source), keys_(std::make_unique<KeyObjects>()) {}
 
 PresentedFile::~PresentedFile() = default;
 
@@ -36,8 +40,14 @@ unsigned long long PresentedFile::packetCount() const {
   return isPresented() ? plan_->data.PacketCount() : 0;
 }
 
+bool PresentedFile::IsKeyFrame(unsigned long long timeMs) const {
+  return keys_->Has(static_cast<unsigned int>(timeMs));
+}
+
 std::unique_ptr<IDataSource> PresentedFile::MakeSource() {
-  return std::make_unique<PresentedSource>(source_, plan_->presentation, &damage_);
+  Presentation presentation = plan_->presentation;
+  presentation.streams.keys = keys_.get();
+  return std::make_unique<PresentedSource>(source_, std::move(presentation), &damage_);
 }
 
 }  // namespace qo_host

@@ -125,6 +125,7 @@ void ParserSession::Describe() {
     Lane& lane = home_->LaneOf(track.kind);
     lane.exists = true;
     lane.unit.kind = track.kind;
+    lane.unit.isKeyFrame = track.kind == TrackKind::kAudio;
     // Left as it comes: a unit fills what it needs.
     lane.buffer.reset(new unsigned char[kMaxAccessUnitBytes]);
     ReadConfig(lane.buffer.get(), &track);
@@ -234,6 +235,7 @@ bool ParserSession::ReadUnit(TrackKind kind, bool keyFrameOnly) {
 void ParserSession::Shape(Lane* lane) {
   AccessUnit& unit = lane->unit;
   unit.isIncomplete = presented_->IsIncomplete(lane->stream, unit.timeMs);
+  if (unit.kind == TrackKind::kVideo) unit.isKeyFrame = presented_->IsKeyFrame(unit.timeMs);
   if (lane->form == UnitForm::kParser) return;
   if (lane->form == UnitForm::kInverted && unit.size != 0) {
     lane->buffer[0] = static_cast<unsigned char>(~lane->buffer[0]);

@@ -70,6 +70,7 @@ struct AccessUnit {
   std::size_t size;           // bytes, at most kMaxAccessUnitBytes
   unsigned long long timeMs;  // from the start of the presentation
   bool isIncomplete;          // its media object lost fragments; never known as it is
+  bool isKeyFrame;            // video: as the file flags it, never as it is. audio: always
 };
 
 // Whether the time `a` lies before `b`. Times have 32 bits, and one in front of the

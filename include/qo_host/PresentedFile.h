@@ -58,6 +58,7 @@ struct PlanFinding {
 };
 
 struct Plan;  // what the parser is to see
+class KeyObjects;
 
 // A file, its plan, and what is told of its damage as it is read.
 class PresentedFile {
@@ -97,6 +98,9 @@ class PresentedFile {
            damage_.objects.count({stream, static_cast<unsigned int>(timeMs)}) != 0;
   }
 
+  // Whether the file flags the video object of this time, read lately, as a key frame.
+  bool IsKeyFrame(unsigned long long timeMs) const;
+
   // A source of its own position over the shared one. It must not outlive this.
   // Only where the file is presented.
   std::unique_ptr<IDataSource> MakeSource();
@@ -108,6 +112,7 @@ class PresentedFile {
   FileHeader header_;
   std::unique_ptr<const Plan> plan_;
   Damage damage_;
+  const std::unique_ptr<KeyObjects> keys_;
 };
 
 }  // namespace qo_host
