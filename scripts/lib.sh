@@ -9,6 +9,8 @@ build_packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev nettle-dev
 test_packages=(binutils pkg-config python3 libgtest-dev abigail-tools blueprint-tools)
 # What the presets need besides that build with clang: asan, fuzz, coverage.
 clang_packages=(clang-14 libclang-rt-14-dev)
+# What takes the NDK's place in the test of the Android build.
+ndk_packages=(clang-14 lld-14 llvm-14)
 
 # The fuzz targets: the sources of fuzz/ with lower-case names.
 fuzz_targets=(fuzz/[a-z]*.cpp)
