@@ -165,6 +165,28 @@ TEST(HostRepair, RefusesWhatIsPastMendingAndFindsTheWrongCopy) {
   EXPECT_EQ(qo_host::RepairVerdict::kNotMended, Check(Right(), SomeFile().Build()));
 }
 
+// A reader that waits for all of an object hands out one that the file ends in, too.
+TEST(HostRepair, EndsTheTornObjectWhereTheFileEnds) {
+  const Bytes replicated = Le(184, 4) + Le(3000, 4);
+  AsfFile file = SomeFile();
+  file.trailing.clear();
+  file.packets = {Packet({Key(2, 3000, "ABCD").Replicated(replicated)}),
+                  Packet({Media(2, 3000, Bytes(180, 'x')).Offset(4).Replicated(replicated)})};
+  const Bytes whole = file.Build(), cut = whole.substr(0, whole.size() - 100);
+  Bytes units[2];
+  for (const Bytes& bytes : {cut, RepairBytes(cut).file}) {
+    qo_host::ParserSession session(
+        Library(), std::make_unique<qo_host::MemorySource>(bytes.data(), bytes.size()));
+    ASSERT_EQ(kParserOk, session.Open());
+    const qo_host::AccessUnit* unit = session.NextUnit();
+    ASSERT_NE(nullptr, unit);
+    EXPECT_EQ(bytes == cut, unit->isIncomplete);
+    units[bytes == cut ? 0 : 1].assign(unit->data, unit->data + unit->size);
+  }
+  EXPECT_LT(4u, units[0].size());
+  EXPECT_EQ(units[0], units[1]);
+}
+
 TEST(HostRepair, LeavesTheSamplesAsTheyAreAndMendsThemCut) {
   for (const auto& path : SamplePaths()) {
     const Bytes file = FileBytes(path);

@@ -23,6 +23,11 @@ constexpr unsigned char kOneByteOffset = 1 << 2;
 constexpr unsigned char kOneByteReplicatedLength = 1;
 constexpr unsigned char kShortReplicatedBytes = sizeof(replicated_data);
 
+unsigned char* Put(unsigned int value, unsigned int width, unsigned char* out) {
+  for (; width != 0; --width, value >>= 8) *out++ = static_cast<unsigned char>(value);
+  return out;
+}
+
 class Writer {
  public:
   Writer(const Packet& packet, const unsigned char* bytes)
@@ -77,11 +82,6 @@ class Writer {
   static unsigned int PaddingType(unsigned int left) {
     if (left < 2) return left;  // none, or one byte that says so
     return left - 2 <= 0xFFFF ? kTwoByteField : kFourByteField;
-  }
-
-  static unsigned char* Put(unsigned int value, unsigned int width, unsigned char* out) {
-    for (; width != 0; --width, value >>= 8) *out++ = static_cast<unsigned char>(value);
-    return out;
   }
 
   unsigned int WidthAt(unsigned int bit) const {
@@ -194,6 +194,18 @@ WrittenPacket WritePacket(const Packet& packet, const unsigned char* bytes,
     --count;
   }
   return {count, writer.isShort()};
+}
+
+void SetObjectSize(const Packet& packet, const Payload& payload, unsigned int size,
+                   unsigned char* bytes) {
+  const unsigned int type = LengthTypeAt(packet.propertyFlags, 0);
+  unsigned char* const length = bytes + payload.headerPosition + 1 +
+                                FieldBytes(LengthTypeAt(packet.propertyFlags, 4)) +
+                                FieldBytes(LengthTypeAt(packet.propertyFlags, 2));
+  unsigned char* const replicated = length + FieldBytes(type);
+  if (ByteReader(length, FieldBytes(type)).ReadCoded(type) >= sizeof(size)) {
+    Put(size, sizeof(size), replicated);
+  }
 }
 
 }  // namespace qo_host

@@ -1,4 +1,4 @@
-// Writes a data packet that holds some of another one's payloads.
+// Writes a data packet that holds some of another one's payloads, or changes one in place.
 #ifndef QO_HOST_PACKETWRITER_H
 #define QO_HOST_PACKETWRITER_H
 
@@ -33,6 +33,11 @@ struct WrittenPacket {
 WrittenPacket WritePacket(const Packet& packet, const unsigned char* bytes,
                           const std::vector<PayloadGroup>& kept, unsigned int length,
                           unsigned char* out);
+
+// Sets the size of its media object in a payload's replicated data, where that has it.
+// `payload` is one of `packet`, whose bytes are `bytes`.
+void SetObjectSize(const Packet& packet, const Payload& payload, unsigned int size,
+                   unsigned char* bytes);
 
 }  // namespace qo_host
 

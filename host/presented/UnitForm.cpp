@@ -36,6 +36,14 @@ unsigned int CodecOfVideo(unsigned int fourCc) {
 // The parser cuts other objects of these than blocks, and stamps the parts one step late.
 bool IsWma(unsigned int tag) { return tag >= 0x0160 && tag <= 0x0164; }
 
+// The parser's step from one part to the next, reckoned as it does.
+unsigned int StepMs(const AudioFormat& format) {
+  if (format.averageBytesPerSecond == 0) return 0;
+  const float step = 1000.0f / static_cast<float>(format.averageBytesPerSecond) *
+                     static_cast<float>(format.blockAlign);
+  return static_cast<unsigned int>(step);
+}
+
 bool AreBlocks(const std::vector<unsigned int>& sizes, unsigned short blockAlign) {
   return !sizes.empty() && std::all_of(sizes.begin(), sizes.end(),
                                        [=](unsigned int size) { return size == blockAlign; });
@@ -122,7 +130,12 @@ StreamForm AudioForm(const StreamHeader& stream, const FirstObjects& objects) {
       if (stream.extensible) NameExtensible(*stream.extensible, &form);
       break;
     default:
-      if (IsWma(tag) && !AreBlocks(objects.sizes, blockAlign)) present(UnitForm::kBlocks);
+      if (!IsWma(tag)) break;
+      if (stream.audio && AreBlocks(objects.sizes, blockAlign)) {
+        form.partLateMs = StepMs(*stream.audio);
+      } else {
+        present(UnitForm::kBlocks);
+      }
       break;
   }
   if (form.codec == kCodecAc3 && IsEac3(objects.first)) form.codec = kCodecEac3;

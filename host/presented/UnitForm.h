@@ -24,6 +24,9 @@ struct StreamForm {
   unsigned int presentedTag;  // the format tag or FourCC that the parser sees
   unsigned int codecTag;      // the true one: behind WAVE_FORMAT_EXTENSIBLE that of the sub-format
   unsigned int codec;         // what that is, by Codecs.h
+  // By how much the parser stamps a unit late that is shorter than a block: one that
+  // damage left of a block.
+  unsigned int partLateMs = 0;
 };
 
 // What FormOf has to know of a stream; nothing where its header tells all.

@@ -17,7 +17,9 @@
 #include "qo_host/Repair.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
+#include <optional>
 
 #include "asf/format/Arithmetic.h"
 #include "asf/format/PacketFields.h"
@@ -71,12 +73,22 @@ class Repair::Work {
     FileExtent copied;
   };
   using Visit = std::function<bool(const PacketMender& mender, unsigned long long number,
-                                   const unsigned char* bytes, bool isRight)>;
+                                   unsigned char* bytes, bool isRight)>;
 
   const DataExtent& data() const { return file_->plan().data; }
   unsigned long long DataSize() const;
   unsigned int WrittenLength() const { return data().packetLength + growth_; }
   void Note(RepairNote note, unsigned long long value = 0) { findings_.push_back({note, value}); }
+
+  // The media object through which the file is cut.
+  struct TornObject {
+    unsigned char stream;
+    unsigned int number;
+    unsigned long long packet;  // that it begins in
+    unsigned int size;          // bytes that there are of it
+  };
+  void NoteTorn(const Packet& packet, const std::vector<PayloadGroup>& kept);
+  void FitTorn(const PacketMender& mender, unsigned long long number, unsigned char* bytes) const;
 
   RepairStatus VisitPackets(const Progress& progress, Damage* damage, const Visit& visit);
   RepairStatus SurveyPackets(const Progress& progress);
@@ -98,6 +110,9 @@ class Repair::Work {
   std::unique_ptr<PresentedFile> file_;
   Damage damage_;
   std::vector<KeyFrameIndex> indexes_;  // of the video streams, in the order of their numbers
+  // Packets that the last object of each stream begins in, by stream number.
+  std::array<unsigned long long, kStreamNumberMask + 1> begins_ = {};
+  std::optional<TornObject> torn_;
   unsigned long long anew_ = 0;         // packets that are not right
   unsigned int growth_ = 0;             // of each packet, bytes
   std::vector<unsigned char> written_;  // a packet
@@ -169,15 +184,20 @@ RepairStatus Repair::Work::SurveyPackets(const Progress& progress) {
   for (const unsigned char video : videos)
     indexes_.emplace_back(video, header.properties->prerollMs);
   damage_ = {};
+  begins_ = {};
+  torn_.reset();
   anew_ = 0;
   growth_ = 0;
   const auto survey = [this](const PacketMender& mender, unsigned long long number,
-                             const unsigned char* bytes, bool isRight) {
+                             unsigned char* bytes, bool isRight) {
     for (const PayloadGroup& group : mender.kept()) {
       for (std::size_t i = group.first; i < group.first + group.count; ++i) {
-        for (KeyFrameIndex& index : indexes_) index.Add(number, mender.packet().payloads[i]);
+        const Payload& payload = mender.packet().payloads[i];
+        for (KeyFrameIndex& index : indexes_) index.Add(number, payload);
+        if (payload.offset == 0) begins_[payload.stream] = number;
       }
     }
+    NoteTorn(mender.packet(), mender.kept());
     if (isRight) return true;
     ++anew_;
     if (growth_ == 0 && NeedsRoom(mender, bytes)) growth_ = kErrorCorrectionBytes;
@@ -187,6 +207,27 @@ RepairStatus Repair::Work::SurveyPackets(const Progress& progress) {
   if (anew_ != 0) Note(RepairNote::kPackets, anew_);
   if (growth_ != 0) Note(RepairNote::kPacketsGrow, growth_);
   return status;
+}
+
+// Of a payload that the file ends in, what is there is kept.
+void Repair::Work::NoteTorn(const Packet& packet, const std::vector<PayloadGroup>& kept) {
+  if (kept.empty()) return;
+  const Payload& last = packet.payloads[kept.back().first];
+  if (kept.back().count != 1 || last.present == last.size) return;
+  torn_ = {last.stream, last.objectNumber, begins_[last.stream], last.offset + last.present};
+}
+
+// Makes the torn object one that ends where the file does: a reader that waits for the
+// rest would never hand it out.
+void Repair::Work::FitTorn(const PacketMender& mender, unsigned long long number,
+                           unsigned char* bytes) const {
+  if (!torn_ || number < torn_->packet) return;
+  const Packet& packet = mender.packet();
+  for (const PayloadGroup& group : mender.kept()) {
+    const Payload& payload = packet.payloads[group.first];
+    const bool isOfTorn = payload.stream == torn_->stream && payload.objectNumber == torn_->number;
+    if (isOfTorn) SetObjectSize(packet, payload, torn_->size, bytes);
+  }
 }
 
 bool Repair::Work::NeedsRoom(const PacketMender& mender, const unsigned char* bytes) {
@@ -337,8 +378,9 @@ void Repair::Work::NoteProperties(const asf_file_properties_object& made) {
 RepairStatus Repair::Work::Write(const Sink& sink, const Progress& progress) {
   if (!sink(head_.data(), head_.size())) return RepairStatus::kWriteFailed;
   written_.resize(WrittenLength());
-  const auto write = [&](const PacketMender& mender, unsigned long long, const unsigned char* bytes,
-                         bool isRight) {
+  const auto write = [&](const PacketMender& mender, unsigned long long number,
+                         unsigned char* bytes, bool isRight) {
+    FitTorn(mender, number, bytes);
     if (isRight && growth_ == 0) return sink(bytes, WrittenLength());
     WritePacket(mender.packet(), bytes, mender.kept(), WrittenLength(), written_.data());
     return sink(written_.data(), written_.size());

@@ -31,8 +31,9 @@ struct ParserSession::Lane {
   unsigned char stream = 0;     // number; for what is known of its damage
   unsigned int blockAlign = 0;  // bytes
   unsigned int bytesPerSecond = 0;
-  AccessUnit object{};   // whole, in `buffer`; of size 0: none
-  std::size_t next = 0;  // offset of its next block; its size: none
+  unsigned int partLateMs = 0;  // see StreamForm
+  AccessUnit object{};          // whole, in `buffer`; of size 0: none
+  std::size_t next = 0;         // offset of its next block; its size: none
   int endStatus = kParserOk;
 };
 // A parser and where it stands. Order matters: the parser is closed and goes
@@ -147,6 +148,7 @@ void ParserSession::DescribeTruly(Track* track) {
   if (track->bitmap) track->bitmap->compression = form.codecTag;
   Lane& lane = home_->LaneOf(track->kind);
   lane.form = form.form;
+  lane.partLateMs = form.partLateMs;
   lane.stream = planned->header.number;
   if (planned->header.audio) {
     lane.blockAlign = planned->header.audio->blockAlign;
@@ -234,6 +236,7 @@ bool ParserSession::ReadUnit(TrackKind kind, bool keyFrameOnly) {
 // Makes of the parser's unit, just read, what the file has.
 void ParserSession::Shape(Lane* lane) {
   AccessUnit& unit = lane->unit;
+  if (unit.size < lane->blockAlign) unit.timeMs -= lane->partLateMs;
   unit.isIncomplete = presented_->IsIncomplete(lane->stream, unit.timeMs);
   if (unit.kind == TrackKind::kVideo) unit.isKeyFrame = presented_->IsKeyFrame(unit.timeMs);
   if (lane->form == UnitForm::kParser) return;
