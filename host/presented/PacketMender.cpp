@@ -15,30 +15,13 @@ namespace {
 constexpr unsigned char kPlainErrorCorrection = 0x82;
 constexpr unsigned char kErrorCorrectionFields = 0x8F;  // presence and length
 
-// What nearly all writers set, and the quick look knows: neither packet length nor
-// sequence; fields of 1, 4 and 1 bytes for a payload's object number, offset and
-// length of replicated data, which are 8 bytes; 2 bytes for the payload's length.
-// Length type flags in the lower byte, property flags in the upper.
-constexpr unsigned int kPlainFlagsMask = 0xFFE6;
-constexpr unsigned int kPlainFlags = 0x5D00;
-constexpr unsigned char kPlainReplicatedBytes = 8;
-constexpr unsigned char kKeyFrameFlag = 0x80;  // beside the stream number
-constexpr unsigned int kPlainPayloadLengthType = 2;
-constexpr int kPlainHeaderBytes = 15;  // of a payload, its length not included
-constexpr unsigned int kFlagsBytes = 2;
-constexpr unsigned int kFourByteField = 3;
-constexpr unsigned int kFieldMasks[] = {0, 0xFF, 0xFFFF};
-
-// Packets shorter than their header with its longest fields get no quick look.
-constexpr unsigned int kPlainPacketBytes = kErrorCorrectionBytes + 2 + 2 + kTimesBytes + 1;
-
 }  // namespace
 
 PacketMender::PacketMender(const AsfLayout& layout, PlayedStreams streams, Damage* damage)
     : reader_(layout, PacketView::kStated),
       packetLength_(layout.packetLength),
-      prerollMs_(layout.prerollMs),
       streams_(streams),
+      plain_{layout.packetLength, layout.prerollMs, {streams.audio, streams.video}, streams.keys},
       damage_(damage),
       allChains_(streams.all ? kStreamNumberMask + 1 : 0) {}
 
@@ -47,7 +30,7 @@ void PacketMender::Mend(unsigned long long number, std::size_t count, unsigned c
   const bool looksQuickly = !streams_.invertsVideo && !streams_.all;
   const std::size_t whole = !looksQuickly ? 0 : std::min(count, present / packetLength_);
   for (std::size_t i = 0; i < count; ++i) {
-    if (i < whole) i += PassPlain(bytes + i * packetLength_, whole - i);
+    if (i < whole) i += PassPlainPackets(plain_, bytes + i * packetLength_, whole - i, &chains_);
     if (i == count) return;
     const std::size_t at = std::min(i * packetLength_, present);
     MendOne(number + i, bytes + i * packetLength_,
@@ -62,75 +45,10 @@ void PacketMender::Finish() {
     NoteEnd(static_cast<unsigned char>(stream), allChains_[stream]);
 }
 
-inline ObjectChain* PacketMender::ChainOf(unsigned char stream, Chains* chains) const {
-  if (stream == streams_.audio) return &(*chains)[0];
-  return stream == streams_.video ? &(*chains)[1] : nullptr;
-}
-
 ObjectChain* PacketMender::ChainOf(unsigned char stream) {
-  return streams_.all ? &allChains_[stream] : ChainOf(stream, &chains_);
-}
-
-// Passes packets that are right beyond doubt. Returns how many there are before the
-// first of which more has to be known; chains are then those in front of it.
-std::size_t PacketMender::PassPlain(const unsigned char* bytes, std::size_t count) {
-  if (packetLength_ < kPlainPacketBytes) return 0;
-  const unsigned char* packet = bytes;
-  const unsigned char* const end = bytes + count * packetLength_;
-  for (; packet != end; packet += packetLength_) {
-    const unsigned int flags = LoadLe16(packet + kErrorCorrectionBytes);
-    const unsigned int paddingType = PaddingLengthType(static_cast<unsigned char>(flags));
-    if (packet[0] != kPlainErrorCorrection || (flags & kPlainFlagsMask) != kPlainFlags ||
-        paddingType == kFourByteField) {
-      break;
-    }
-    const unsigned char* const fields = packet + kErrorCorrectionBytes + kFlagsBytes;
-    const unsigned char* const at = fields + paddingType + kTimesBytes;
-    const unsigned int padding = LoadLe16(fields) & kFieldMasks[paddingType];
-    const auto left = packet + packetLength_ - at;
-    if (left < static_cast<std::ptrdiff_t>(padding) + kPlainHeaderBytes) break;
-    const std::size_t size = static_cast<std::size_t>(left) - padding;
-    const bool passes = HasMultiplePayloads(static_cast<unsigned char>(flags))
-                            ? PassPayloads(at, at + size)
-                            : PassPayload(at, size - kPlainHeaderBytes, &chains_);
-    if (!passes) break;
-  }
-  return static_cast<std::size_t>(packet - bytes) / packetLength_;
-}
-
-bool PacketMender::PassPayloads(const unsigned char* at, const unsigned char* end) {
-  Chains chains = chains_;
-  const unsigned char flags = *at++;
-  if (PayloadLengthType(flags) != kPlainPayloadLengthType) return false;
-  for (unsigned int count = PayloadCount(flags); count != 0; --count) {
-    const auto left = end - at;
-    if (left <= kPlainHeaderBytes + 2) return false;
-    const unsigned int size = LoadLe16(at + kPlainHeaderBytes);
-    if (size > left - (kPlainHeaderBytes + 2) || !PassPayload(at, size, &chains)) return false;
-    at += kPlainHeaderBytes + 2 + size;
-  }
-  chains_ = chains;
-  return true;
-}
-
-// Moves the chain on, if the payload is right.
-inline bool PacketMender::PassPayload(const unsigned char* header, std::size_t size,
-                                      Chains* chains) const {
-  if (header[6] != kPlainReplicatedBytes || size == 0) return false;
-  ObjectChain* const chain = ChainOf(header[0] & 0x7F, chains);
-  if (chain == nullptr) return true;
-  const unsigned int offset = LoadLe32(header + 2);
-  if (offset != 0) {
-    if (offset != chain->next || header[1] != chain->objectNumber) return false;
-    chain->next = offset + static_cast<unsigned int>(size);
-    return true;
-  }
-  if (chain->next != chain->objectSize) return false;
-  const replicated_data replicated = SplitReplicatedData(header + 7);
-  *chain = {header[1], static_cast<unsigned int>(size), replicated.MediaObjectSize,
-            WithoutPreroll(replicated.PresentationTime, prerollMs_)};
-  if ((header[0] & kKeyFrameFlag) != 0) NoteKey(header[0] & kStreamNumberMask, chain->timeMs);
-  return true;
+  if (streams_.all) return &allChains_[stream];
+  if (stream == streams_.audio) return &chains_[0];
+  return stream == streams_.video ? &chains_[1] : nullptr;
 }
 
 void PacketMender::MendOne(unsigned long long number, unsigned char* bytes, unsigned int present) {

@@ -12,11 +12,10 @@
 #ifndef QO_HOST_PACKETMENDER_H
 #define QO_HOST_PACKETMENDER_H
 
-#include <array>
 #include <vector>
 
 #include "host/packets/PacketWriter.h"
-#include "host/presented/KeyObjects.h"
+#include "host/presented/PlainPackets.h"
 #include "qo_host/Damage.h"
 #include "qo_host/PacketReader.h"
 
@@ -36,20 +35,9 @@ struct PlayedStreams {
   bool all = false;
 };
 
-// The media object of a stream that is being put together.
-struct ObjectChain {
-  // What came before is not known, and anything may follow.
-  static constexpr unsigned int kUnknown = ~0u;
-
-  unsigned int objectNumber = kUnknown;
-  unsigned int next = 0;        // offset of the fragment that continues it
-  unsigned int objectSize = 0;  // bytes
-  unsigned int timeMs = 0;
-};
-
 class PacketMender {
  public:
-  using Chains = std::array<ObjectChain, 2>;  // audio, video
+  using Chains = ObjectChains;
 
   // Packets are `layout.packetLength` bytes long. `damage` is not owned.
   PacketMender(const AsfLayout& layout, PlayedStreams streams, Damage* damage);
@@ -71,23 +59,19 @@ class PacketMender {
   void Finish();
 
  private:
-  std::size_t PassPlain(const unsigned char* bytes, std::size_t count);
-  bool PassPayloads(const unsigned char* at, const unsigned char* end);
-  bool PassPayload(const unsigned char* header, std::size_t size, Chains* chains) const;
   void MendOne(unsigned long long number, unsigned char* bytes, unsigned int present);
   void KeepPayloads(bool isCut);
   bool Keeps(const PayloadGroup& group, bool isCut);
   bool IsTakenWhole(const unsigned char* bytes) const;
   void InvertVideoObjects(unsigned char* bytes) const;
-  ObjectChain* ChainOf(unsigned char stream, Chains* chains) const;
   ObjectChain* ChainOf(unsigned char stream);
   void NoteEnd(unsigned char stream, const ObjectChain& chain);
   void NoteKey(unsigned char stream, unsigned int timeMs) const;
 
   const PacketReader reader_;
   const unsigned int packetLength_;
-  const unsigned long long prerollMs_;
   const PlayedStreams streams_;
+  const PlainRules plain_;
   Damage* const damage_;
   Chains chains_;
   std::vector<ObjectChain> allChains_;  // by stream number; empty unless all are taken care of

@@ -12,7 +12,7 @@ namespace {
 // As for a file: a jump reads little; the longest window is long enough for the
 // windows below to be passed by.
 constexpr std::size_t kMinWindowBytes = std::size_t{8} << 10;
-constexpr std::size_t kMaxWindowBytes = std::size_t{64} << 10;
+constexpr std::size_t kMaxWindowBytes = std::size_t{128} << 10;
 constexpr std::size_t kWindowCount = 8;
 
 constexpr std::size_t kResumptions = 4 * kWindowCount;
