@@ -1,0 +1,282 @@
+// Opening a file and streaming it. Seeking and queries have sources of their own.
+#include "gst/Demuxer.h"
+
+#include <gst/base/gstbytereader.h>
+#include <gst/pbutils/pbutils.h>
+
+#include <algorithm>
+
+#include "gst/QoAsfDemux.h"
+#include "gst/Tags.h"
+#include "qo_host/StatusText.h"
+
+GST_DEBUG_CATEGORY_EXTERN(qoasfdemux_debug);
+#define GST_CAT_DEFAULT qoasfdemux_debug
+
+namespace {
+
+using qo_host::EncryptionKind;
+using qo_host::StreamHeader;
+using qo_host::StreamKind;
+
+// A session keeps the header, which may be large and hold many streams.
+constexpr unsigned long long kMaxHeaderBytesInSessions = 256ull << 20;
+
+// How far a pad may fall behind the others before it is told that nothing comes.
+constexpr GstClockTime kLargestGap = GST_SECOND;
+
+bool IsPlayable(const StreamHeader& stream) {
+  return stream.kind == StreamKind::kAudio || stream.kind == StreamKind::kVideo;
+}
+
+}  // namespace
+
+Demuxer::Demuxer(GstElement* element, GstPad* sink)
+    : element_(element), sink_(sink), combiner_(gst_flow_combiner_new()) {
+  g_rec_mutex_init(&taskLock_);
+  task_ = gst_task_new([](gpointer self) { static_cast<Demuxer*>(self)->Run(); }, this, nullptr);
+  gst_task_set_lock(task_, &taskLock_);
+  gst_segment_init(&segment_, GST_FORMAT_TIME);
+}
+
+Demuxer::~Demuxer() {
+  Reset();
+  gst_object_unref(task_);
+  gst_flow_combiner_free(combiner_);
+  g_rec_mutex_clear(&taskLock_);
+}
+
+void Demuxer::Start() {
+  const TaskLock lock(&taskLock_);
+  isStreaming_ = true;
+  gst_task_start(task_);
+}
+
+void Demuxer::Stop() {
+  {
+    // A seek under way starts the task as its last step.
+    const TaskLock lock(&taskLock_);
+    isStreaming_ = false;
+    gst_task_stop(task_);
+  }
+  gst_task_join(task_);
+}
+
+void Demuxer::Reset() {
+  const TaskLock taskLock(&taskLock_);
+  {
+    const std::lock_guard<std::mutex> lock(shownLock_);
+    shown_ = Shown();
+    hasWanted_ = false;
+  }
+  for (const auto& output : outputs_) {
+    gst_flow_combiner_remove_pad(combiner_, output->pad());
+    gst_element_remove_pad(element_, output->pad());
+  }
+  outputs_.clear();
+  source_.reset();
+  header_ = {};
+  if (collection_ != nullptr) gst_object_unref(collection_);
+  collection_ = nullptr;
+  gst_segment_init(&segment_, GST_FORMAT_TIME);
+  isOpen_ = false;
+  lastDamaged_.reset();
+}
+
+void Demuxer::Run() {
+  if (isOpen_) return Step();
+  if (OpenFile()) return;
+  gst_task_pause(task_);
+}
+
+bool Demuxer::OpenFile() {
+  source_ = std::make_unique<PadSource>(sink_);
+  int status = qo_host::ReadFileHeader(source_.get(), &header_);
+  if (status >= 0 && !CheckHeader()) return false;
+  if (status >= 0) OpenStreams(&status);
+  const GstFlowReturn flow = source_->flow();
+  if (flow != GST_FLOW_OK) {
+    outputs_.clear();
+    if (flow != GST_FLOW_FLUSHING) GST_ELEMENT_FLOW_ERROR(element_, flow);
+    return false;
+  }
+  if (outputs_.empty()) return PostRefusal(status), false;
+  ExposeStreams();
+  return true;
+}
+
+bool Demuxer::CheckHeader() {
+  if (source_->flow() != GST_FLOW_OK) return true;
+  if (!header_.isAsf) {
+    GST_ELEMENT_ERROR(element_, STREAM, WRONG_TYPE, ("This is no ASF file."), (nullptr));
+    return false;
+  }
+  const auto isContent = [](const auto& entry) { return entry.kind == EncryptionKind::kContent; };
+  if (std::any_of(header_.encryptions.begin(), header_.encryptions.end(), isContent)) {
+    GST_ELEMENT_ERROR(element_, STREAM, DECRYPT, ("This file is encrypted."),
+                      ("content encryption"));
+    return false;
+  }
+  if (std::none_of(header_.streams.begin(), header_.streams.end(), IsPlayable)) {
+    GST_ELEMENT_ERROR(element_, STREAM, DEMUX, ("This file has neither audio nor video."),
+                      (nullptr));
+    return false;
+  }
+  return true;
+}
+
+bool Demuxer::IsWorthASession(std::size_t sessions) const {
+  return sessions < 2 || (sessions + 1) * header_.bytes.size() <= kMaxHeaderBytesInSessions;
+}
+
+// `*status`: of the first stream that can't be played.
+void Demuxer::OpenStreams(int* status) {
+  bool seen[256] = {};
+  for (const StreamHeader& stream : header_.streams) {
+    if (!IsPlayable(stream) || seen[stream.number] || !IsWorthASession(outputs_.size())) continue;
+    seen[stream.number] = true;
+    int opened = 0;
+    auto reader = StreamReader::Open(source_.get(), stream, &opened);
+    if (source_->flow() != GST_FLOW_OK) return;
+    if (reader == nullptr) {
+      GST_WARNING_OBJECT(element_, "stream %u can't be played: status %d", stream.number, opened);
+      if (*status == 0) *status = opened;
+      continue;
+    }
+    const StreamFacts facts{header_, stream, reader->track()};
+    outputs_.push_back(std::make_unique<Output>(element_, std::move(reader), facts));
+  }
+}
+
+void Demuxer::PostRefusal(int status) {
+  const std::string reason = status < 0 ? qo_host::StatusText(qo_host::Action::kOpen, status)
+                                        : "there are no packets that could be played";
+  GST_ELEMENT_ERROR(element_, STREAM, DEMUX, ("This file can't be played: %s.", reason.c_str()),
+                    ("status %d", status));
+}
+
+void Demuxer::ExposeStreams() {
+  GstEvent* const upstream = gst_pad_get_sticky_event(sink_, GST_EVENT_STREAM_START, 0);
+  guint group = 0;
+  if (upstream == nullptr || !gst_event_parse_group_id(upstream, &group))
+    group = gst_util_group_id_next();
+  if (upstream != nullptr) gst_event_unref(upstream);
+
+  unsigned long long durationMs = 0;
+  collection_ = gst_stream_collection_new(nullptr);
+  for (const auto& output : outputs_) {
+    durationMs = std::max(durationMs, output->reader().durationMs());
+    gst_stream_collection_add_stream(collection_, GST_STREAM(gst_object_ref(output->stream())));
+  }
+  if (durationMs != 0) segment_.duration = durationMs * GST_MSECOND;
+  seqnum_ = gst_util_seqnum_next();
+  gst_element_post_message(element_,
+                           gst_message_new_stream_collection(GST_OBJECT(element_), collection_));
+  GstTagList* const tags = MakeFileTags(header_);
+  for (const auto& output : outputs_) {
+    SetSourceFunctions(output->pad());
+    output->BeginSegment(0);
+    output->Announce(collection_, group, tags);
+    gst_element_add_pad(element_, GST_PAD(gst_object_ref(output->pad())));
+    gst_flow_combiner_add_pad(combiner_, output->pad());
+  }
+  gst_tag_list_unref(tags);
+  gst_element_no_more_pads(element_);
+  // Pictures in it may be large, and all has been said.
+  header_ = {};
+  isOpen_ = true;
+  Show();
+}
+
+void Demuxer::Show() {
+  const std::lock_guard<std::mutex> lock(shownLock_);
+  shown_.segment = segment_;
+  shown_.pads.clear();
+  for (const auto& output : outputs_) {
+    shown_.pads.emplace_back(GST_PAD(gst_object_ref(output->pad())), gst_object_unref);
+    shown_.hasVideo = shown_.hasVideo || output->isVideo();
+  }
+}
+
+void Demuxer::Step() {
+  ApplySelection();
+  Output* const next = NextOutput();
+  if (source_->flow() != GST_FLOW_OK) return StopFor(source_->flow());
+  if (next == nullptr) return Finish();
+  CoverGaps(next->bufferTime());
+  WarnOfDamage(next->reader());
+  GstFlowReturn flow = next->Push(segment_, seqnum_);
+  segment_.position = next->bufferTime();
+  position_ = segment_.position;
+  flow = gst_flow_combiner_update_pad_flow(combiner_, next->pad(), flow);
+  if (flow != GST_FLOW_OK) StopFor(flow);
+}
+
+// Null where all are done, or the source failed.
+Output* Demuxer::NextOutput() {
+  Output* next = nullptr;
+  const bool isLooped = (segment_.flags & GST_SEGMENT_FLAG_SEGMENT) != 0;
+  for (const auto& output : outputs_) {
+    if (output->isDone() || !output->isActive()) continue;
+    if (!output->HasBuffer(segment_)) {
+      if (source_->flow() != GST_FLOW_OK) return nullptr;
+      output->SetDone();
+      if (!isLooped) output->PushEos(segment_, seqnum_);
+    } else if (next == nullptr || output->bufferTime() < next->bufferTime()) {
+      next = output.get();
+    }
+  }
+  return next;
+}
+
+void Demuxer::CoverGaps(GstClockTime now) {
+  for (const auto& output : outputs_) {
+    if (!output->isDone() && output->position() + kLargestGap < now)
+      output->PushGap(segment_, seqnum_, now);
+  }
+}
+
+// All streams read the same packets: each is told of once.
+void Demuxer::WarnOfDamage(const StreamReader& reader) {
+  const auto& packets = reader.damage().packets;
+  if (packets.empty()) return;
+  const unsigned long long last = packets.rbegin()->first;
+  if (lastDamaged_ && last <= *lastDamaged_) return;
+  lastDamaged_ = last;
+  GST_ELEMENT_WARNING(element_, STREAM, DEMUX, ("The file is damaged; play goes on."),
+                      ("packet %llu can't be read to its end, %zu so far", last, packets.size()));
+}
+
+void Demuxer::Finish() {
+  gst_task_pause(task_);
+  if ((segment_.flags & GST_SEGMENT_FLAG_SEGMENT) == 0) {
+    for (const auto& output : outputs_) output->PushEos(segment_, seqnum_);
+    return;
+  }
+  const GstClockTime stop =
+      GST_CLOCK_TIME_IS_VALID(segment_.stop) ? segment_.stop : segment_.duration;
+  const auto end = static_cast<gint64>(stop);
+  GstMessage* const message =
+      gst_message_new_segment_done(GST_OBJECT(element_), GST_FORMAT_TIME, end);
+  gst_message_set_seqnum(message, seqnum_);
+  gst_element_post_message(element_, message);
+  GstEvent* const done = gst_event_new_segment_done(GST_FORMAT_TIME, end);
+  gst_event_set_seqnum(done, seqnum_);
+  PushToAll(done);
+}
+
+// Flushing says nothing more; a flow that fails is an error, and then the end for all.
+void Demuxer::StopFor(GstFlowReturn flow) {
+  gst_task_pause(task_);
+  GST_DEBUG_OBJECT(element_, "streaming stops: %s", gst_flow_get_name(flow));
+  if (flow == GST_FLOW_FLUSHING) return;
+  if (flow != GST_FLOW_EOS) GST_ELEMENT_FLOW_ERROR(element_, flow);
+  for (const auto& output : outputs_) output->PushEos(segment_, seqnum_);
+}
+
+// Also while the task runs.
+void Demuxer::PushToAll(GstEvent* event) {
+  const Shown shown = GetShown();
+  for (const auto& pad : shown.pads) gst_pad_push_event(pad.get(), gst_event_ref(event));
+  gst_event_unref(event);
+}

@@ -1,0 +1,78 @@
+// A source pad, and the stream that comes out of it.
+#ifndef QO_GST_OUTPUT_H
+#define QO_GST_OUTPUT_H
+
+#include <gst/gst.h>
+
+#include <memory>
+#include <string>
+
+#include "gst/StreamReader.h"
+
+// Belongs to the streaming thread, but for what says otherwise.
+class Output {
+ public:
+  // Makes the pad, for `element` to be added to. Nothing is kept of `facts`.
+  Output(GstElement* element, std::unique_ptr<StreamReader> reader, const StreamFacts& facts);
+  ~Output();
+  Output(const Output&) = delete;
+  Output& operator=(const Output&) = delete;
+
+  GstPad* pad() const { return pad_; }
+  // Valid from any thread for as long as the pad is there.
+  GstStream* stream() const { return stream_; }
+  StreamReader& reader() { return *reader_; }
+  bool isVideo() const { return isVideo_; }
+
+  // Activates the pad and tells what comes: stream, caps, tags.
+  void Announce(GstStreamCollection* collection, guint groupId, GstTagList* fileTags);
+
+  // In front of the next buffer a segment goes out, and that buffer is marked as one
+  // that follows no other. `start`: where the segment begins to be played.
+  void BeginSegment(GstClockTime start);
+  // A stream that is not selected, or silent for a segment, brings no buffers.
+  void SetSelected(bool isSelected) { isSelected_ = isSelected; }
+  bool isSelected() const { return isSelected_; }
+  void SetSilent(bool isSilent) { isSilent_ = isSilent; }
+  bool isActive() const { return isSelected_ && !isSilent_; }
+  // Reading goes on elsewhere within the segment.
+  void SetDiscont() { isDiscont_ = true; }
+
+  // No unit of this segment is left, or the next one lies behind its end.
+  bool isDone() const { return isDone_; }
+  void SetDone() { isDone_ = true; }
+  // Has a buffer waiting that `segment` takes. Otherwise it is done, or the source failed.
+  bool HasBuffer(const GstSegment& segment);
+  // Of the buffer that waits; stays what it was when it is pushed.
+  GstClockTime bufferTime() const { return bufferTime_; }
+  // How far the pad has got.
+  GstClockTime position() const { return position_; }
+
+  GstFlowReturn Push(const GstSegment& segment, guint32 seqnum);
+  // Tells the pad that nothing comes before `until`.
+  void PushGap(const GstSegment& segment, guint32 seqnum, GstClockTime until);
+  void PushEos(const GstSegment& segment, guint32 seqnum);
+
+ private:
+  void PushSegment(const GstSegment& segment, guint32 seqnum);
+  GstClockTime DurationOf(gsize bytes) const;
+
+  const std::unique_ptr<StreamReader> reader_;
+  const bool isVideo_;
+  GstPad* pad_;
+  GstStream* stream_;
+  GstCaps* caps_;
+  GstTagList* tags_;
+  GstClockTime frameDuration_ = GST_CLOCK_TIME_NONE;
+  unsigned int bytesPerSecond_ = 0;  // where a buffer's size says how long it lasts; otherwise 0
+  bool isSelected_ = true;
+  bool isSilent_ = false;
+  bool needsSegment_ = true;
+  bool isDiscont_ = true;
+  bool isDone_ = false;
+  bool isEosSent_ = false;
+  GstClockTime bufferTime_ = 0;
+  GstClockTime position_ = 0;
+};
+
+#endif  // QO_GST_OUTPUT_H

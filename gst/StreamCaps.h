@@ -1,0 +1,29 @@
+// What a stream is, in GStreamer's terms.
+#ifndef QO_GST_STREAMCAPS_H
+#define QO_GST_STREAMCAPS_H
+
+#include <gst/gst.h>
+
+#include <vector>
+
+#include "qo_host/FileHeader.h"
+#include "qo_host/ParserSession.h"
+
+struct StreamFacts {
+  const qo_host::FileHeader& header;
+  const qo_host::StreamHeader& stream;  // of `header`
+  const qo_host::Track& track;          // as a session delivers it
+};
+
+// Never null, and the caller's: caps of the framework where it has any for the codec,
+// otherwise "video/x-asf-unknown" or "audio/x-asf-unknown" with the codec's tag.
+GstCaps* MakeStreamCaps(const StreamFacts& facts);
+
+// How long a frame lasts, by the header; GST_CLOCK_TIME_NONE where it doesn't say.
+GstClockTime FrameDuration(const StreamFacts& facts);
+
+// H.264: the parameter sets behind start codes, as they stand in front of key frames;
+// empty for other codecs and where there are none.
+std::vector<unsigned char> ParameterSets(const qo_host::Track& track);
+
+#endif  // QO_GST_STREAMCAPS_H

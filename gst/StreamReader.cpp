@@ -1,0 +1,155 @@
+// StreamReader: owns the session and the buffer that waits.
+#include "gst/StreamReader.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "qo_host/BorrowedSource.h"
+
+namespace {
+
+using qo_host::AccessUnit;
+using qo_host::ParserSession;
+using qo_host::TrackKind;
+
+qo_host::OpenOptions Alone(const qo_host::StreamHeader& stream) {
+  qo_host::OpenOptions options;
+  options.streams.audio = options.streams.video = qo_host::StreamChoice::kNoStream;
+  (stream.kind == qo_host::StreamKind::kAudio ? options.streams.audio : options.streams.video) =
+      stream.number;
+  return options;
+}
+
+// Times have 32 bits, and those in front of the start have wrapped.
+std::int64_t SignedMs(unsigned long long timeMs) {
+  return static_cast<std::int32_t>(static_cast<std::uint32_t>(timeMs));
+}
+
+GstMemory* MakeMemory(const unsigned char* data, std::size_t size) {
+  GstMemory* const memory = gst_allocator_alloc(nullptr, size, nullptr);
+  GstMapInfo map;
+  if (gst_memory_map(memory, &map, GST_MAP_WRITE)) {
+    std::memcpy(map.data, data, size);
+    gst_memory_unmap(memory, &map);
+  }
+  return memory;
+}
+
+// Whether a sequence parameter set stands in front of the first slice.
+bool HasParameterSets(const unsigned char* data, std::size_t size) {
+  constexpr unsigned char kTypeMask = 0x1F, kSequenceSet = 7, kLastSlice = 5;
+  for (std::size_t at = 0; at + 3 < size; ++at) {
+    if (data[at] != 0 || data[at + 1] != 0 || data[at + 2] != 1) continue;
+    const unsigned char type = data[at + 3] & kTypeMask;
+    if (type == kSequenceSet) return true;
+    if (type >= 1 && type <= kLastSlice) return false;
+  }
+  return false;
+}
+
+}  // namespace
+
+StreamReader::StreamReader(std::unique_ptr<IDataSource> view)
+    : session_({createParser, destroyParser}, std::move(view)) {}
+
+StreamReader::~StreamReader() {
+  Drop();
+  if (parameterSets_ != nullptr) gst_memory_unref(parameterSets_);
+}
+
+std::unique_ptr<StreamReader> StreamReader::Open(IDataSource* shared,
+                                                 const qo_host::StreamHeader& stream, int* status) {
+  std::unique_ptr<StreamReader> reader(
+      new StreamReader(std::make_unique<qo_host::BorrowedSource>(shared)));
+  *status = reader->session_.Open(Alone(stream));
+  const qo_host::PresentedFile* const presented = reader->session_.presented();
+  const bool isPlayed = *status >= 0 && presented != nullptr && presented->isPresented() &&
+                        !reader->session_.tracks().empty();
+  if (!isPlayed) return nullptr;
+  reader->kind_ = reader->track().kind;
+  reader->joinsUnits_ = reader->track().info.codec == kCodecH264;
+  const std::vector<unsigned char> sets = ParameterSets(reader->track());
+  if (!sets.empty()) reader->parameterSets_ = MakeMemory(sets.data(), sets.size());
+  return reader;
+}
+
+bool StreamReader::Fill() {
+  if (buffer_ != nullptr) return true;
+  const AccessUnit* unit = Next();
+  if (unit == nullptr) return false;
+  const unsigned long long time = unit->timeMs;
+  buffer_ = gst_buffer_new_allocate(nullptr, unit->size, nullptr);
+  gst_buffer_fill(buffer_, 0, unit->data, unit->size);
+  timeMs_ = SignedMs(time);
+  // What the parser lets pass after a seek is a key frame, whatever the file flags.
+  isKeyFrame_ = unit->isKeyFrame || isFirst_ || keyFramesOnly_;
+  isFirst_ = false;
+  if (unit->isIncomplete) GST_BUFFER_FLAG_SET(buffer_, GST_BUFFER_FLAG_CORRUPTED);
+  const bool needsSets =
+      parameterSets_ != nullptr && isKeyFrame_ && !HasParameterSets(unit->data, unit->size);
+  while (joinsUnits_ && (unit = session_.PeekUnit(kind_)) != nullptr && unit->timeMs == time) {
+    session_.NextUnit(kind_);
+    gst_buffer_append_memory(buffer_, MakeMemory(unit->data, unit->size));
+  }
+  if (needsSets) gst_buffer_prepend_memory(buffer_, gst_memory_ref(parameterSets_));
+  return true;
+}
+
+const AccessUnit* StreamReader::Next() {
+  if (keyFramesOnly_ && PeekKeyFrame() == nullptr) return nullptr;
+  return session_.NextUnit(kind_);
+}
+
+// A unit that has been looked at, to see where a frame ends, waits whatever it is.
+const AccessUnit* StreamReader::PeekKeyFrame() {
+  const AccessUnit* const unit = session_.PeekUnit(kind_, true);
+  if (unit == nullptr || unit->isKeyFrame || !joinsUnits_) return unit;
+  session_.NextUnit(kind_);
+  return session_.PeekUnit(kind_, true);
+}
+
+GstBuffer* StreamReader::Take() {
+  GstBuffer* const buffer = buffer_;
+  buffer_ = nullptr;
+  GST_BUFFER_PTS(buffer) =
+      static_cast<GstClockTime>(std::max<std::int64_t>(timeMs_, 0)) * GST_MSECOND;
+  if (!isKeyFrame_) GST_BUFFER_FLAG_SET(buffer, GST_BUFFER_FLAG_DELTA_UNIT);
+  return buffer;
+}
+
+void StreamReader::Drop() {
+  if (buffer_ != nullptr) gst_buffer_unref(buffer_);
+  buffer_ = nullptr;
+}
+
+bool StreamReader::Seek(std::int64_t timeMs) {
+  Drop();
+  isFirst_ = true;
+  if (seeker_ == nullptr) seeker_ = std::make_unique<qo_host::ExactSeeker>(&session_);
+  const auto target = static_cast<unsigned long long>(std::max<std::int64_t>(timeMs, 0));
+  const qo_host::ExactSeek seek = seeker_->Seek(target);
+  if (seek.outcome != qo_host::ExactSeek::Outcome::kFailed) return true;
+  if (seek.problem == qo_host::ExactSeek::Problem::kSourceFailed) return false;
+  SeekPlainly(timeMs);
+  return true;
+}
+
+// By the parser's index or estimate, from ever further in front, until what comes first
+// is early enough.
+void StreamReader::SeekPlainly(std::int64_t timeMs) {
+  for (std::int64_t back = 0; back < timeMs; back = 2 * back + 1000) {
+    session_.Seek(static_cast<unsigned long long>(timeMs - back), kSeekPreviousSync);
+    const AccessUnit* const unit = session_.PeekUnit(kind_, true);
+    if (unit != nullptr && SignedMs(unit->timeMs) <= timeMs) return;
+  }
+  session_.Rewind();
+}
+
+bool StreamReader::SkipToKeyFrame(std::int64_t timeMs) {
+  Drop();
+  isFirst_ = true;
+  const AccessUnit* unit;
+  while ((unit = PeekKeyFrame()) != nullptr && SignedMs(unit->timeMs) < timeMs)
+    session_.NextUnit(kind_);
+  return unit != nullptr;
+}

@@ -1,0 +1,70 @@
+// The units of one stream, one after the other, as GStreamer's buffers.
+#ifndef QO_GST_STREAMREADER_H
+#define QO_GST_STREAMREADER_H
+
+#include <gst/gst.h>
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "gst/StreamCaps.h"
+#include "qo_host/ExactSeek.h"
+#include "qo_host/ParserSession.h"
+
+class StreamReader {
+ public:
+  // Opens a session in which `stream` (audio or video) of the file behind `shared` (not
+  // null, opened, must outlive the reader) is the only one. Null where it can't be
+  // played; then `*status` (not null) says why, as ParserSession::Open does, or is 0
+  // where the file has no packets of any use.
+  static std::unique_ptr<StreamReader> Open(IDataSource* shared,
+                                            const qo_host::StreamHeader& stream, int* status);
+  ~StreamReader();
+
+  const qo_host::Track& track() const { return session_.tracks().front(); }
+  unsigned long long durationMs() const { return session_.durationMs(); }
+  const qo_host::Damage& damage() const { return session_.presented()->damage(); }
+
+  // Has the next buffer waiting. False at the end, and where the source failed.
+  bool Fill();
+  // Of the buffer that waits, ms; negative in front of the presentation's start.
+  std::int64_t timeMs() const { return timeMs_; }
+  bool isKeyFrame() const { return isKeyFrame_; }
+  // Hands the buffer that waits over: with its time, and marked where it is no key
+  // frame, or lost fragments.
+  GstBuffer* Take();
+
+  // From here on nothing but key frames of video.
+  void SetKeyFramesOnly(bool keyFramesOnly) { keyFramesOnly_ = keyFramesOnly; }
+
+  // Video: to the last key frame at or before `timeMs`, or to the first where there is
+  // none; audio: to the last unit. The buffer that waited is dropped. False where the
+  // source failed: then nothing is right until the next seek.
+  bool Seek(std::int64_t timeMs);
+  // Goes on to the first key frame at or behind `timeMs`. False without one: then
+  // reading is at its end.
+  bool SkipToKeyFrame(std::int64_t timeMs);
+
+ private:
+  explicit StreamReader(std::unique_ptr<IDataSource> view);
+  const qo_host::AccessUnit* Next();
+  const qo_host::AccessUnit* PeekKeyFrame();
+  void Drop();
+  void AddParameterSets();
+  void SeekPlainly(std::int64_t timeMs);
+
+  qo_host::ParserSession session_;
+  qo_host::TrackKind kind_ = qo_host::TrackKind::kAudio;
+  std::unique_ptr<qo_host::ExactSeeker> seeker_;  // null before the first seek
+  bool joinsUnits_ = false;                       // H.264: the NAL units of a time are one buffer
+  GstMemory* parameterSets_ = nullptr;
+  bool keyFramesOnly_ = false;
+  // The buffer that waits; null without one.
+  GstBuffer* buffer_ = nullptr;
+  std::int64_t timeMs_ = 0;
+  bool isKeyFrame_ = false;
+  bool isFirst_ = true;  // since opening or a seek
+};
+
+#endif  // QO_GST_STREAMREADER_H
