@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -33,9 +34,10 @@ class Tool : public ::testing::Test {
   std::string Path(const std::string& name) const { return (folder_ / name).string(); }
   static std::string Sample(const std::string& name) { return QO_SAMPLES_DIR "/" + name; }
 
-  Outcome Run(const std::string& arguments) const {
+  // `before`: what the shell does first.
+  Outcome Run(const std::string& arguments, const std::string& before = "") const {
     const bool namesLibrary = arguments.rfind("--library", 0) == 0;
-    const std::string command = "cd '" + folder_.string() + "' && ( " QO_ASFTOOL " " +
+    const std::string command = "cd '" + folder_.string() + "' && ( " + before + QO_ASFTOOL " " +
                                 (namesLibrary ? "" : "--library " QO_PARSER_LIBRARY " ") +
                                 arguments + " ) >out 2>err";
     const int status = std::system(command.c_str());
@@ -161,6 +163,57 @@ TEST_F(Tool, ExtractsWholeFilesOrNone) {
   for (const auto& entry : fs::directory_iterator(fs::path(Path("kept")).parent_path())) {
     EXPECT_EQ(entry.path().string().find(".part"), std::string::npos) << entry.path();
   }
+}
+
+TEST_F(Tool, RepairsIntoAnotherFileOrLeavesNothing) {
+  const std::string good = Sample("wmv2_wma2.wmv");
+  const std::string cut = FileBytes(good).substr(0, fs::file_size(good) / 2);
+  std::ofstream(Path("cut.asf"), std::ios::binary) << cut;
+  std::ofstream(Path("text.asf")) << "no ASF at all";
+  std::ofstream(Path("kept")) << "kept";
+  fs::create_symlink("cut.asf", Path("link"));
+  fs::create_hard_link(Path("cut.asf"), Path("hard link"));
+  const struct {
+    std::string arguments;
+    int exitCode;
+    const char* said;  // part of it, on stdout for 0, otherwise on stderr
+    std::string before;
+  } unwritten[] = {
+      {"repair " + good + " kept", 0, "good, nothing is written", ""},
+      {"repair text.asf kept", 1, "text.asf: past mending: not an ASF file", ""},
+      {"repair --force text.asf kept", 1, "past mending", ""},
+      {"repair nowhere.asf kept", 2, "nowhere.asf: No such file", ""},
+      {"repair cut.asf ./cut.asf", 2, "is the input", ""},
+      {"repair cut.asf link", 2, "link: is the input", ""},
+      {"repair link cut.asf", 2, "cut.asf: is the input", ""},
+      {"repair cut.asf 'hard link'", 2, "hard link: is the input", ""},
+      {"repair cut.asf .", 2, "is no file", ""},
+      {"repair cut.asf nowhere/out", 2, "cannot be written", ""},
+      {"repair cut.asf kept", 2, "kept: cannot be written: File too large", "ulimit -f 8 && "},
+      {"repair cut.asf", 2, "OUT", ""},
+      {"--library nowhere.so repair cut.asf kept", 2, "nowhere.so", ""},
+  };
+  for (const auto& c : unwritten) {
+    const Outcome outcome = Run(c.arguments, c.before);
+    EXPECT_EQ(outcome.exitCode, c.exitCode) << c.arguments << "\n" << outcome.err;
+    const std::string& said = c.exitCode == 0 ? outcome.out : outcome.err;
+    EXPECT_NE(said.find(c.said), std::string::npos) << c.arguments << said;
+  }
+  EXPECT_EQ(FileBytes(Path("kept")), "kept");
+  EXPECT_EQ(FileBytes(Path("cut.asf")), cut);
+  const std::set<std::string> files = {"cut.asf", "err", "hard link", "kept",
+                                       "link",    "out", "text.asf"};
+  std::set<std::string> left;
+  for (const auto& entry : fs::directory_iterator(fs::path(Path("kept")).parent_path()))
+    left.insert(entry.path().filename().string());
+  EXPECT_EQ(files, left);
+
+  EXPECT_EQ(Run("repair --force " + good + " kept").exitCode, 0);
+  EXPECT_TRUE(FileBytes(Path("kept")) == FileBytes(good));
+  const Outcome mended = Run("repair cut.asf kept");
+  EXPECT_EQ(mended.exitCode, 0) << mended.err;
+  EXPECT_NE(mended.out.find("cut.asf: mended, written to kept"), std::string::npos) << mended.out;
+  EXPECT_EQ(Run("--as-is verify kept").exitCode, 0);
 }
 
 // What a seek costs and where it starts from is told by the parser's own calls.

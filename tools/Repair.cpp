@@ -17,6 +17,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr unsigned int kPasses = 3;  // that read the file
+
 struct Arguments {
   std::string in, out;
   bool force = false;
@@ -56,10 +58,8 @@ void CheckStatus(const Arguments& arguments, const qo_host::Repair& repair,
   }
 }
 
-void CheckMended(const Arguments& arguments, const qo_host::ParserLibrary& library, IDataSource* in,
-                 const std::string& written) {
-  const auto out = OpenFile(written);
-  switch (qo_host::CheckRepair(library.factory(), in, out.get(), IsInterrupted)) {
+void CheckVerdict(const Arguments& arguments, qo_host::RepairVerdict verdict) {
+  switch (verdict) {
     case qo_host::RepairVerdict::kGood:
       return;
     case qo_host::RepairVerdict::kCancelled:
@@ -83,6 +83,31 @@ void PrintMended(const Arguments& arguments, const qo_host::Repair& repair) {
   if (lost != 0) Print("  note: " + Count(lost, "media object") + " lost fragments\n");
 }
 
+// Looks at the file, writes the copy, and compares the two. False: there is nothing to
+// write.
+bool Mend(const Arguments& arguments, const qo_host::ParserFactory& factory, IDataSource* in,
+          qo_host::Repair* repair) {
+  ProgressBar bar;
+  const auto pass = [&bar](unsigned int number) {
+    return [&bar, number](unsigned long long done, unsigned long long total) {
+      bar.Show(number * total + done, kPasses * total);
+      return !IsInterrupted();
+    };
+  };
+  CheckStatus(arguments, *repair, repair->Survey(pass(0)));
+  if (repair->findings().empty() && !arguments.force) return false;
+  OutputFile out(arguments.out);
+  const auto sink = [&out](const unsigned char* data, std::size_t size) {
+    out.Write(data, size);
+    return true;
+  };
+  CheckStatus(arguments, *repair, repair->Write(sink, pass(1)));
+  const auto written = OpenFile(out.Flush());
+  CheckVerdict(arguments, qo_host::CheckRepair(factory, in, written.get(), pass(2)));
+  out.Finish();
+  return true;
+}
+
 void Run(const Arguments& arguments, const Options& options) {
   CheckOutput(arguments);
   NoticeInterruptions();
@@ -92,27 +117,11 @@ void Run(const Arguments& arguments, const Options& options) {
   if (!library) throw Failure(kExitCannotRun, error);
   const auto in = OpenFile(arguments.in);
   qo_host::Repair repair(in.get());
-  ProgressBar bar;
-  unsigned long long before = 0;  // packets looked at in earlier passes, of which there are two
-  const auto progress = [&](unsigned long long done, unsigned long long total) {
-    bar.Show(before + done, 2 * total);
-    return !IsInterrupted();
-  };
-  CheckStatus(arguments, repair, repair.Survey(progress));
-  if (repair.findings().empty() && !arguments.force) {
+  if (Mend(arguments, library->factory(), in.get(), &repair)) {
+    PrintMended(arguments, repair);
+  } else {
     Print(Bold(Printable(arguments.in) + ": good, nothing is written", stdout) + "\n");
-    return;
   }
-  before = repair.file()->packetCount();
-  OutputFile out(arguments.out);
-  const auto sink = [&out](const unsigned char* data, std::size_t size) {
-    out.Write(data, size);
-    return true;
-  };
-  CheckStatus(arguments, repair, repair.Write(sink, progress));
-  CheckMended(arguments, *library, in.get(), out.Flush());
-  out.Finish();
-  PrintMended(arguments, repair);
 }
 
 }  // namespace

@@ -28,6 +28,14 @@ unsigned char* Put(unsigned int value, unsigned int width, unsigned char* out) {
   return out;
 }
 
+// Of a packet's payload flags, which stand in front of the first payload: that may have
+// no sub-payloads, and so not be listed.
+unsigned int FlagsPosition(const Packet& packet) {
+  const unsigned char lengths = packet.lengthTypeFlags;
+  return packet.headerPosition + 2 + FieldBytes(PacketLengthType(lengths)) +
+         FieldBytes(SequenceType(lengths)) + FieldBytes(PaddingLengthType(lengths)) + kTimesBytes;
+}
+
 class Writer {
  public:
   Writer(const Packet& packet, const unsigned char* bytes)
@@ -36,7 +44,7 @@ class Writer {
         fieldsBytes_(1 + WidthAt(4) + WidthAt(2) + WidthAt(0)),
         multiple_(HasMultiplePayloads(packet.lengthTypeFlags)) {
     if (multiple_ && !packet.payloads.empty())
-      payloadLengthType_ = PayloadLengthType(bytes[packet.payloads[0].headerPosition - 1]);
+      payloadLengthType_ = PayloadLengthType(bytes[FlagsPosition(packet)]);
   }
 
   // False where the first `count` of `kept` don't fit in `length` bytes.

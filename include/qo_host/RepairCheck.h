@@ -2,9 +2,8 @@
 #ifndef QO_HOST_REPAIRCHECK_H
 #define QO_HOST_REPAIRCHECK_H
 
-#include <functional>
-
 #include "qo_host/ParserFactory.h"
+#include "qo_host/Repair.h"
 #include "qo_parser_asf/IDataSource.h"
 
 namespace qo_host {
@@ -18,9 +17,10 @@ enum class RepairVerdict : unsigned char {
 
 // Plays `file` and `mended` (both not null, opened, and left so) side by side: through
 // the kit each audio and video stream, and through the bare parser those that it
-// delivers as they are. `isCancelled` is asked now and then.
+// delivers as they are. `progress` is called now and then with how much of the work is
+// done; false cancels. It may be empty.
 RepairVerdict CheckRepair(const ParserFactory& factory, IDataSource* file, IDataSource* mended,
-                          const std::function<bool()>& isCancelled);
+                          const Repair::Progress& progress);
 
 }  // namespace qo_host
 
