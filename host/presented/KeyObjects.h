@@ -3,32 +3,48 @@
 #define QO_HOST_KEYOBJECTS_H
 
 #include <cstddef>
-#include <unordered_set>
-#include <utility>
+#include <iterator>
+#include <set>
 
 namespace qo_host {
 
 // Of one stream, known by their times. Packets are read in windows ahead of the units
-// made of them; of what is older than that the oldest is forgotten.
+// made of them; where there are too many, those furthest from the last one in time are
+// forgotten.
 class KeyObjects {
  public:
   void Add(unsigned int timeMs) {
-    if (young_.size() == kGeneration) {
-      old_ = std::move(young_);
-      young_.clear();
-    }
-    young_.insert(timeMs);
+    if (low_ < timeMs && timeMs < high_) high_ = timeMs;
+    if (!times_.insert(timeMs).second || times_.size() <= kMaxTimes) return;
+    const bool isLate = timeMs - *times_.begin() > *times_.rbegin() - timeMs;
+    times_.erase(isLate ? times_.begin() : std::prev(times_.end()));
+    high_ = low_;
   }
-  bool Has(unsigned int timeMs) const {
-    return young_.count(timeMs) != 0 || old_.count(timeMs) != 0;
+
+  // Units come in the order of their times but for a few: most lie between the same two
+  // key frames as the one before.
+  bool Has(unsigned int timeMs) {
+    if (timeMs < low_ || timeMs >= high_) Locate(timeMs);
+    return timeMs == low_;
   }
 
  private:
   // More than the windows of a presented source hold, even of the smallest objects.
-  static constexpr std::size_t kGeneration = std::size_t{1} << 15;
+  static constexpr std::size_t kMaxTimes = std::size_t{1} << 16;
 
-  std::unordered_set<unsigned int> young_;
-  std::unordered_set<unsigned int> old_;
+  void Locate(unsigned int timeMs) {
+    const auto above = times_.upper_bound(timeMs);
+    high_ = above != times_.end() ? *above : kNone;
+    low_ = above != times_.begin() ? *std::prev(above) : -1;
+  }
+
+  static constexpr long long kNone = 1ll << 32;
+
+  std::set<unsigned int> times_;
+  // The time at or before the one asked for last, and the next; -1 and kNone: none. The
+  // same: not known.
+  long long low_ = -1;
+  long long high_ = -1;
 };
 
 }  // namespace qo_host
