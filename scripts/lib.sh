@@ -6,7 +6,8 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 # What a build needs, as Debian 12 names it.
 build_packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev nettle-dev)
 # What the tests need besides.
-test_packages=(binutils pkg-config python3 libgtest-dev abigail-tools blueprint-tools)
+test_packages=(binutils pkg-config python3 libgtest-dev abigail-tools blueprint-tools
+  doxygen libavcodec-dev libavutil-dev libswscale-dev)
 # What the presets need besides that build with clang: asan, fuzz, coverage.
 clang_packages=(clang-14 libclang-rt-14-dev)
 # What takes the NDK's place in the test of the Android build.

@@ -9,8 +9,8 @@
 namespace qo_host {
 namespace {
 
-// As for a file: a jump reads little; the longest window is long enough for the
-// windows below to be passed by.
+// As for a file: a jump reads little; the longest window is long enough for a file's own
+// windows to be passed by. Those of a slower source, which are longer, are not.
 constexpr std::size_t kMinWindowBytes = std::size_t{8} << 10;
 constexpr std::size_t kMaxWindowBytes = std::size_t{128} << 10;
 constexpr std::size_t kWindowCount = 8;
@@ -35,7 +35,7 @@ PresentedSource::PresentedSource(IDataSource* inner, Presentation presentation, 
     : CachedSource(RoundUp(kMinWindowBytes, presentation.packetLength),
                    RoundUp(kMaxWindowBytes, presentation.packetLength), kWindowCount),
       inner_(inner),
-      cachedInner_(dynamic_cast<CachedSource*>(inner)),
+      file_(dynamic_cast<FileSource*>(inner)),
       presentation_(std::move(presentation)),
       mender_(PacketLayout(presentation_), presentation_.streams, damage),
       scratch_(presentation_.packetLength) {}
@@ -168,8 +168,8 @@ int PresentedSource::ReadInner(unsigned long long offset, unsigned char* out,
                                unsigned long long* size) {
   if (*size == 0) return 0;
   const unsigned long long wanted = *size;
-  const int status = cachedInner_ != nullptr ? cachedInner_->ReadStraight(offset, out, size)
-                                             : inner_->ReadAt(offset, out, size);
+  const int status =
+      file_ != nullptr ? file_->ReadStraight(offset, out, size) : inner_->ReadAt(offset, out, size);
   *size = status < 0 ? 0 : std::min(*size, wanted);
   return status;
 }

@@ -11,6 +11,7 @@
 
 #include "host/presented/PacketMender.h"
 #include "qo_host/CachedSource.h"
+#include "qo_host/FileSource.h"
 
 namespace qo_host {
 
@@ -60,7 +61,7 @@ class PresentedSource final : public CachedSource {
   };
 
   IDataSource* const inner_;
-  CachedSource* const cachedInner_;  // the same, where it has windows; otherwise null
+  FileSource* const file_;  // the same, where it is a file; otherwise null
   const Presentation presentation_;
   PacketMender mender_;
   std::vector<Resumption> resumptions_;

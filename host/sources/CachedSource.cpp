@@ -82,13 +82,6 @@ int CachedSource::GetPosition(unsigned long long* position) {
   return 0;
 }
 
-int CachedSource::ReadStraight(unsigned long long offset, void* buffer, unsigned long long* size) {
-  const int status = Fetch(offset, buffer, size);
-  if (status >= 0) return 0;
-  *size = 0;
-  return status;
-}
-
 inline unsigned long long CachedSource::Position() const {
   return isAway_ ? away_ : start_ + static_cast<unsigned long long>(cursor_ - bytes_);
 }

@@ -67,6 +67,13 @@ int FileSource::GetSize(unsigned long long* size) {
   return 0;
 }
 
+int FileSource::ReadStraight(unsigned long long offset, void* buffer, unsigned long long* size) {
+  const int status = Fetch(offset, buffer, size);
+  if (status >= 0) return 0;
+  *size = 0;
+  return status;
+}
+
 int FileSource::Fetch(unsigned long long offset, void* buffer, unsigned long long* size) {
   // The system refuses to look beyond the largest offset that it knows.
   const unsigned long long wanted = offset < kMaxOffset ? std::min(*size, kMaxOffset - offset) : 0;

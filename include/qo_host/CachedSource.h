@@ -40,10 +40,6 @@ class CachedSource : public IDataSource {
   // Always 0.
   int GetPosition(unsigned long long* position) final;
 
-  // As ReadAt, but straight from what lies below: for a reader that has windows of its
-  // own. The windows and the position stay as they are.
-  int ReadStraight(unsigned long long offset, void* buffer, unsigned long long* size);
-
  protected:
   // Windows are `minWindowBytes` long or a multiple of that, at most
   // `maxWindowBytes`. Memory: `windowCount` times the latter, allocated as it is

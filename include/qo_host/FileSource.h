@@ -30,6 +30,10 @@ class FileSource final : public CachedSource {
   // The file's size at this moment. 0, or -errno.
   int GetSize(unsigned long long* size) override;
 
+  // As ReadAt, but straight from the file: for a reader that has windows of its own. The
+  // windows and the position stay as they are.
+  int ReadStraight(unsigned long long offset, void* buffer, unsigned long long* size);
+
  private:
   explicit FileSource(int descriptor);
   int Fetch(unsigned long long offset, void* buffer, unsigned long long* size) override;

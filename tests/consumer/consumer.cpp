@@ -4,7 +4,7 @@
 
 #include <cstdio>
 
-#include "../../docs/StdioSource.h"
+#include "../../examples/StdioSource.h"
 
 int main(int argc, char** argv) {
   if (argc != 2) return 2;

@@ -1,7 +1,7 @@
 // A byte source over a file, as small as one can be: all that the parser asks of
 // a host. Positions are those of the C library's stream.
-#ifndef QO_DOCS_STDIOSOURCE_H
-#define QO_DOCS_STDIOSOURCE_H
+#ifndef QO_EXAMPLES_STDIOSOURCE_H
+#define QO_EXAMPLES_STDIOSOURCE_H
 
 #include <qo_parser_asf/IDataSource.h>
 
@@ -44,4 +44,4 @@ class StdioSource final : public IDataSource {
   std::FILE* file_;  // null once closed, or where it could not be opened
 };
 
-#endif  // QO_DOCS_STDIOSOURCE_H
+#endif  // QO_EXAMPLES_STDIOSOURCE_H
