@@ -2,7 +2,8 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
-#include <optional>
+#include <string>
+#include <vector>
 
 #include "tools/Commands.h"
 #include "tools/Json.h"
@@ -39,45 +40,79 @@ void PrintLanding(const Landing& landing, unsigned long long target) {
         Count(landing.bytesRead, "byte") + " read\n");
 }
 
-// The track that a seek is judged by: video where there is one.
-std::optional<long long> JudgedDistance(const Landing& landing, unsigned long long target) {
+// The unit that a seek is judged by: video where there is some.
+const qo_host::AccessUnit* JudgedUnit(const Landing& landing) {
   for (const auto kind : {qo_host::TrackKind::kVideo, qo_host::TrackKind::kAudio}) {
     const auto found = landing.first.find(kind);
-    if (found != landing.first.end()) return std::abs(Distance(found->second.timeMs, target));
+    if (found != landing.first.end()) return &found->second;
   }
-  return std::nullopt;
+  return nullptr;
 }
 
-// Evenly spaced over the duration.
+// Evenly spaced over the duration; for each the time of the last key frame at or before
+// it, or of the first there is.
 struct Targets {
-  unsigned int count;
-  unsigned long long durationMs;
+  std::vector<unsigned long long> timesMs;
+  std::vector<unsigned long long> keysMs;
 };
 
-void SweepWay(Seeker* seeker, const Targets& targets, const std::string& name, const SeekWay& way) {
-  std::vector<long long> distances;
-  unsigned long long probes = 0, missed = 0;
-  for (unsigned int k = 0; k < targets.count; ++k) {
-    const unsigned long long target = targets.durationMs * k / targets.count;
-    const Landing landing = seeker->Land(target, way);
-    probes += landing.probes;
-    if (const auto distance = JudgedDistance(landing, target)) {
-      distances.push_back(*distance);
-    } else {
-      ++missed;
-    }
+Targets MakeTargets(Seeker* seeker, unsigned int count, unsigned long long durationMs) {
+  Targets targets;
+  for (unsigned int k = 0; k < count; ++k) {
+    const unsigned long long timeMs = durationMs * k / count;
+    const Landing landing = seeker->Land(timeMs, {kSeekPreviousSync, 0, true});
+    const qo_host::AccessUnit* unit = JudgedUnit(landing);
+    targets.timesMs.push_back(timeMs);
+    targets.keysMs.push_back(unit ? unit->timeMs : 0);
   }
+  return targets;
+}
+
+// What came of the seeks of one way.
+struct Tally {
+  unsigned int onKey = 0, earlier = 0, later = 0;  // by the first unit, against keysMs
+  unsigned int missed = 0;                         // failed, or no unit came
+  unsigned int audioLate = 0;                      // beside video: audio begins behind the target
+  unsigned long long probes = 0;
+  std::vector<long long> distances;  // ms between target and first unit
+};
+
+void Count(const Landing& landing, unsigned long long target, unsigned long long key,
+           Tally* tally) {
+  tally->probes += landing.probes;
+  const qo_host::AccessUnit* unit = JudgedUnit(landing);
+  if (!unit) {
+    ++tally->missed;
+    return;
+  }
+  tally->distances.push_back(std::abs(Distance(unit->timeMs, target)));
+  ++(unit->timeMs == key ? tally->onKey : unit->timeMs < key ? tally->earlier : tally->later);
+  const auto audio = landing.first.find(qo_host::TrackKind::kAudio);
+  if (unit->kind == qo_host::TrackKind::kVideo && audio != landing.first.end() &&
+      audio->second.timeMs > target) {
+    ++tally->audioLate;
+  }
+}
+
+void SweepWay(Seeker* seeker, const Targets& targets, const std::string& name, const SeekWay& way) {
+  Tally tally;
+  const std::size_t count = targets.timesMs.size();
+  for (std::size_t k = 0; k < count; ++k) {
+    Count(seeker->Land(targets.timesMs[k], way), targets.timesMs[k], targets.keysMs[k], &tally);
+  }
+  std::vector<long long>& distances = tally.distances;
   std::sort(distances.begin(), distances.end());
   char line[160];
-  std::snprintf(line, sizeof line, "%-10s %8zu %8llu %12lld %12lld %10.1f\n", name.c_str(),
-                distances.size(), missed, distances.empty() ? 0 : distances[distances.size() / 2],
+  std::snprintf(line, sizeof line, "%-8s %7u %7u %7u %7u %10u %10lld %10lld %11.1f\n", name.c_str(),
+                tally.onKey, tally.earlier, tally.later, tally.missed, tally.audioLate,
+                distances.empty() ? 0 : distances[distances.size() / 2],
                 distances.empty() ? 0 : distances.back(),
-                static_cast<double>(probes) / targets.count);
+                static_cast<double>(tally.probes) / static_cast<double>(count));
   Print(line);
 }
 
 void Sweep(Seeker* seeker, const Targets& targets, int flags) {
-  Print("mode         landed   missed    median ms     worst ms    probes/seek\n");
+  Print("mode      on key earlier   later  missed audio late  median ms   worst ms probes/seek\n");
   for (const auto& [name, mode] : kModes) SweepWay(seeker, targets, name, {mode, flags, false});
   SweepWay(seeker, targets, "exact", {kSeekPreviousSync, flags, true});
 }
@@ -94,7 +129,8 @@ void Run(const Arguments& arguments, const Options& options, int* exitCode) {
   Seeker seeker(&input);
   const int flags = arguments.byte ? kSeekByteMode : 0;
   if (arguments.sweep != 0) {
-    Sweep(&seeker, {arguments.sweep, input.session().durationMs()}, flags);
+    const unsigned long long durationMs = input.session().durationMs();
+    Sweep(&seeker, MakeTargets(&seeker, arguments.sweep, durationMs), flags);
     return;
   }
   const unsigned long long target = SecondsToMs(arguments.to);
@@ -120,7 +156,10 @@ void AddSeek(CLI::App& app, const Options& options, int* exitCode) {
       ->check(NotNegative())
       ->type_name("SECONDS");
   CLI::Option* sweep =
-      command->add_option("--sweep", arguments->sweep, "N evenly spaced targets, in every mode")
+      command
+          ->add_option("--sweep", arguments->sweep,
+                       "N evenly spaced targets, in every mode, against the last key frame "
+                       "at or before each")
           ->check(NotNegative())
           ->type_name("N");
   command->add_option("--mode", arguments->mode, "Which key frame (default: previous)")
