@@ -22,13 +22,9 @@ int TrackStream(const AsfLayout& layout, StreamKind kind) {
 WalkResult SeekPoints::Learn(IDataSource* source, const AsfLayout& layout,
                              const Progress& progress) {
   *this = {};
-  const int video = TrackStream(layout, StreamKind::kVideo);
-  const int audio = TrackStream(layout, StreamKind::kAudio);
   const unsigned long long total = layout.PacketsInData();
   const WalkResult result = WalkPackets(source, layout, [&](const Packet& packet) {
-    if (video >= 0) AddVideo(packet, static_cast<unsigned char>(video));
-    if (audio >= 0) AddAudio(packet, static_cast<unsigned char>(audio));
-    overflowed_ = video_.size() > kMaxSeekPoints;
+    Add(packet, layout);
     const bool report = progress && packet.number % kProgressStep == 0;
     return !overflowed_ && (!report || progress(packet.number, total));
   });
@@ -37,6 +33,14 @@ WalkResult SeekPoints::Learn(IDataSource* source, const AsfLayout& layout,
     audio_.clear();
   }
   return result;
+}
+
+void SeekPoints::Add(const Packet& packet, const AsfLayout& layout) {
+  const int video = TrackStream(layout, StreamKind::kVideo);
+  const int audio = TrackStream(layout, StreamKind::kAudio);
+  if (video >= 0) AddVideo(packet, static_cast<unsigned char>(video));
+  if (audio >= 0) AddAudio(packet, static_cast<unsigned char>(audio));
+  overflowed_ = video_.size() > kMaxSeekPoints;
 }
 
 void SeekPoints::AddVideo(const Packet& packet, unsigned char stream) {

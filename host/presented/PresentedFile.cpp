@@ -8,20 +8,28 @@
 
 namespace qo_host {
 
-PresentedFile::PresentedFile(IDataSource* source)
-    : source_(source), keys_(std::make_unique<KeyObjects>()) {}
+PresentedFile::PresentedFile(IDataSource* source, std::shared_ptr<const FileHeader> header,
+                             std::shared_ptr<Damage> damage, const StreamChoice& choice)
+    : source_(source),
+      header_(std::move(header)),
+      damage_(std::move(damage)),
+      plan_(std::make_unique<const Plan>(MakePlan(source, *header_, choice))),
+      keys_(std::make_unique<KeyObjects>()) {}
 
 PresentedFile::~PresentedFile() = default;
 
 int PresentedFile::Make(IDataSource* source, const StreamChoice& choice,
                         std::unique_ptr<PresentedFile>* file) {
   file->reset();
-  std::unique_ptr<PresentedFile> made(new PresentedFile(source));
-  const int status = ReadFileHeader(source, &made->header_);
+  auto header = std::make_shared<FileHeader>();
+  const int status = ReadFileHeader(source, header.get());
   if (status < 0) return status;
-  made->plan_ = std::make_unique<Plan>(MakePlan(source, made->header_, choice));
-  *file = std::move(made);
+  file->reset(new PresentedFile(source, std::move(header), std::make_shared<Damage>(), choice));
   return 0;
+}
+
+std::unique_ptr<PresentedFile> PresentedFile::WithStreams(const StreamChoice& choice) const {
+  return std::unique_ptr<PresentedFile>(new PresentedFile(source_, header_, damage_, choice));
 }
 
 bool PresentedFile::isPresented() const { return plan_->isPresented; }
@@ -47,7 +55,7 @@ bool PresentedFile::IsKeyFrame(unsigned long long timeMs) const {
 std::unique_ptr<IDataSource> PresentedFile::MakeSource() {
   Presentation presentation = plan_->presentation;
   presentation.streams.keys = keys_.get();
-  return std::make_unique<PresentedSource>(source_, std::move(presentation), &damage_);
+  return std::make_unique<PresentedSource>(source_, std::move(presentation), damage_.get());
 }
 
 }  // namespace qo_host

@@ -1,14 +1,17 @@
-// ParserSession: opening, describing, playing out and the plain seek. It owns the
-// parser, the source, a delivery buffer per kind and copies of what the parser said
-// about the file; and, taken over from a twin, a second parser with its view.
+// ParserSession: opening, describing, playing out, the plain seek and the change of
+// streams. It owns the source, the parsers that read it, a delivery buffer per kind and
+// copies of what the parser said about the file. Each kind has the parser that its units
+// come from; seeks are made in the one that was opened last, which knows all tracks, and
+// bring both kinds there.
 #include "qo_host/ParserSession.h"
 
 #include <algorithm>
-#include <array>
 #include <utility>
 
 #include "host/presented/Plan.h"
+#include "host/session/StreamJoin.h"
 #include "host/sources/Guarded.h"
+#include "qo_host/BorrowedSource.h"
 #include "qo_host/CommonTags.h"
 
 namespace qo_host {
@@ -17,11 +20,22 @@ namespace {
 // Index of a kind in what is kept per kind, and the order in which both are sought.
 constexpr TrackKind kKinds[] = {TrackKind::kVideo, TrackKind::kAudio};
 
+bool IsSame(const StreamHeader* a, const StreamHeader* b) {
+  if (a == nullptr || b == nullptr) return a == b;
+  return a->position == b->position;
+}
+
+bool LacksStream(const PresentedFile& file) {
+  return std::any_of(file.findings().begin(), file.findings().end(),
+                     [](const auto& finding) { return finding.note == PlanNote::kStreamAbsent; });
+}
+
 }  // namespace
 
 // Delivery of one kind.
 struct ParserSession::Lane {
   bool exists = false;                      // otherwise nothing is ever asked
+  std::shared_ptr<Reading> reading;         // null: the session's
   std::unique_ptr<unsigned char[]> buffer;  // kMaxAccessUnitBytes
   AccessUnit unit{};
   bool pending = false;  // `unit` has been read but not handed out
@@ -35,48 +49,52 @@ struct ParserSession::Lane {
   AccessUnit object{};          // whole, in `buffer`; of size 0: none
   std::size_t next = 0;         // offset of its next block; its size: none
   int endStatus = kParserOk;
+  std::optional<unsigned long long> reachedMs;  // of the last unit handed out since a seek
+  bool isAtStart = true;                        // nothing handed out, and no seek
 };
-// A parser and where it stands. Order matters: the parser is closed and goes
-// before the source that it reads.
+// A parser and what it reads. Order matters: the parser is closed and goes before
+// what it reads through.
 struct ParserSession::Reading {
-  ~Reading();
-  Lane& LaneOf(TrackKind kind) { return lanes[kind == TrackKind::kVideo ? 0 : 1]; }
+  ~Reading() {
+    if (parser) parser->Close();
+  }
 
-  std::unique_ptr<IDataSource> source;
-  std::unique_ptr<IDataSource> view;  // of `source`, for the parser; null: that itself
+  std::shared_ptr<PresentedFile> presented;
+  std::shared_ptr<IDataSource> view;
+  std::unique_ptr<IDataSource> source;  // a twin's, taken over; otherwise null
   ParserPointer parser;
-  std::array<Lane, 2> lanes;
 };
 
 const char* TrackKindName(TrackKind kind) { return kind == TrackKind::kVideo ? "video" : "audio"; }
 
-ParserSession::Reading::~Reading() {
-  if (parser) parser->Close();
-  // A view opens and closes nothing below it.
-  if (view != nullptr) Guarded([this] { return source->Close(); });
-}
-
 ParserSession::ParserSession(const ParserFactory& factory, std::unique_ptr<IDataSource> source)
-    : factory_(factory), home_(std::make_unique<Reading>()), now_(home_.get()) {
-  home_->source = std::move(source);
-  home_->parser = factory_.Make();
+    : factory_(factory), source_(std::move(source)), reading_(std::make_shared<Reading>()) {
+  reading_->parser = factory_.Make();
+  for (auto& lane : lanes_) lane = std::make_unique<Lane>();
 }
 
-ParserSession::~ParserSession() = default;
-
-IDataSource* ParserSession::source() const { return home_->source.get(); }
-
-IDataSource* ParserSession::view() const {
-  return home_->view != nullptr ? home_->view.get() : source();
+ParserSession::~ParserSession() {
+  lanes_ = {};
+  reading_.reset();
+  opener_.reset();
+  // What presents it opens and closes nothing below it.
+  if (view_ != nullptr) Guarded([this] { return source_->Close(); });
 }
+
+IDataSource* ParserSession::source() const { return source_.get(); }
+
+IDataSource* ParserSession::view() const { return view_ != nullptr ? view_.get() : source(); }
 
 int ParserSession::Open(const OpenOptions& options) {
-  IParser* const parser = home_->parser.get();
+  IParser* const parser = reading_->parser.get();
   if (parser == nullptr) return kParserOutOfRange;
   options_ = options;
   // A twin reads what is presented already.
   int status = options.asIs || presented_ != nullptr ? kParserOk : Present(options);
   if (status < 0) return status;
+  reading_->presented = presented_;
+  reading_->view = view_;
+  if (view_ == nullptr) opener_ = reading_;
   status = options.mode ? parser->OpenEx(view(), *options.mode) : parser->Open(view());
   if (status < 0) return status;
   isOpen_ = true;
@@ -94,8 +112,8 @@ int ParserSession::Present(const OpenOptions& options) {
   Guarded([this] { return source()->Open(); });
   std::unique_ptr<PresentedFile> file;
   const int status = PresentedFile::Make(source(), options.streams, &file);
-  if (status >= 0 && file->isPresented()) home_->view = file->MakeSource();
-  if (home_->view == nullptr) Guarded([this] { return source()->Close(); });
+  if (status >= 0 && file->isPresented()) view_ = file->MakeSource();
+  if (view_ == nullptr) Guarded([this] { return source()->Close(); });
   presented_ = std::move(file);
   return status;
 }
@@ -107,24 +125,25 @@ const Track* ParserSession::FindTrack(TrackKind kind) const {
 }
 
 void ParserSession::Describe() {
-  const unsigned int count = home_->parser->GetTrackCount();
+  const unsigned int count = reading_->parser->GetTrackCount();
   for (unsigned int index = 0; index < count; ++index) {
-    const TrackInfo* info = home_->parser->GetTrackInfo(index);
+    const TrackInfo* info = reading_->parser->GetTrackInfo(index);
     if (info == nullptr) continue;
     Track track{index, static_cast<TrackKind>(info->trackType), *info, {}, {}, {}, 0};
-    const AsfTrackExt* bitmap = home_->parser->getExtraInterface();
+    const AsfTrackExt* bitmap = reading_->parser->getExtraInterface();
     if (track.kind == TrackKind::kVideo && bitmap != nullptr && bitmap->valid != 0) {
       track.bitmap = *bitmap;
     }
     // Telling AC-3 from E-AC-3 reads packets: a short file's audio then stands at its end.
     if (info->codec == kCodecAc3 || info->codec == kCodecEac3)
-      home_->parser->Seek(0, kTrackAudio, 0);
+      reading_->parser->Seek(0, kTrackAudio, 0);
     DescribeTruly(&track);
     tracks_.push_back(std::move(track));
   }
   for (Track& track : tracks_) {
-    Lane& lane = home_->LaneOf(track.kind);
+    Lane& lane = LaneOf(track.kind);
     lane.exists = true;
+    lane.reading = reading_;
     lane.unit.kind = track.kind;
     lane.unit.isKeyFrame = track.kind == TrackKind::kAudio;
     // Left as it comes: a unit fills what it needs.
@@ -146,7 +165,7 @@ void ParserSession::DescribeTruly(Track* track) {
     track->info.codec = form.codec;
   }
   if (track->bitmap) track->bitmap->compression = form.codecTag;
-  Lane& lane = home_->LaneOf(track->kind);
+  Lane& lane = LaneOf(track->kind);
   lane.form = form.form;
   lane.partLateMs = form.partLateMs;
   lane.stream = planned->header.number;
@@ -161,8 +180,8 @@ void ParserSession::DescribeTruly(Track* track) {
 void ParserSession::ReadConfig(unsigned char* buffer, Track* track) {
   unsigned long size = 0;
   const int status = track->kind == TrackKind::kVideo
-                         ? home_->parser->GetVideoConfig(buffer, &size, kMaxAccessUnitBytes)
-                         : home_->parser->GetAudioConfig(buffer, &size, kMaxAccessUnitBytes);
+                         ? reading_->parser->GetVideoConfig(buffer, &size, kMaxAccessUnitBytes)
+                         : reading_->parser->GetAudioConfig(buffer, &size, kMaxAccessUnitBytes);
   if (status == kParserOk) track->config.assign(buffer, buffer + size);
 }
 
@@ -172,7 +191,7 @@ void ParserSession::ReadTags() {
     picture_ = CommonPicture(presented_->header());
     return;
   }
-  const meta_info* info = home_->parser->GetMetaInfo();
+  const meta_info* info = reading_->parser->GetMetaInfo();
   if (info == nullptr) return;
   for (unsigned int i = 0; i < info->count; ++i) {
     const meta_descriptor& descriptor = info->descriptors[i];
@@ -183,7 +202,7 @@ void ParserSession::ReadTags() {
 
 // Has the next unit of a kind waiting. False at the end.
 inline bool ParserSession::Fill(TrackKind kind, bool keyFrameOnly) {
-  const Lane& lane = now_->LaneOf(kind);
+  const Lane& lane = LaneOf(kind);
   return lane.pending || (lane.exists && ReadUnit(kind, keyFrameOnly));
 }
 
@@ -202,24 +221,26 @@ const AccessUnit* ParserSession::NextUnit(TrackKind kind) {
 }
 
 const AccessUnit* ParserSession::PeekUnit(TrackKind kind, bool keyFrameOnly) {
-  return Fill(kind, keyFrameOnly) ? &now_->LaneOf(kind).unit : nullptr;
+  return Fill(kind, keyFrameOnly) ? &LaneOf(kind).unit : nullptr;
 }
 
 const AccessUnit* ParserSession::HandOut(TrackKind kind) {
-  Lane& lane = now_->LaneOf(kind);
+  Lane& lane = LaneOf(kind);
   lane.pending = false;
+  lane.isAtStart = false;
+  lane.reachedMs = lane.unit.timeMs;
   return &lane.unit;
 }
 
 // Reads the next unit of a kind. False at the end.
 bool ParserSession::ReadUnit(TrackKind kind, bool keyFrameOnly) {
-  Lane& lane = now_->LaneOf(kind);
+  Lane& lane = LaneOf(kind);
   if (CutBlock(&lane)) return true;
   if (lane.endStatus != kParserOk) return false;
   unsigned long size = 0;
   unsigned long timeMs = 0;
   unsigned char* const buffer = lane.buffer.get();
-  IParser* const parser = now_->parser.get();
+  IParser* const parser = lane.reading->parser.get();
   const int status =
       kind == TrackKind::kVideo
           ? parser->GetVideoData(buffer, &size, &timeMs, kMaxAccessUnitBytes, keyFrameOnly)
@@ -237,8 +258,9 @@ bool ParserSession::ReadUnit(TrackKind kind, bool keyFrameOnly) {
 void ParserSession::Shape(Lane* lane) {
   AccessUnit& unit = lane->unit;
   if (unit.size < lane->blockAlign) unit.timeMs -= lane->partLateMs;
-  unit.isIncomplete = presented_->IsIncomplete(lane->stream, unit.timeMs);
-  if (unit.kind == TrackKind::kVideo) unit.isKeyFrame = presented_->IsKeyFrame(unit.timeMs);
+  const PresentedFile& presented = *lane->reading->presented;
+  unit.isIncomplete = presented.IsIncomplete(lane->stream, unit.timeMs);
+  if (unit.kind == TrackKind::kVideo) unit.isKeyFrame = presented.IsKeyFrame(unit.timeMs);
   if (lane->form == UnitForm::kParser) return;
   if (lane->form == UnitForm::kInverted && unit.size != 0) {
     lane->buffer[0] = static_cast<unsigned char>(~lane->buffer[0]);
@@ -268,26 +290,29 @@ bool ParserSession::CutBlock(Lane* lane) {
 }
 
 bool ParserSession::SkipVideoObject() {
-  Lane& lane = now_->LaneOf(TrackKind::kVideo);
+  Lane& lane = LaneOf(TrackKind::kVideo);
   lane.pending = false;
   if (!lane.exists || lane.endStatus != kParserOk) return false;
   unsigned long size = 0;
   unsigned long timeMs = 0;
   lane.endStatus =
-      now_->parser->GetVideoData(lane.buffer.get(), &size, &timeMs, kMaxAccessUnitBytes);
+      lane.reading->parser->GetVideoData(lane.buffer.get(), &size, &timeMs, kMaxAccessUnitBytes);
   return lane.endStatus == kParserOk;
 }
 
 int ParserSession::EndStatus(TrackKind kind) const {
-  const Lane& lane = now_->LaneOf(kind);
+  const Lane& lane = LaneOf(kind);
   return lane.pending || lane.next < lane.object.size ? kParserOk : lane.endStatus;
 }
 
 void ParserSession::Restart(TrackKind kind) {
-  Lane& lane = now_->LaneOf(kind);
+  Lane& lane = LaneOf(kind);
+  lane.reading = reading_;
   lane.pending = false;
   lane.object = {};
   lane.endStatus = kParserOk;
+  lane.reachedMs.reset();
+  lane.isAtStart = false;
 }
 
 void ParserSession::Rewind() {
@@ -295,9 +320,10 @@ void ParserSession::Rewind() {
 }
 
 void ParserSession::Rewind(TrackKind kind) {
-  if (!now_->LaneOf(kind).exists) return;
-  now_->parser->Seek(0, static_cast<int>(kind), 0);
+  if (!LaneOf(kind).exists) return;
+  reading_->parser->Seek(0, static_cast<int>(kind), 0);
   Restart(kind);
+  LaneOf(kind).isAtStart = true;
 }
 
 SeekStatus ParserSession::Seek(unsigned long long timeMs, int seekMode, int modeFlags) {
@@ -311,17 +337,17 @@ SeekStatus ParserSession::Seek(unsigned long long timeMs, int seekMode, int mode
 
 int ParserSession::SeekTrack(TrackKind kind, unsigned long long timeMs, int seekMode,
                              int modeFlags) {
-  if (!now_->LaneOf(kind).exists) return kParserOk;
-  const int status = now_->parser->SeekEx(static_cast<unsigned long>(timeMs),
-                                          static_cast<int>(kind), modeFlags, 0, 0, seekMode);
+  if (!LaneOf(kind).exists) return kParserOk;
+  const int status = reading_->parser->SeekEx(static_cast<unsigned long>(timeMs),
+                                              static_cast<int>(kind), modeFlags, 0, 0, seekMode);
   if (status >= 0) Restart(kind);
   return status;
 }
 
 int ParserSession::SeekToOffset(TrackKind kind, unsigned long long offset) {
-  if (!now_->LaneOf(kind).exists) return kParserOk;
-  const int status =
-      now_->parser->SeekEx(0, static_cast<int>(kind), kSeekTimeMode, 0, offset, kSeekPreviousSync);
+  if (!LaneOf(kind).exists) return kParserOk;
+  const int status = reading_->parser->SeekEx(0, static_cast<int>(kind), kSeekTimeMode, 0, offset,
+                                              kSeekPreviousSync);
   if (status >= 0) Restart(kind);
   return status;
 }
@@ -337,10 +363,91 @@ std::unique_ptr<ParserSession> ParserSession::MakeTwin(std::unique_ptr<IDataSour
 }
 
 void ParserSession::TakeOver(ParserSession* twin) {
-  taken_ = std::move(twin->home_);
-  now_ = taken_.get();
-  // The parser at home waits for its Close, and needs no buffers for that.
-  home_->lanes = {};
+  Adopt(twin);
+  lanes_ = std::move(twin->lanes_);
+  for (const TrackKind kind : kKinds) {
+    LaneOf(kind).reachedMs.reset();
+    LaneOf(kind).isAtStart = false;
+  }
+}
+
+// The twin's parser, with what it reads through, for all seeks to come.
+void ParserSession::Adopt(ParserSession* twin) {
+  reading_ = std::move(twin->reading_);
+  reading_->presented = presented_;
+  reading_->view = view_;
+  reading_->source = std::move(twin->source_);
+}
+
+int ParserSession::Choose(const StreamChoice& choice) {
+  if (view_ == nullptr || !isOpen_) return kParserUnsupported;
+  std::shared_ptr<PresentedFile> file = presented_->WithStreams(Completed(choice));
+  if (!file->isPresented() || LacksStream(*file)) return kParserOutOfRange;
+  std::vector<TrackKind> changing;  // audio first: to place it moves video
+  if (!IsSame(file->audio(), presented_->audio())) changing.push_back(TrackKind::kAudio);
+  if (!IsSame(file->video(), presented_->video())) changing.push_back(TrackKind::kVideo);
+  if (changing.empty()) return kParserOk;
+
+  std::shared_ptr<IDataSource> view = file->MakeSource();
+  auto lent = std::make_unique<BorrowedSource>(view.get());
+  BorrowedSource* const watched = lent.get();
+  ParserSession next(factory_, std::move(lent));
+  next.presented_ = file;
+  int status = next.Open(options_);
+  if (status >= 0) status = Join(&next, watched, changing);
+  if (status < 0) return status;
+  presented_ = std::move(file);
+  view_ = std::move(view);
+  Adopt(&next);
+  for (const TrackKind kind : changing) OwnerOf(kind) = std::move(next.OwnerOf(kind));
+  tracks_ = std::move(next.tracks_);
+  durationMs_ = next.durationMs_;
+  return kParserOk;
+}
+
+// With a number, or none, for each kind.
+StreamChoice ParserSession::Completed(const StreamChoice& choice) const {
+  const auto numberOf = [](const StreamHeader* stream) {
+    return stream != nullptr ? stream->number : StreamChoice::kNoStream;
+  };
+  return {choice.audio.value_or(numberOf(presented_->audio())),
+          choice.video.value_or(numberOf(presented_->video()))};
+}
+
+// Brings `kinds` of a session just opened to where this one is.
+int ParserSession::Join(ParserSession* next, BorrowedSource* view,
+                        const std::vector<TrackKind>& kinds) {
+  const std::optional<unsigned long long> timeMs = TimeReached();
+  StreamJoin join(next, view);
+  int status = timeMs ? join.GoTo(*timeMs) : kParserOk;
+  for (const TrackKind kind : kinds) {
+    if (timeMs && status >= 0) {
+      status = kind == TrackKind::kAudio ? join.JoinAudio() : join.JoinVideo();
+    }
+    next->LaneOf(kind).reachedMs = timeMs;
+    next->LaneOf(kind).isAtStart = !timeMs;
+  }
+  return status;
+}
+
+// Nothing: the beginning.
+std::optional<unsigned long long> ParserSession::TimeReached() {
+  const bool isPlaying = !tracks_.empty();
+  std::optional<unsigned long long> latest;
+  for (const TrackKind kind : {TrackKind::kAudio, TrackKind::kVideo}) {
+    const Lane& lane = LaneOf(kind);
+    if (!lane.reachedMs || lane.exists != isPlaying) continue;
+    if (lane.exists && EndStatus(kind) == kParserOk) return lane.reachedMs;
+    if (!latest || IsBefore(*latest, *lane.reachedMs)) latest = lane.reachedMs;
+  }
+  if (latest || !isPlaying) return latest;
+  bool isAtStart = true;
+  for (const TrackKind kind : {TrackKind::kAudio, TrackKind::kVideo}) {
+    if (!LaneOf(kind).exists || LaneOf(kind).isAtStart) continue;
+    if (const AccessUnit* unit = PeekUnit(kind)) return unit->timeMs;
+    isAtStart = false;
+  }
+  return isAtStart ? std::nullopt : std::optional(durationMs_);
 }
 
 }  // namespace qo_host

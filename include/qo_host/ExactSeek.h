@@ -10,11 +10,7 @@
 #define QO_HOST_EXACTSEEK_H
 
 #include <memory>
-#include <optional>
-#include <vector>
 
-#include "qo_host/AsfLayout.h"
-#include "qo_host/BorrowedSource.h"
 #include "qo_host/ParserSession.h"
 #include "qo_host/SeekPoints.h"
 
@@ -58,56 +54,16 @@ class ExactSeeker {
   // its time, or, without one, with the track's first. Without video it finds the
   // last audio unit at or before `timeMs`.
   //
-  // The first such seek walks all packets and keeps what it learns; `progress` may
-  // be empty. Every seek tries its way with a parser of its own, which then takes
-  // the place of the session's: a seek that fails has moved nothing. No exception
-  // of the source passes; one of `progress` does, with nothing moved.
+  // The first such seek, and the first after the session has changed streams, walks
+  // all packets and keeps what it learns; `progress` may be empty. Every seek tries its way with a
+  // parser of its own, which then takes the place of the session's: a seek that fails has moved
+  // nothing. No exception of the source passes; one of `progress` does, with nothing moved.
   ExactSeek Seek(unsigned long long timeMs, const SeekPoints::Progress& progress = {});
 
  private:
-  using Times = std::vector<unsigned long long>;
-  // An audio unit: among those of its time in a row, the one with this number,
-  // from 1.
-  struct UnitMark {
-    unsigned long long timeMs;
-    unsigned int count;
-  };
+  class Search;
 
-  // False: `result_` says why.
-  bool Learn(const SeekPoints::Progress& progress);
-  bool OpenProbe();
-  void Fail(ExactSeek::Problem problem, int status = kParserOk);
-  void Settle(bool found);
-
-  long long Ms(unsigned long long timeMs) const;
-  bool HasVideo() const { return probe_->FindTrack(TrackKind::kVideo) != nullptr; }
-  void StartAt(TrackKind kind, unsigned long long packet);
-  const AccessUnit* StartAtKeyFrame(const SeekPoint& point);
-  bool StartAtAudio(unsigned long long packet, UnitMark mark);
-
-  // Points of the video track are given by their place in points_->video(), or, as
-  // a range, by places in byTime_.
-  bool FindVideo(long long target);
-  bool HasTimeOfNext(std::size_t k) const;
-  std::optional<std::size_t> LastThatCameOut(std::size_t low, std::size_t high, const Times& seen);
-  std::optional<std::size_t> LastAccepted(const std::vector<std::size_t>& group);
-  Times KeyFrameTimes(std::size_t first, std::size_t last, unsigned long long wanted,
-                      long long target);
-  bool SettleOn(const SeekPoint& point);
-
-  bool FindAudio(long long target);
-  std::optional<std::size_t> LastWithAudio(std::size_t best, long long target);
-  std::optional<UnitMark> LastAudioUnit(unsigned long long packet, long long target);
-
-  ParserSession* session_;
-  // Learned by the first seek.
-  AsfLayout layout_;
-  std::optional<SeekPoints> points_;
-  std::vector<std::size_t> byTime_;  // video points, the earliest first, equals in file order
-  // Of the seek under way.
-  BorrowedSource* view_ = nullptr;  // the probe's source
-  std::unique_ptr<ParserSession> probe_;
-  ExactSeek result_;
+  const std::unique_ptr<Search> search_;
 };
 
 }  // namespace qo_host

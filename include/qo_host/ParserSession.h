@@ -18,6 +18,7 @@
 #ifndef QO_HOST_PARSERSESSION_H
 #define QO_HOST_PARSERSESSION_H
 
+#include <array>
 #include <cstddef>
 #include <memory>
 #include <optional>
@@ -30,6 +31,8 @@
 #include "qo_parser_asf/IParser.h"
 
 namespace qo_host {
+
+class BorrowedSource;
 
 enum class TrackKind : int { kVideo = kTrackVideo, kAudio = kTrackAudio };
 
@@ -63,7 +66,7 @@ struct OpenOptions {
 };
 
 // An access unit. `data` lies in a buffer of the session and stays valid until a
-// unit of the same kind is read next, or a seek.
+// unit of the same kind is read next, a seek, or a change of the kind's stream.
 struct AccessUnit {
   TrackKind kind;
   const unsigned char* data;
@@ -107,6 +110,26 @@ class ParserSession {
   // StatusText): then there are no tracks, tags or units. kParserOutOfRange also where
   // no parser could be made.
   int Open(const OpenOptions& options = {});
+
+  // Changes streams while playing, both kinds at once. A kind whose number is not given,
+  // or is that of its stream, goes on with its next unit, none lost or repeated. One that
+  // changes goes on with the new stream where the old one was: audio with its first unit
+  // at or after the time reached, video with its last key frame at or before it, as an
+  // exact seek finds it; without one, at the stream's beginning, as behind Rewind.
+  // kNoStream ends a kind. The time reached is that of the last audio unit handed out, or, without
+  // one since Open or the last seek, and where audio is at its end, that of the last video unit.
+  // Where nothing has been handed out since Open or Rewind, streams begin at their beginning;
+  // behind a seek, the next unit's time counts.
+  //
+  // Reads the packets around that place, back to the key frame, not the whole file.
+  // tracks(), durationMs(), presented() and view() are of the new choice then, and what
+  // they returned before is no longer valid; the damage told goes on. Memory: one more
+  // parser for each kind, at most.
+  //
+  // kParserOk; kParserUnsupported where there is no choice: not open, as it is, or not
+  // presented; kParserOutOfRange for a number that no stream of the kind has; or the
+  // parser's or the source's failure. Then nothing has changed.
+  int Choose(const StreamChoice& choice);
 
   // The file's header and the plan by which it is presented; null as it is, and before
   // Open. A plan may say that the parser has the file as it is, and why.
@@ -158,7 +181,8 @@ class ParserSession {
   // SeekEx in time mode: moves one track to the packet at `offset` in the file,
   // without a read. Audio beside video follows video's packet, whatever its offset
   // is, and is refused while that is packet 0; without video it goes one packet
-  // further than `offset` says. What SeekEx returned; kParserOk without such a track.
+  // further than `offset` says. After Choose video is to be moved before audio. What
+  // SeekEx returned; kParserOk without such a track.
   int SeekToOffset(TrackKind kind, unsigned long long offset);
 
   // A second session, opened as this one was, which reads the same file through
@@ -175,7 +199,15 @@ class ParserSession {
   struct Lane;     // delivery of one kind
   struct Reading;  // a parser, and where it stands
 
+  std::unique_ptr<Lane>& OwnerOf(TrackKind kind) {
+    return lanes_[kind == TrackKind::kVideo ? 0 : 1];
+  }
+  Lane& LaneOf(TrackKind kind) const { return *lanes_[kind == TrackKind::kVideo ? 0 : 1]; }
   int Present(const OpenOptions& options);
+  StreamChoice Completed(const StreamChoice& choice) const;
+  int Join(ParserSession* next, BorrowedSource* view, const std::vector<TrackKind>& kinds);
+  std::optional<unsigned long long> TimeReached();
+  void Adopt(ParserSession* twin);
   void Describe();
   void DescribeTruly(Track* track);
   void ReadConfig(unsigned char* buffer, Track* track);
@@ -191,13 +223,15 @@ class ParserSession {
 
   const ParserFactory factory_;
   OpenOptions options_;
-  std::shared_ptr<PresentedFile> presented_;  // a twin shares it
   bool isOpen_ = false;
-  // The parser that opened the source: the source is closed with it, at the end, and
-  // after what was taken from a twin, which may read through that source.
-  std::unique_ptr<Reading> home_;
-  std::unique_ptr<Reading> taken_;  // null before the first
-  Reading* now_;                    // the one of these two that units come from
+  std::unique_ptr<IDataSource> source_;
+  std::shared_ptr<PresentedFile> presented_;  // a twin shares it
+  std::shared_ptr<IDataSource> view_;         // of `source_`, as presented; null: that itself
+  // The parser that opened the source, where that is not the session's to do: the source
+  // is closed with it, at the end, and after all that may read through it.
+  std::shared_ptr<Reading> opener_;
+  std::shared_ptr<Reading> reading_;  // of `view_`: seeks are made in it
+  std::array<std::unique_ptr<Lane>, 2> lanes_;
   std::vector<Track> tracks_;
   std::vector<Tag> tags_;
   std::optional<Picture> picture_;

@@ -73,7 +73,11 @@ class PresentedFile {
   static int Make(IDataSource* source, const StreamChoice& choice,
                   std::unique_ptr<PresentedFile>* file);
 
-  const FileHeader& header() const { return header_; }
+  // The same file with other streams. What has been read of header and damage is shared
+  // with this file, which need not outlive the other.
+  std::unique_ptr<PresentedFile> WithStreams(const StreamChoice& choice) const;
+
+  const FileHeader& header() const { return *header_; }
   // False: the parser is to have the file as it is, and will say why it is not played.
   bool isPresented() const;
   // Why it is presented, or isn't; what has to be mended in it.
@@ -88,14 +92,15 @@ class PresentedFile {
   // For the kit itself.
   const Plan& plan() const { return *plan_; }
 
-  // Of the packets that have been read through any source made here.
-  const Damage& damage() const { return damage_; }
+  // Of the packets that have been read through any source made here, or by the file that
+  // this one has its header from.
+  const Damage& damage() const { return *damage_; }
   // Whether an object of a stream lost fragments: whole only once the next object
   // of the stream has been read, or the last packet.
   bool IsIncomplete(unsigned char stream, unsigned long long timeMs) const {
     // Asked of every unit, nearly always of a file without damage.
-    return !damage_.objects.empty() &&
-           damage_.objects.count({stream, static_cast<unsigned int>(timeMs)}) != 0;
+    return !damage_->objects.empty() &&
+           damage_->objects.count({stream, static_cast<unsigned int>(timeMs)}) != 0;
   }
 
   // Whether the file flags the video object of this time, read lately, as a key frame.
@@ -106,12 +111,13 @@ class PresentedFile {
   std::unique_ptr<IDataSource> MakeSource();
 
  private:
-  explicit PresentedFile(IDataSource* source);
+  PresentedFile(IDataSource* source, std::shared_ptr<const FileHeader> header,
+                std::shared_ptr<Damage> damage, const StreamChoice& choice);
 
   IDataSource* const source_;
-  FileHeader header_;
-  std::unique_ptr<const Plan> plan_;
-  Damage damage_;
+  const std::shared_ptr<const FileHeader> header_;
+  const std::shared_ptr<Damage> damage_;
+  const std::unique_ptr<const Plan> plan_;
   const std::unique_ptr<KeyObjects> keys_;
 };
 

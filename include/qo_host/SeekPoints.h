@@ -29,6 +29,8 @@ class SeekPoints {
   // empty. On any end but kDone, or where the video track has too many, there are
   // no points.
   WalkResult Learn(IDataSource* source, const AsfLayout& layout, const Progress& progress);
+  // Adds those of one packet, which lies behind all that were added before.
+  void Add(const Packet& packet, const AsfLayout& layout);
 
   // The objects of the video track that are flagged as key frames, in file order.
   const std::vector<SeekPoint>& video() const { return video_; }

@@ -1,0 +1,47 @@
+// Joining a stream while others play: what a session that has just been opened reads to
+// stand where another one has got to.
+#ifndef QO_HOST_STREAMJOIN_H
+#define QO_HOST_STREAMJOIN_H
+
+#include <optional>
+
+#include "host/session/UnitFinder.h"
+#include "qo_host/AsfLayout.h"
+#include "qo_host/BorrowedSource.h"
+#include "qo_host/ParserSession.h"
+
+namespace qo_host {
+
+// Only the packets around the place are read, back to where the unit wanted begins. So
+// streams are expected not to lie far apart, and times to grow along the file.
+class StreamJoin {
+ public:
+  // `session` reads through `view`; both outlive this.
+  StreamJoin(ParserSession* session, BorrowedSource* view) : session_(session), view_(view) {}
+
+  // All three: kParserOk, or the failure of the source or the parser.
+  int GoTo(unsigned long long timeMs);
+  // Behind GoTo, audio first: it moves video. Audio goes on with its first unit at or
+  // after the time, video with the last key frame at or before it; without one, each
+  // with its first unit.
+  int JoinAudio();
+  int JoinVideo();
+
+ private:
+  template <typename Find>
+  int Search(TrackKind kind, Find find);
+  unsigned long long PacketAtTime() const;
+  std::optional<long long> TimeIn(unsigned long long first, unsigned long long end) const;
+  int Learn(unsigned long long first, TrackKind kind, std::optional<KnownPoints>* known) const;
+  bool IsBehind(const Packet& packet, TrackKind kind) const;
+
+  ParserSession* const session_;
+  BorrowedSource* const view_;
+  AsfLayout layout_;
+  long long target_ = 0;           // ms
+  unsigned long long packet_ = 0;  // in which other streams are at the target
+};
+
+}  // namespace qo_host
+
+#endif  // QO_HOST_STREAMJOIN_H
