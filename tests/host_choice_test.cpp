@@ -90,7 +90,8 @@ class Model {
   }
   std::string Next() {
     const Unit *video = Peek(TrackKind::kVideo), *audio = Peek(TrackKind::kAudio);
-    const bool isAudio = video == nullptr || (audio && audio->timeMs < video->timeMs);
+    const bool isAudio =
+        video == nullptr || (audio && qo_host::IsBefore(audio->timeMs, video->timeMs));
     return Next(isAudio ? TrackKind::kAudio : TrackKind::kVideo);
   }
   StreamChoice Playing() { return {lanes_[kKinds[1]].stream, lanes_[kKinds[0]].stream}; }
