@@ -104,6 +104,15 @@ TEST(PresentedSession, GoesOnBehindDamage) {
   EXPECT_EQ(expected, AllUnits(damaged));
 }
 
+// A payload without a body or without replicated data costs itself.
+TEST(PresentedSession, StepsOverPayloadsThatAreNone) {
+  AsfFile file = Seconds();
+  const std::string whole = AllUnits(file.Build());
+  std::vector<Payload>& payloads = file.packets[7].payloads;
+  payloads.insert(payloads.begin(), {Media(1, 6500, ""), Media(2, 6500, "none").Replicated("")});
+  EXPECT_EQ(whole, AllUnits(file.Build()));
+}
+
 // The tracks say what the streams are, whatever the parser was shown.
 TEST(PresentedSession, TellsTheTruth) {
   AsfFile file = Seconds("X264", 0x0001);

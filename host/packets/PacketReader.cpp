@@ -39,6 +39,7 @@ class PacketWalker {
   PacketWalker(PacketBytes* bytes, Packet* packet) : bytes_(bytes), packet_(packet) {}
 
   void Walk(PacketView view, unsigned int minPacketLength, unsigned long long prerollMs) {
+    view_ = view;
     prerollMs_ = prerollMs;
     if (!SkipErrorCorrection(view) || !ReadHeader()) return;
     if (packetLength_ == 0) packetLength_ = minPacketLength;
@@ -58,8 +59,16 @@ class PacketWalker {
     return piece.data;
   }
   bool Fail(PacketFault fault) {
-    packet_->fault = fault;
+    if (packet_->fault == PacketFault::kNone) packet_->fault = fault;
     return false;
+  }
+  // Of a payload that is none: where lengths are stated and the packet is taken as it
+  // says, the next one is known to stand behind its body.
+  bool StepOver(PacketFault fault, unsigned int size) {
+    Fail(fault);
+    if (!multiple_ || view_ != PacketView::kStated || size > kMaxAllocBytes) return false;
+    position_ += size;
+    return true;
   }
 
   bool SkipErrorCorrection(PacketView view) {
@@ -133,7 +142,8 @@ class PacketWalker {
   }
 
   bool ReadOrdinary(Payload payload, unsigned int replicatedBytes) {
-    if (!IsAllocatable(replicatedBytes)) return Fail(PacketFault::kNoReplicatedData);
+    if (!IsAllocatable(replicatedBytes)) Fail(PacketFault::kNoReplicatedData);
+    if (replicatedBytes > kMaxAllocBytes) return false;
     unsigned char data[sizeof(replicated_data)] = {};
     const unsigned int known = std::min<unsigned int>(replicatedBytes, sizeof(data));
     const unsigned char* bytes = Take(known);
@@ -144,7 +154,8 @@ class PacketWalker {
     payload.objectSize = replicated.MediaObjectSize;
     payload.timeMs = WithoutPreroll(replicated.PresentationTime, prerollMs_);
     if (!ReadBodyLength(&payload.size)) return false;
-    if (!IsAllocatable(payload.size)) return Fail(PacketFault::kPayloadSize);
+    if (replicatedBytes == 0) return StepOver(PacketFault::kNoReplicatedData, payload.size);
+    if (!IsAllocatable(payload.size)) return StepOver(PacketFault::kPayloadSize, payload.size);
     return Add(payload);
   }
 
@@ -197,6 +208,7 @@ class PacketWalker {
 
   PacketBytes* bytes_;
   Packet* packet_;
+  PacketView view_ = PacketView::kParser;
   unsigned long long prerollMs_ = 0;
   unsigned long long position_ = 0;  // of the next byte, from the packet's first
   unsigned int packetLength_ = 0;    // as it says, or as the file does

@@ -29,7 +29,8 @@ struct Payload {
                          // where the file ends in it
 };
 
-// Why a packet cannot be walked to its end.
+// Why a packet cannot be walked to its end, or, in PacketView::kStated, is not right: the
+// first fault found.
 enum class PacketFault : unsigned char {
   kNone,
   kNoReplicatedData,  // a payload with none, or with more than there can be
@@ -55,7 +56,9 @@ struct Packet {
   unsigned int sendTimeMs;        // preroll included
   unsigned int durationMs;
   PacketFault fault;
-  std::vector<Payload> payloads;  // in file order, up to a fault
+  // In file order, up to a fault that ends the walk. In PacketView::kStated the first two do
+  // not, where the packet states its payloads' lengths.
+  std::vector<Payload> payloads;
 };
 
 // How a packet's beginning is taken.
