@@ -13,6 +13,9 @@ clang_packages=(clang-14 libclang-rt-14-dev)
 # What takes the NDK's place in the test of the Android build.
 ndk_packages=(clang-14 lld-14 llvm-14)
 
+# What the GStreamer plugin needs to be built.
+gstreamer_packages=(pkg-config libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev)
+
 # The fuzz targets: the sources of fuzz/ with lower-case names.
 fuzz_targets=(fuzz/[a-z]*.cpp)
 fuzz_targets=("${fuzz_targets[@]#fuzz/}")

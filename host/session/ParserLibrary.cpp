@@ -10,7 +10,12 @@
 namespace qo_host {
 namespace {
 
-constexpr char kLibraryName[] = "libqo_parser_asf.so";
+// The build says it with the version of the interface that this was compiled for; a
+// package for hosts that run has no file of the plain name. Android knows only that.
+#ifndef QO_PARSER_SONAME
+#define QO_PARSER_SONAME "libqo_parser_asf.so"
+#endif
+constexpr char kLibraryName[] = QO_PARSER_SONAME;
 
 // Where to look when no path is given, the best first.
 std::vector<std::string> DefaultCandidates() {

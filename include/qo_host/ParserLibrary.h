@@ -12,10 +12,11 @@ namespace qo_host {
 class ParserLibrary {
  public:
   // Loads the library at `path`. With an empty `path` it looks for
-  // libqo_parser_asf.so in "../lib" beside the running program's folder, then in
-  // that folder itself, then wherever the system's loader looks. Null when there
-  // is none or it lacks the two factory functions; then `*error` (not null) says
-  // so in words, with what was tried.
+  // libqo_parser_asf.so, on a desktop with the major version behind it that the kit
+  // was built with, in "../lib" beside the running program's folder, then in that
+  // folder itself, then wherever the system's loader looks. Null when there is none
+  // or it lacks the two factory functions; then `*error` (not null) says so in
+  // words, with what was tried.
   static std::unique_ptr<ParserLibrary> Load(const std::string& path, std::string* error);
 
   // Unloads the library: no parser made by it may be left.
