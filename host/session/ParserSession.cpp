@@ -437,7 +437,7 @@ std::optional<unsigned long long> ParserSession::TimeReached() {
   for (const TrackKind kind : {TrackKind::kAudio, TrackKind::kVideo}) {
     const Lane& lane = LaneOf(kind);
     if (!lane.reachedMs || lane.exists != isPlaying) continue;
-    if (lane.exists && EndStatus(kind) == kParserOk) return lane.reachedMs;
+    if (PeekUnit(kind) != nullptr) return lane.reachedMs;
     if (!latest || IsBefore(*latest, *lane.reachedMs)) latest = lane.reachedMs;
   }
   if (latest || !isPlaying) return latest;

@@ -66,7 +66,7 @@ struct OpenOptions {
 };
 
 // An access unit. `data` lies in a buffer of the session and stays valid until a
-// unit of the same kind is read next, a seek, or a change of the kind's stream.
+// unit of the same kind is read next, a seek, or Choose.
 struct AccessUnit {
   TrackKind kind;
   const unsigned char* data;
