@@ -7,9 +7,11 @@
 #include <vector>
 
 #include "HostLibrary.h"
+#include "qo_host/AsfLayout.h"
 #include "qo_host/ExactSeek.h"
 #include "qo_host/MemorySource.h"
 #include "testing/AsfBuilder.h"
+#include "testing/SampleFiles.h"
 
 namespace {
 
@@ -81,6 +83,81 @@ TEST(PresentedSession, SeeksAsInTheSameFileWithoutTheFault) {
     EXPECT_EQ(landed[0], landed[1]) << target;
     EXPECT_EQ(0u, landed[0].find(std::to_string(std::min(target, 19500u) / 1000 * 1000) + " "));
   }
+}
+
+// Where an exact seek lands, by the units that come then.
+struct Landing {
+  std::string video, audio;
+  bool operator==(const Landing& other) const {
+    return video == other.video && audio == other.audio;
+  }
+};
+
+std::vector<Landing> Landings(const Bytes& bytes) {
+  qo_host::ParserSession session(Library(), Source(bytes));
+  EXPECT_EQ(kParserOk, session.Open());
+  qo_host::ExactSeeker seeker(&session);
+  std::vector<Landing> landings;
+  for (unsigned int target = 0; target < 2500; target += 130) {
+    EXPECT_NE(qo_host::ExactSeek::Outcome::kFailed, seeker.Seek(target).outcome);
+    landings.push_back(
+        {Text(session.NextUnit(TrackKind::kVideo)), Text(session.NextUnit(TrackKind::kAudio))});
+  }
+  return landings;
+}
+
+qo_host::AsfLayout LayoutOf(const Bytes& bytes) {
+  qo_host::MemorySource source(bytes.data(), bytes.size());
+  qo_host::AsfLayout layout;
+  EXPECT_EQ(0, qo_host::ReadLayout(&source, &layout));
+  return layout;
+}
+
+// Takes the error correction data off every packet; padding fills its place.
+Bytes WithoutErrorCorrection(Bytes bytes) {
+  const qo_host::AsfLayout layout = LayoutOf(bytes);
+  for (unsigned long long k = 0; k < layout.PacketsInFile(); ++k) {
+    Bytes packet = bytes.substr(layout.PacketPosition(k) + 3, layout.packetLength - 3);
+    const unsigned char flags = static_cast<unsigned char>(packet[0]);
+    EXPECT_EQ(0, flags & 0x66) << "a packet with its length, or a sequence number";
+    if ((flags & 0x18) == 0) {
+      packet[0] = static_cast<char>(flags | 0x08);
+      packet.insert(2, Le(2, 1));
+      packet += Bytes(2, '\0');
+    } else {
+      packet[2] = static_cast<char>(packet[2] + 3);
+      if ((flags & 0x18) == 0x10 && static_cast<unsigned char>(packet[2]) < 3) ++packet[3];
+      packet += Bytes(3, '\0');
+    }
+    bytes.replace(layout.PacketPosition(k), layout.packetLength, packet);
+  }
+  return bytes;
+}
+
+TEST(PresentedSession, SeeksInRealFilesAsWithoutTheDamage) {
+  int same = 0, lost = 0;
+  for (const auto& path : SamplePaths()) {
+    SCOPED_TRACE(path.filename());
+    const Bytes good = FileBytes(path);
+    const qo_host::AsfLayout layout = LayoutOf(good);
+    const std::vector<Landing> landings = Landings(good);
+    EXPECT_TRUE(landings == Landings(good.substr(0, layout.DataEnd())));
+    EXPECT_TRUE(landings == Landings(WithoutErrorCorrection(good)));
+    for (unsigned long long packet = 1; packet < layout.PacketsInFile(); packet += 5) {
+      Bytes damaged = good;
+      damaged.replace(layout.PacketPosition(packet), 60, 60, '\xA5');
+      const std::string units = AllUnits(damaged) + "none\n";
+      const std::vector<Landing> reached = Landings(damaged);
+      for (std::size_t i = 0; i < landings.size(); ++i) {
+        const bool comesOut = units.find(landings[i].video + "\n") != units.npos &&
+                              units.find(landings[i].audio + "\n") != units.npos;
+        ++(comesOut ? same : lost);
+        if (!comesOut) continue;
+        EXPECT_TRUE(landings[i] == reached[i]) << "packet " << packet << ", " << 130 * i << " ms";
+      }
+    }
+  }
+  EXPECT_GT(same, 5 * lost);
 }
 
 // A packet that makes no sense costs what lies in it, and nothing else.

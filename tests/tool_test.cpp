@@ -229,12 +229,28 @@ TEST_F(Tool, ReadingAheadChangesNothingOfWhatASeekTells) {
 }
 
 TEST_F(Tool, TracesTheCallsOfAnOpen) {
-  const Outcome outcome = Run("trace " + Sample("wmv2_wma2.wmv") + " open");
+  const Outcome outcome = Run("--as-is trace " + Sample("wmv2_wma2.wmv") + " open");
   EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
   EXPECT_EQ(
       outcome.out.rfind("Open\nReadAt\tat 0\tasked 30\tgot 30\nRead\tat 30\tasked 24\tgot 24\n", 0),
       0u)
       << outcome.out.substr(0, 300);
+}
+
+TEST_F(Tool, SeeksAndTracesWhatIsPlayed) {
+  const std::string file = Sample("two_audio.wmv");
+  const auto landing = [&](const std::string& options) {
+    return nlohmann::json::parse(Run(options + " seek --to 1.5 --exact --json " + file).out);
+  };
+  const auto first = landing(""), other = landing("--audio-stream 9");
+  EXPECT_EQ(first, landing("--as-is"));
+  EXPECT_EQ(first["video"], other["video"]);
+  EXPECT_TRUE(first["audio"].is_object() && other["audio"].is_null()) << other;
+  EXPECT_EQ(Run("--audio-stream 9 seek --to 1 " + file).exitCode, 1);
+
+  const Outcome played = Run("--audio-stream 3 trace " + file + " play --totals");
+  EXPECT_EQ(played.exitCode, 0) << played.err;
+  EXPECT_NE(played.out, Run("--as-is trace " + file + " play --totals").out);
 }
 
 }  // namespace

@@ -1,6 +1,9 @@
 // Landing: seeks under the eyes of a record of the session's calls.
 #include "tools/Landing.h"
 
+#include <utility>
+
+#include "qo_host/BorrowedSource.h"
 #include "qo_host/StatusText.h"
 #include "tools/Words.h"
 
@@ -10,7 +13,7 @@ namespace {
 // Counts packets by the one-byte read that begins each.
 class ProbeCounter {
  public:
-  explicit ProbeCounter(Input* input) : trace_(input->parserCalls()) {
+  explicit ProbeCounter(qo_host::TraceSource* trace) : trace_(trace) {
     trace_->Reset();
     trace_->SetObserver([this](const qo_host::SourceCall& call) {
       probes_ += call.operation == qo_host::SourceOperation::kReadAt && call.requested == 1;
@@ -33,8 +36,7 @@ class ProbeCounter {
 // The packet that reading starts from: the first one that the source is asked for.
 class FirstPacket {
  public:
-  explicit FirstPacket(Input* input) : trace_(input->parserCalls()) {
-    const qo_host::AsfLayout& layout = input->layout();
+  FirstPacket(qo_host::TraceSource* trace, const qo_host::AsfLayout& layout) : trace_(trace) {
     trace_->SetObserver([this, &layout](const qo_host::SourceCall& call) {
       const bool isFirst = !packet_ && call.operation == qo_host::SourceOperation::kReadAt;
       if (isFirst && layout.packetLength != 0 && call.offset >= layout.packetsStart) {
@@ -61,18 +63,30 @@ std::string Failed(const qo_host::SeekStatus& status) {
   return "";
 }
 
+// A second session on what the input's own parser reads, with a record of its calls.
+std::unique_ptr<qo_host::ParserSession> MakeTwin(Input* input, qo_host::TraceSource** calls) {
+  auto traced = std::make_unique<qo_host::TraceSource>(
+      std::make_unique<qo_host::BorrowedSource>(input->session().view()));
+  *calls = traced.get();
+  int status = kParserOk;
+  auto twin = input->session().MakeTwin(std::move(traced), &status);
+  input->CheckRead(status);
+  return twin;
+}
+
 }  // namespace
 
 long long Distance(unsigned long long timeMs, unsigned long long target) {
   return static_cast<long long>(timeMs) - static_cast<long long>(target);
 }
 
-Seeker::Seeker(Input* input) : input_(input), exact_(&input->session()) {}
+Seeker::Seeker(Input* input)
+    : layout_(input->playedLayout()), session_(MakeTwin(input, &calls_)), exact_(session_.get()) {}
 
 void Seeker::Seek(unsigned long long timeMs, const SeekWay& way, Landing* landing) {
-  const ProbeCounter counter(input_);
+  const ProbeCounter counter(calls_);
   if (!way.exact) {
-    landing->problem = Failed(input_->session().Seek(timeMs, way.mode, way.flags));
+    landing->problem = Failed(session_->Seek(timeMs, way.mode, way.flags));
   } else {
     const qo_host::ExactSeek exact = exact_.Seek(timeMs);
     if (exact.outcome == qo_host::ExactSeek::Outcome::kFailed)
@@ -86,10 +100,9 @@ Landing Seeker::Land(unsigned long long timeMs, const SeekWay& way) {
   Landing landing;
   Seek(timeMs, way, &landing);
   if (!landing.problem.empty()) return landing;
-  const FirstPacket first(input_);
+  const FirstPacket first(calls_, layout_);
   for (const qo_host::TrackKind kind : {qo_host::TrackKind::kVideo, qo_host::TrackKind::kAudio}) {
-    if (const qo_host::AccessUnit* unit = input_->session().NextUnit(kind))
-      landing.first[kind] = *unit;
+    if (const qo_host::AccessUnit* unit = session_->NextUnit(kind)) landing.first[kind] = *unit;
   }
   if (!landing.packet) landing.packet = first.packet();
   return landing;

@@ -3,11 +3,13 @@
 #define QO_TOOLS_LANDING_H
 
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 
 #include "qo_host/ExactSeek.h"
 #include "qo_host/ParserSession.h"
+#include "qo_host/TraceSource.h"
 #include "tools/Tool.h"
 
 namespace tool {
@@ -31,10 +33,11 @@ struct SeekWay {
 };
 
 // Seeks in an open file and reads the first unit of each track. What a seek costs is
-// told by the calls that the session makes, whatever reads ahead underneath.
+// told by the calls of a parser of its own on the file as it is played, whatever mends
+// it or reads ahead underneath.
 class Seeker {
  public:
-  // `input` (not null) has been opened, with Input::Trace::kOn, and must outlive this.
+  // `input` (not null) has been opened and must outlive this. Throws Failure.
   explicit Seeker(Input* input);
 
   Landing Land(unsigned long long timeMs, const SeekWay& way);
@@ -42,7 +45,9 @@ class Seeker {
  private:
   void Seek(unsigned long long timeMs, const SeekWay& way, Landing* landing);
 
-  Input* input_;
+  const qo_host::AsfLayout& layout_;       // of what is played
+  qo_host::TraceSource* calls_ = nullptr;  // owned by the session
+  std::unique_ptr<qo_host::ParserSession> session_;
   qo_host::ExactSeeker exact_;
 };
 

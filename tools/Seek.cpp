@@ -121,7 +121,7 @@ void Run(const Arguments& arguments, const Options& options, int* exitCode) {
   if ((arguments.to >= 0) == (arguments.sweep != 0)) {
     throw Failure(kExitCannotRun, "name one of --to SECONDS and --sweep N");
   }
-  Input input(options, arguments.file, Input::Trace::kOn);
+  Input input(options, arguments.file);
   const Verdict verdict = OpenAndJudge(&input);
   *exitCode = verdict.exitCode();
   PrintProblems(input, verdict);

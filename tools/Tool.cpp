@@ -25,7 +25,7 @@ void SetDebugLevel(const std::optional<int>& level) {
 }
 
 Input::Input(const Options& options, const std::string& path, Trace trace) : path_(path) {
-  openOptions_.asIs = options.asIs || trace == Trace::kOn;
+  openOptions_.asIs = options.asIs;
   const auto number = [](int stream) { return static_cast<unsigned char>(stream); };
   if (options.audioStream) openOptions_.streams.audio = number(*options.audioStream);
   if (options.videoStream) openOptions_.streams.video = number(*options.videoStream);
@@ -37,21 +37,14 @@ Input::Input(const Options& options, const std::string& path, Trace trace) : pat
   if (!source) throw Failure(kExitCannotRun, error);
   file_ = source.get();
   if (trace == Trace::kOn) {
-    source = Traced(std::move(source));
-    fileCalls_ = parserCalls_;
+    auto traced = std::make_unique<qo_host::TraceSource>(std::move(source));
+    fileCalls_ = traced.get();
+    source = std::move(traced);
   }
   if (options.readAhead) {
     source = std::make_unique<qo_host::ReadAheadSource>(std::move(source));
-    if (trace == Trace::kOn) source = Traced(std::move(source));
   }
   session_ = std::make_unique<qo_host::ParserSession>(library_->factory(), std::move(source));
-}
-
-// The outermost record is the parser's.
-std::unique_ptr<IDataSource> Input::Traced(std::unique_ptr<IDataSource> source) {
-  auto traced = std::make_unique<qo_host::TraceSource>(std::move(source));
-  parserCalls_ = traced.get();
-  return traced;
 }
 
 void Input::Open() {

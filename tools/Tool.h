@@ -41,15 +41,13 @@ struct Options {
 };
 
 // A file and the session that reads it. Between the two lie, from the file up: a
-// record of the calls that reach it, what reads ahead, a record of the parser's own
-// calls; each of them only where it is asked for.
+// record of the calls that reach it, what reads ahead; each only where it is asked for.
 class Input {
  public:
   enum class Trace { kOff, kOn };
 
   // Loads the library and opens the file for reading, but not yet with the
-  // parser. With Trace::kOn the parser has the file as it is, so that the calls are
-  // its own. Throws Failure(kExitCannotRun).
+  // parser. Throws Failure(kExitCannotRun).
   Input(const Options& options, const std::string& path, Trace trace = Trace::kOff);
 
   // Opens the file with the parser. Throws Failure: kExitBadFile when the parser
@@ -64,10 +62,8 @@ class Input {
 
   // The file itself, for reads that are the tool's own; never recorded.
   IDataSource* file() const { return file_; }
-  // The calls that reach the file. Null with Trace::kOff, like the next.
+  // The calls that reach the file. Null with Trace::kOff.
   qo_host::TraceSource* fileCalls() const { return fileCalls_; }
-  // The calls that the session makes. The same record where nothing reads ahead.
-  qo_host::TraceSource* parserCalls() const { return parserCalls_; }
 
   // Read from the file when it is first asked for. Throws Failure(kExitCannotRun).
   const qo_host::AsfLayout& layout();
@@ -79,7 +75,6 @@ class Input {
  private:
   const qo_host::AsfLayout& LayoutOf(IDataSource* source,
                                      std::optional<qo_host::AsfLayout>* layout) const;
-  std::unique_ptr<IDataSource> Traced(std::unique_ptr<IDataSource> source);
 
   std::string path_;
   int openStatus_ = kParserOk;
@@ -87,7 +82,6 @@ class Input {
   // Owned by the session, with all that lies between.
   IDataSource* file_ = nullptr;
   qo_host::TraceSource* fileCalls_ = nullptr;
-  qo_host::TraceSource* parserCalls_ = nullptr;
   std::unique_ptr<qo_host::ParserSession> session_;
   qo_host::OpenOptions openOptions_;
   std::optional<qo_host::AsfLayout> layout_;

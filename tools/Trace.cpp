@@ -1,4 +1,4 @@
-// asftool trace: every call on the byte source during an open, a play-out or a
+// asftool trace: every call that reaches the file during an open, a play-out or a
 // seek, with totals: what a slow source will feel.
 #include <functional>
 
@@ -81,7 +81,7 @@ void Run(const Arguments& arguments, const Options& options, int* exitCode) {
 
 void AddTrace(CLI::App& app, const Options& options, int* exitCode) {
   auto arguments = std::make_shared<Arguments>();
-  CLI::App* command = app.add_subcommand("trace", "List every call on the byte source");
+  CLI::App* command = app.add_subcommand("trace", "List every call that reaches the file");
   command->add_option("FILE", arguments->file, "The file")->required();
   command->add_option("COMMAND", arguments->command, "What to trace: open, play or seek")
       ->required()

@@ -28,8 +28,7 @@ int Run(int argc, char** argv) {
   app.add_option("--log-level", options.logLevel,
                  "The parser's log, a sum: 1 errors, 2 life cycle, 4 trace")
       ->type_name("N");
-  app.add_flag("--as-is", options.asIs,
-               "Show what the bare parser makes of the file; trace and seek always do");
+  app.add_flag("--as-is", options.asIs, "Show what the bare parser makes of the file");
   app.add_option("--audio-stream", options.audioStream, "Play this audio stream, by its number")
       ->check(CLI::Range(0, 127))
       ->type_name("N");
