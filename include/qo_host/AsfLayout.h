@@ -48,17 +48,18 @@ enum class LayoutProblem : unsigned char {
   kTrailingObjectSize,   // an object of impossible size there
 };
 
+// A file's layout, as ReadLayout finds it.
 struct AsfLayout {
   bool isAsf = false;  // the file begins with a header object; otherwise nothing below is set
   LayoutProblem problem = LayoutProblem::kNone;  // the first met
   std::optional<unsigned long long> fileSize;    // bytes; nothing when the source doesn't know
 
   // The header. The file properties are 0 where the header has none.
-  unsigned long long headerSize = 0;  // bytes, as the header says
-  unsigned long long prerollMs = 0;
-  unsigned int minPacketLength = 0;  // bytes
-  unsigned int maxPacketLength = 0;
-  std::vector<StreamLayout> streams;
+  unsigned long long headerSize = 0;       // bytes, as the header says
+  unsigned long long prerollMs = 0;        // what presentation times in packets are ahead
+  unsigned int minPacketLength = 0;        // bytes
+  unsigned int maxPacketLength = 0;        // bytes
+  std::vector<StreamLayout> streams;       // in file order
   bool contentEncryption = false;          // the parser refuses these files
   bool extendedContentEncryption = false;  // but not these two
   bool advancedContentEncryption = false;

@@ -11,6 +11,7 @@
 
 namespace qo_host {
 
+// A lender's bytes for another reader; see above.
 class BorrowedSource final : public IDataSource {
  public:
   // `lender` (not null) has been opened by its owner and must outlive this.

@@ -24,6 +24,7 @@
 
 namespace qo_host {
 
+// The windows; what they are filled from, a derived class says.
 class CachedSource : public IDataSource {
  public:
   ~CachedSource() override;

@@ -18,12 +18,14 @@ namespace qo_host {
 
 // The end of an exact seek.
 struct ExactSeek {
+  // How it ended.
   enum class Outcome : unsigned char {
     kFound,
     kNothingBefore,  // no such unit: reading starts at the beginning of the file
     kCancelled,      // by the progress callback; reading goes on where it was
     kFailed,         // `problem` says why; reading goes on where it was
   };
+  // Why it failed.
   enum class Problem : unsigned char {
     kNone,
     kNoTrack,        // the session is not open, or the file has none
@@ -40,6 +42,7 @@ struct ExactSeek {
   unsigned long long timeMs = 0;  // kFound: the unit's time
 };
 
+// Seeks exactly in one session, any number of times.
 class ExactSeeker {
  public:
   // Seeks in `session` (not null), which has been opened and must outlive the seeker.

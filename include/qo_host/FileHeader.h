@@ -35,6 +35,7 @@ struct ByteRange {
   std::size_t size = 0;
 };
 
+// An object of the header.
 struct HeaderObject {
   Guid id;
   unsigned long long size;  // bytes, as it says, its own 24 included
@@ -44,6 +45,7 @@ struct HeaderObject {
                             // properties within extended stream properties
 };
 
+// File properties: what the writer says of the whole file, right or not.
 struct FileProperties {
   Guid fileId;
   unsigned long long fileSize;      // bytes
@@ -109,6 +111,7 @@ struct StreamHeader {
   ByteRange codecData;  // behind `audio` or `video`: as much as is stated and there
 };
 
+// A stream's name in one language.
 struct StreamName {
   unsigned short language;  // index of FileHeader::languages
   std::string text;
@@ -135,11 +138,13 @@ struct ExtendedStream {
   std::vector<PayloadExtension> payloadExtensions;
 };
 
+// A row of the stream bitrate properties.
 struct StreamBitrate {
   unsigned char stream;
   unsigned int bitsPerSecond;
 };
 
+// A row of the codec list: words for people, which decide nothing.
 struct CodecEntry {
   unsigned short type;  // 1 video, 2 audio
   std::string name;
@@ -147,6 +152,7 @@ struct CodecEntry {
   ByteRange info;  // a format tag or FourCC, mostly
 };
 
+// A named place in the file.
 struct Marker {
   unsigned long long time;    // 100 ns, preroll included
   unsigned long long offset;  // of its packet, bytes from the data object's first
@@ -154,12 +160,14 @@ struct Marker {
   std::string description;
 };
 
+// A text for the player at a time.
 struct ScriptCommand {
   unsigned int timeMs;  // preroll included
   std::size_t type;     // index of FileHeader::commandTypes; beyond it where the file has none
   std::string text;
 };
 
+// The objects about encryption.
 enum class EncryptionKind : unsigned char {
   kContent,   // the parser refuses these files
   kExtended,  // it doesn't refuse what follows
@@ -179,10 +187,11 @@ struct Encryption {
   ByteRange data;                      // secret data, the rights header, the signature
 };
 
+// The object that a tag stands in.
 enum class TagOrigin : unsigned char {
   kContentDescription,          // the five names "Title", "Author", "Copyright", "Description",
                                 // "Rating"; values are text
-  kExtendedContentDescription,  //
+  kExtendedContentDescription,  // any names
   kMetadata,                    // may belong to a stream
   kMetadataLibrary,             // may belong to a stream, and have a language
 };
@@ -218,11 +227,13 @@ enum class HeaderProblem : unsigned char {
   kTooMany,        // more entries than kMaxHeaderEntries: the others were left out
 };
 
+// A problem and its place.
 struct HeaderIssue {
   HeaderProblem problem;
   std::size_t position;  // of the object or record, bytes from the file's first
 };
 
+// A file's header, as ReadFileHeader finds it.
 struct FileHeader {
   bool isAsf = false;  // the file begins with a header object; otherwise nothing else is set
   std::vector<unsigned char> bytes;   // of the file, from its first to the header's end
@@ -245,11 +256,13 @@ struct FileHeader {
   std::vector<Encryption> encryptions;
   std::vector<HeaderTag> tags;
 
+  // The first byte of a range, within `bytes`; valid as long as `bytes` is unchanged.
   const unsigned char* Data(ByteRange range) const { return bytes.data() + range.position; }
 
   // The first of a stream number; null when there is none. Valid while the header is
   // unchanged.
   const StreamHeader* Stream(unsigned char number) const;
+  // The same for its extended stream properties.
   const ExtendedStream* Extended(unsigned char number) const;
   std::optional<unsigned int> Bitrate(unsigned char number) const;  // bits per second
 

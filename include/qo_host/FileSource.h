@@ -13,6 +13,7 @@
 
 namespace qo_host {
 
+// A file, open from OpenPath until it is destroyed.
 class FileSource final : public CachedSource {
  public:
   // Opens the file at `path` for reading. Null when it cannot be opened, is a

@@ -14,6 +14,7 @@
 
 namespace qo_host {
 
+// What there is to know.
 enum class FindingCode : unsigned char {
   // Of the header and the size of the file.
   kRefused,           // the parser refuses the file with `status`
@@ -36,6 +37,7 @@ enum class FindingCode : unsigned char {
   kObjectsLost,     // `count` media objects lost fragments
 };
 
+// One of them, with what it names.
 struct Finding {
   FindingCode code;
   bool isProblem;  // it makes the file bad
@@ -62,7 +64,9 @@ struct TrackTotals {
 // A play-out, track by track.
 class Totals {
  public:
+  // Counts a unit.
   void Add(const AccessUnit& unit);
+  // What has been counted of a kind.
   const TrackTotals& of(TrackKind kind) const { return totals_[Slot(kind)]; }
 
  private:

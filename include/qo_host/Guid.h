@@ -12,9 +12,11 @@ struct Guid {
   unsigned char bytes[16];
 };
 
+// Byte for byte.
 inline bool operator==(const Guid& a, const Guid& b) {
   return std::memcmp(a.bytes, b.bytes, sizeof(a.bytes)) == 0;
 }
+// The opposite.
 inline bool operator!=(const Guid& a, const Guid& b) { return !(a == b); }
 
 // "75B22630-668E-11CF-A6D9-00AA0062CE6C": the first three fields as numbers, the rest as

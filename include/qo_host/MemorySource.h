@@ -13,6 +13,7 @@ namespace qo_host {
 // Read goes through ReadAt, which a derived source may replace.
 class MemorySource : public IDataSource {
  public:
+  // `data` may be null where `size`, in bytes, is 0.
   MemorySource(const void* data, std::size_t size);
 
   int Open() override;  // rewinds

@@ -44,6 +44,7 @@ enum class PacketFault : unsigned char {
 // Sub-payloads are listed one by one; no packet of a sane size holds as many.
 constexpr std::size_t kMaxPayloads = 0x10000;
 
+// A packet as PacketReader finds it.
 struct Packet {
   unsigned long long number;  // from 0, where the packet was walked to; otherwise as it was
   bool hasErrorCorrection;    // flagged in its first byte
@@ -72,6 +73,7 @@ enum class PacketView : unsigned char {
 // packet's end.
 class PacketBytes {
  public:
+  // Bytes in memory, owned by what handed them out.
   struct Piece {
     const unsigned char* data;
     std::size_t size;
@@ -87,15 +89,17 @@ class PacketBytes {
   virtual unsigned long long End() const = 0;
 };
 
+// Takes packets apart. Holds no state of theirs: one reader serves any number.
 class PacketReader {
  public:
   // The preroll and the packet length that counts where a packet states none are
   // taken from `layout`.
   explicit PacketReader(const AsfLayout& layout, PacketView view = PacketView::kParser);
 
-  // Both overwrite `*packet` (not null), but for its number. From memory: `size`
-  // bytes at `data`, which hold the packet's first and end where the file does.
+  // Overwrites `*packet` (not null), but for its number, from `bytes` (not null).
   void Read(PacketBytes* bytes, Packet* packet) const;
+  // The same from memory: `size` bytes at `data`, which hold the packet's first and end
+  // where the file does.
   void Read(const unsigned char* data, std::size_t size, Packet* packet) const;
 
  private:

@@ -10,8 +10,14 @@
 
 namespace qo_host {
 
-enum class WalkEnd { kDone, kCancelled, kSourceFailed };
+// How a walk ended.
+enum class WalkEnd {
+  kDone,          // at the end of the data
+  kCancelled,     // by whoever was called back
+  kSourceFailed,  // by a failed read
+};
 
+// The same, with the failure.
 struct WalkResult {
   WalkEnd end;
   int status;  // kSourceFailed: the source's (see BorrowedSource for one that throws); otherwise 0

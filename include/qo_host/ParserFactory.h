@@ -12,9 +12,11 @@ namespace qo_host {
 // Destroys a parser by the function that belongs to it. Calls no Close: that is
 // the business of whoever opened the parser.
 struct ParserDestroyer {
-  void (*destroy)(IParser*);
+  void (*destroy)(IParser*);  // not null
+  // Called by the pointer that owns `parser` (not null).
   void operator()(IParser* parser) const { destroy(parser); }
 };
+// The only owner of a parser.
 using ParserPointer = std::unique_ptr<IParser, ParserDestroyer>;
 
 // A pair of factory functions, {createParser, destroyParser} where they are

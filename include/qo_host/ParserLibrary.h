@@ -9,6 +9,7 @@
 
 namespace qo_host {
 
+// A loaded library, until it is destroyed.
 class ParserLibrary {
  public:
   // Loads the library at `path`. With an empty `path` it looks for

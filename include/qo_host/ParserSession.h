@@ -34,6 +34,7 @@ namespace qo_host {
 
 class BorrowedSource;
 
+// The kinds of track, by the parser's numbers.
 enum class TrackKind : int { kVideo = kTrackVideo, kAudio = kTrackAudio };
 
 // "video" or "audio".
@@ -91,6 +92,7 @@ struct SeekStatus {
   int audio = kParserOk;
 };
 
+// A file being played; see above.
 class ParserSession {
  public:
   // The times that Seek tells apart, ms: the parser compares them as signed 32-bit
@@ -139,10 +141,12 @@ class ParserSession {
   const std::vector<Track>& tracks() const { return tracks_; }
   // The track of a kind; null when there is none.
   const Track* FindTrack(TrackKind kind) const;
+  // Ms, preroll removed; 0 before Open, and where the file doesn't say.
   unsigned long long durationMs() const { return durationMs_; }
   // The tags that the file has, in the parser's order; the picture's bytes are
   // in `picture` alone.
   const std::vector<Tag>& tags() const { return tags_; }
+  // The cover art; nothing where the file has none.
   const std::optional<Picture>& picture() const { return picture_; }
   // The byte source that the session was made with, and owns. Moving its position
   // between calls on the session does no harm.
@@ -169,8 +173,9 @@ class ParserSession {
   // them apart, see LastObjectTimes.
   int EndStatus(TrackKind kind) const;
 
-  // Back to the first packet, all tracks or one. No read, and no failure.
+  // Back to the first packet, all tracks. No read, and no failure.
   void Rewind();
+  // The same for one track.
   void Rewind(TrackKind kind);
 
   // SeekEx, video first, then audio, which follows. A time above kMaxSeekMs counts

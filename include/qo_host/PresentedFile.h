@@ -52,6 +52,7 @@ enum class PlanNote : unsigned char {
   kUnitsBent,        // the parser would cut, strip or stamp the units of the stream `value` wrongly
 };
 
+// A note and its number.
 struct PlanFinding {
   PlanNote note;
   unsigned long long value = 0;
@@ -77,6 +78,7 @@ class PresentedFile {
   // with this file, which need not outlive the other.
   std::unique_ptr<PresentedFile> WithStreams(const StreamChoice& choice) const;
 
+  // The file's own header, whatever is presented.
   const FileHeader& header() const { return *header_; }
   // False: the parser is to have the file as it is, and will say why it is not played.
   bool isPresented() const;
@@ -85,6 +87,7 @@ class PresentedFile {
   // The streams played; null where the file has none of the kind, none was chosen, or it
   // is not presented.
   const StreamHeader* audio() const;
+  // The same for video.
   const StreamHeader* video() const;
   // Its data packets; the last one counts where it is cut short, too. 0 where it is
   // not presented.

@@ -14,10 +14,11 @@
 
 namespace qo_host {
 
+// Large reads of another source, which it owns.
 class ReadAheadSource final : public CachedSource {
  public:
-  static constexpr std::size_t kWindowCount = 4;
-  static constexpr std::size_t kDefaultWindowBytes = std::size_t{1} << 18;
+  static constexpr std::size_t kWindowCount = 4;  // windows kept in memory
+  static constexpr std::size_t kDefaultWindowBytes = std::size_t{1} << 18;  // 256 KiB
 
   // Takes `inner` (not null). `windowBytes`: the size of the reads underneath, a
   // power of two.

@@ -18,6 +18,7 @@
 
 namespace qo_host {
 
+// How a step of a repair ended.
 enum class RepairStatus : unsigned char {
   kGood,         // nothing is wrong with the file; Write: done
   kMendable,     // the findings tell what will be
@@ -45,11 +46,13 @@ enum class RepairNote : unsigned char {
   kTrailing,       // what stands behind the data is in another order, or torn
 };
 
+// A note and its number.
 struct RepairFinding {
   RepairNote note;
   unsigned long long value = 0;
 };
 
+// One repair of one file: Survey, then Write as often as wanted.
 class Repair {
  public:
   // Called now and then with the packets looked at or written and their number; false
@@ -71,8 +74,10 @@ class Repair {
   // is written.
   RepairStatus Write(const Sink& sink, const Progress& progress);
 
-  // All are valid after Survey. Null where the header can't be read.
+  // These are valid after Survey and owned by this. The file as the kit plays it; null
+  // where the header can't be read.
   const PresentedFile* file() const;
+  // What will be mended, or would be.
   const std::vector<RepairFinding>& findings() const;
   // What stays lost, of all streams.
   const Damage& damage() const;

@@ -8,6 +8,7 @@
 
 namespace qo_host {
 
+// What a comparison came to.
 enum class RepairVerdict : unsigned char {
   kGood,
   kNotMended,    // a repair of it would find something again, or its plan does

@@ -20,6 +20,7 @@ struct SeekPoint {
 // More points of one track are not kept: they would take memory out of proportion.
 constexpr std::size_t kMaxSeekPoints = std::size_t{1} << 20;
 
+// The points of one file.
 class SeekPoints {
  public:
   // Called now and then with the packets walked and their number; false cancels.

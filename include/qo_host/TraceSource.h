@@ -12,6 +12,7 @@
 
 namespace qo_host {
 
+// The operations of IDataSource.
 enum class SourceOperation : unsigned char {
   kOpen,
   kClose,
@@ -21,7 +22,7 @@ enum class SourceOperation : unsigned char {
   kSeekTo,
   kGetPosition,
 };
-constexpr std::size_t kSourceOperationCount = 7;
+constexpr std::size_t kSourceOperationCount = 7;  // of them
 
 // The operation's name as IDataSource has it, "ReadAt" for instance.
 const char* SourceOperationName(SourceOperation operation);
@@ -44,8 +45,10 @@ struct SourceTotals {
   unsigned long long bytes = 0;     // brought by reads
 };
 
+// A source that is watched, and which it owns.
 class TraceSource final : public IDataSource {
  public:
+  // Sees a call right after it; may not call the source.
   using Observer = std::function<void(const SourceCall&)>;
 
   // Takes `inner` (not null). `observer`, when not empty, is called after each
@@ -53,11 +56,14 @@ class TraceSource final : public IDataSource {
   explicit TraceSource(std::unique_ptr<IDataSource> inner, Observer observer = {});
   ~TraceSource() override;
 
+  // Takes the place of the observer there is; empty: none.
   void SetObserver(Observer observer);
 
   // Since construction or the last Reset.
   const SourceTotals& Totals(SourceOperation operation) const;
+  // Of all operations together.
   SourceTotals AllTotals() const;
+  // Sets the totals to 0.
   void Reset();
 
   // The wrapped source, for reads that are not to be recorded; owned by this.

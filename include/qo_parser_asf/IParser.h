@@ -43,20 +43,21 @@ class String8;
 }
 struct PiffInfo;
 
-// Seek modes of SeekEx. 2 and 3 behave the same.
-constexpr int kSeekPreviousSync = 0;
-constexpr int kSeekNextSync = 1;
-constexpr int kSeekClosestSync = 2;
-constexpr int kSeekClosest = 3;
+// Seek modes of SeekEx, for files with an index; without one all go by an estimate.
+constexpr int kSeekPreviousSync = 0;  // a key frame before the time, not always the last one
+constexpr int kSeekNextSync = 1;      // a key frame behind the time, where one is found
+constexpr int kSeekClosestSync = 2;   // the nearer one of these two
+constexpr int kSeekClosest = 3;       // the same
 
 // Mode flags of SeekEx. When kSeekByteMode is set kSeekTimeMode is ignored.
-constexpr int kSeekByteMode = 1;
-constexpr int kSeekTimeMode = 2;
+constexpr int kSeekByteMode = 1;  // take the index entry's packet without reading it
+constexpr int kSeekTimeMode = 2;  // take the packet at the offset that the host found
 
 // The largest access unit in bytes, and so the size of the buffer that a host
 // hands to GetAudioData and GetVideoData.
 constexpr unsigned long kMaxAccessUnitBytes = 0x100000;
 
+// A parser of one file; see above for the order of calls.
 class IParser {
  public:
   // Slots 0 and 1. A host calls destroyParser instead.
@@ -140,11 +141,15 @@ class IParser {
   // process ends where there is no such track. Always returns 0.
   virtual int SelectAudioTrack(int index) = 0;
 
-  // Slots 15 to 19. Do nothing; return 0.
+  // Slot 15. Does nothing; returns 0.
   virtual int SelectTextTrack(int) { return 0; }
+  // Slot 16. The same.
   virtual int Notify(unsigned short event, unsigned long argument) = 0;
+  // Slot 17. The same.
   virtual long GetMetaData(const char*, char*, unsigned long) { return 0; }
+  // Slot 18. The same.
   virtual long GetParameter(unsigned long, void*, unsigned long long) { return 0; }
+  // Slot 19. The same.
   virtual long SetParameter(unsigned long, void*, unsigned long long) { return 0; }
 
   // Slot 20. Cover art comes as the META_ALBUM_ART tag, not from here: stores 0
@@ -154,8 +159,9 @@ class IParser {
     return nullptr;
   }
 
-  // Slots 21 and 22. Do nothing; return 0.
+  // Slot 21. Does nothing; returns 0.
   virtual int ParseIndexData(unsigned long long) { return 0; }
+  // Slot 22. The same.
   virtual long long GetNextVideoKeyFrameTime(unsigned long timeMs) = 0;
 
   // Slot 23. Closes the source that Open was given, if any, each time anew, so that
@@ -171,19 +177,23 @@ class IParser {
   // described. Null before Open and after Close; valid until Close.
   virtual AsfTrackExt* getExtraInterface() = 0;
 
-  // Slots 26 to 30. Do nothing; return 0.
+  // Slot 26. Does nothing; returns 0.
   virtual int GetTextConfig(unsigned char*, unsigned long*, unsigned long, unsigned long) {
     return 0;
   }
+  // Slot 27. The same.
   virtual int GetTextData(unsigned char*, unsigned long*, unsigned long*, unsigned long) {
     return 0;
   }
+  // Slot 28. The same.
   virtual long GetMetaDataEx(MetaDataType, android::String8*, unsigned long*) { return 0; }
+  // Slot 29. The same.
   virtual long GetMetaDataEx(MetaDataType, char*, unsigned long*) { return 0; }
+  // Slot 30. The same.
   virtual long GetSeekPointCount() { return 0; }
 
-  // Slot 31. Open with a mode: with bit 1 or bit 2 set (values 2 and 4) nothing
-  // behind the data is read, so that the file has no index. 0 is plain Open.
+  // Slot 31. Open with a mode, a sum of bits: with 2 or 4 in it (2, 4, 6, 7, ...) nothing
+  // behind the data is read, so that the file has no index. Every other mode is Open.
   virtual int OpenEx(IDataSource* source, int mode) = 0;
 
   // Slot 32. Moves reading of the track of type `trackType` near `timeMs`. Seek

@@ -23,11 +23,11 @@ enum MetaDataType : unsigned int {
 
 // The type of a tag's value.
 constexpr unsigned short kMetaString = 0;  // UTF-16LE; a terminator may be missing, a length odd
-constexpr unsigned short kMetaBytes = 1;
-constexpr unsigned short kMetaBool = 2;
-constexpr unsigned short kMetaDword = 3;
-constexpr unsigned short kMetaQword = 4;
-constexpr unsigned short kMetaWord = 5;
+constexpr unsigned short kMetaBytes = 1;   // bytes of any kind
+constexpr unsigned short kMetaBool = 2;    // 4 bytes (2 in the metadata objects): 0 or 1
+constexpr unsigned short kMetaDword = 3;   // 4 bytes, unsigned
+constexpr unsigned short kMetaQword = 4;   // 8 bytes, unsigned
+constexpr unsigned short kMetaWord = 5;    // 2 bytes, unsigned
 
 #pragma pack(push, 1)
 

@@ -10,8 +10,8 @@
 #include "Codecs.h"
 
 // Track types, here and in every operation that takes one.
-constexpr int kTrackVideo = 1;
-constexpr int kTrackAudio = 2;
+constexpr int kTrackVideo = 1;  // a video track
+constexpr int kTrackAudio = 2;  // an audio track
 
 // One track. Returned by IParser::GetTrackInfo.
 struct TrackInfo {
