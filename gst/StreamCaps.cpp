@@ -47,6 +47,12 @@ GstCaps* RiffAudioCaps(const StreamFacts& facts) {
                                     nullptr, nullptr, reorder);
 }
 
+// FourCCs that the helper doesn't know, by others for the same.
+guint32 RiffTag(unsigned int fourCc) {
+  return fourCc == GST_MAKE_FOURCC('D', 'I', 'V', '2') ? GST_MAKE_FOURCC('M', 'P', '4', '2')
+                                                       : fourCc;
+}
+
 GstCaps* RiffVideoCaps(const StreamFacts& facts) {
   if (!facts.stream.video) return nullptr;
   const qo_host::VideoFormat& format = *facts.stream.video;
@@ -56,7 +62,7 @@ GstCaps* RiffVideoCaps(const StreamFacts& facts) {
   riff.height = static_cast<guint32>(std::abs(format.height));
   riff.planes = 1;
   riff.bit_cnt = format.bitCount;
-  riff.compression = facts.track.codecTag;
+  riff.compression = RiffTag(facts.track.codecTag);
   return gst_riff_create_video_caps(riff.compression, nullptr, &riff, CodecData(facts).get(),
                                     nullptr, nullptr);
 }
