@@ -25,7 +25,7 @@ std::string PlanText(const qo_host::Plan& plan) {
   static constexpr const char* kNotes[] = {
       "not ASF",   "no stream", "encrypted", "packet length",    "no packets", "absent", "header",
       "data size", "duration",  "index",     "error correction", "hidden",     "bent"};
-  static constexpr const char* kForms[] = {"", " whole", " blocks", " inverted"};
+  static constexpr const char* kForms[] = {"", " whole", " blocks", " inverted", " prefixed"};
   std::string text;
   for (const qo_host::PlanFinding& finding : plan.findings) {
     text += std::string(kNotes[static_cast<int>(finding.note)]) + " " +
@@ -227,6 +227,12 @@ std::vector<PlanCase> Streams() {
        {},
        "2 104; ",
        "v0:" + Hex("00 00 00 01") + "NA v0:" + Hex("00 00 00 01") + "L "},
+      {"H.264 with lengths of two bytes",
+       OneStream(Stream(ID_VIDEO_MEDIA, 2, VideoFormat("H264", Hex("01 4D 00 1E FD E0 00"))),
+                 {Packet({Key(2, 3000, Hex("00 02") + "NA")})}),
+       {},
+       "bent 2, 2 prefixed 104; ",
+       "v0:" + Hex("00 02") + "NA "},
       {"PCM",
        OneStream(AudioStream(1, 1), {Packet({Media(1, 3100, "pcm")})}),
        {},

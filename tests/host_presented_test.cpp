@@ -220,6 +220,16 @@ TEST(PresentedSession, TellsTheTruth) {
   EXPECT_EQ("none", Text(alone.NextUnit()));
 }
 
+// H.264 behind lengths of two bytes comes with start codes, as it does of four.
+TEST(PresentedSession, PutsStartCodesInPlaceOfShortLengths) {
+  const Bytes config = Hex("01 4D 00 1E FD E0 00");
+  AsfFile file({Stream(ID_VIDEO_MEDIA, 2, VideoFormat("H264", config))});
+  file.packets.push_back(Packet({Key(2, 3000, Hex("00 02") + "NA" + Hex("00 01") + "L"),
+                                 Key(2, 3040, Hex("00 09") + "cut")}));
+  const Bytes code = Hex("00 00 00 01");
+  EXPECT_EQ(code + "NA" + code + "L@0\n" + code + "cut@40\n", AllUnits(file.Build()));
+}
+
 // Several blocks of Windows Media Audio in one object come one by one.
 TEST(PresentedSession, CutsBlocksWithTheirOwnTimes) {
   AsfFile file({Stream(ID_AUDIO_MEDIA, 1, AudioFormat(0x161, 1000, 4))});

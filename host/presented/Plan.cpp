@@ -158,7 +158,7 @@ class Planner {
       if (NeedsWholeObject(stream.header, objects[number])) {
         objects[number] = FindObjects({{number, 1, kMaxAllocBytes}})[number];
       }
-      stream.form = FormOf(stream.header, objects[number]);
+      stream.form = FormOf(header_, stream.header, objects[number]);
       if (stream.form.form != UnitForm::kParser) Note(PlanNote::kUnitsBent, stream.header.number);
     }
   }

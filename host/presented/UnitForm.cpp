@@ -64,6 +64,17 @@ bool HasStartCode(const std::vector<unsigned char>& bytes) {
   return isAt(kStartCode) || isAt(kStartCode + 1);
 }
 
+constexpr unsigned int kUsualPrefixBytes = 4;
+
+// Of the lengths in front of NAL units, as an H.264 configuration record says.
+unsigned int PrefixBytes(const FileHeader& header, const StreamHeader& stream) {
+  constexpr unsigned char kVersion = 1;
+  constexpr std::size_t kRecordBytes = 7;  // at least
+  const unsigned char* const record = header.Data(stream.codecData);
+  if (stream.codecData.size < kRecordBytes || record[0] != kVersion) return kUsualPrefixBytes;
+  return (record[4] & 3u) + 1;
+}
+
 // NAL units behind 4-byte lengths, big-endian, that fill the object.
 bool IsLengthPrefixed(const std::vector<unsigned char>& bytes) {
   std::size_t at = 0;
@@ -142,14 +153,18 @@ StreamForm AudioForm(const StreamHeader& stream, const FirstObjects& objects) {
   return form;
 }
 
-StreamForm VideoForm(const StreamHeader& stream, const FirstObjects& objects) {
+StreamForm VideoForm(const FileHeader& header, const StreamHeader& stream,
+                     const FirstObjects& objects) {
   const unsigned int fourCc = stream.codecTag;
   StreamForm form{UnitForm::kParser, fourCc, fourCc, CodecOfVideo(fourCc)};
   switch (VideoCodecOf(fourCc)) {
-    case kCodecH264: {  // start codes would be taken for lengths
+    case kCodecH264: {  // start codes and shorter lengths would be taken for lengths of 4 bytes
+      const unsigned int prefixBytes = PrefixBytes(header, stream);
       const bool isPrefixed = objects.isWhole && IsLengthPrefixed(objects.first);
-      if (isPrefixed || !HasStartCode(objects.first)) break;
-      form.form = UnitForm::kWhole;
+      const bool hasStartCode = !isPrefixed && HasStartCode(objects.first);
+      if (!hasStartCode && prefixBytes == kUsualPrefixBytes) break;
+      form.form = hasStartCode ? UnitForm::kWhole : UnitForm::kPrefixed;
+      form.prefixBytes = prefixBytes;
       form.presentedTag = kNeutralFourCc;
       break;
     }
@@ -190,9 +205,10 @@ bool NeedsWholeObject(const StreamHeader& stream, const FirstObjects& objects) {
          HasStartCode(objects.first);
 }
 
-StreamForm FormOf(const StreamHeader& stream, const FirstObjects& objects) {
+StreamForm FormOf(const FileHeader& header, const StreamHeader& stream,
+                  const FirstObjects& objects) {
   return stream.kind == StreamKind::kAudio ? AudioForm(stream, objects)
-                                           : VideoForm(stream, objects);
+                                           : VideoForm(header, stream, objects);
 }
 
 }  // namespace qo_host

@@ -17,6 +17,8 @@ enum class UnitForm : unsigned char {
   kBlocks,    // media objects; where one is several blocks of the stream's block align, each block
               // is a unit, whose time goes on from the object's
   kInverted,  // media objects, of which the first byte is inverted
+  kPrefixed,  // media objects of H.264, whose NAL units stand behind lengths of 1 to 3 bytes; start
+              // codes are to take their place, as they do in what the parser delivers of 4 bytes
 };
 
 struct StreamForm {
@@ -27,6 +29,7 @@ struct StreamForm {
   // By how much the parser stamps a unit late that is shorter than a block: one that
   // damage left of a block.
   unsigned int partLateMs = 0;
+  unsigned int prefixBytes = 0;  // kPrefixed: of a length
 };
 
 // What FormOf has to know of a stream; nothing where its header tells all.
@@ -36,9 +39,10 @@ std::optional<WantedObjects> ObjectsToKnow(const StreamHeader& stream);
 // may be a length. `objects` is what ObjectsToKnow asks for.
 bool NeedsWholeObject(const StreamHeader& stream, const FirstObjects& objects);
 
-// `stream` is audio or video, `objects` what ObjectsToKnow asks for, or with the first
-// one whole.
-StreamForm FormOf(const StreamHeader& stream, const FirstObjects& objects);
+// `stream` is audio or video of `header`, `objects` what ObjectsToKnow asks for, or with
+// the first one whole.
+StreamForm FormOf(const FileHeader& header, const StreamHeader& stream,
+                  const FirstObjects& objects);
 
 }  // namespace qo_host
 

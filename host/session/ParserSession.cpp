@@ -25,6 +25,26 @@ bool IsSame(const StreamHeader* a, const StreamHeader* b) {
   return a->position == b->position;
 }
 
+// Stores the unit with start codes in place of the lengths in front of its NAL units. A
+// length that reaches too far counts as one to the end. False where no unit is as
+// large.
+bool PutStartCodes(const AccessUnit& unit, unsigned int prefixBytes,
+                   std::vector<unsigned char>* out) {
+  static constexpr unsigned char kStartCode[] = {0, 0, 0, 1};
+  out->clear();
+  std::size_t at = 0;
+  while (unit.size - at > prefixBytes) {
+    std::size_t length = 0;
+    for (unsigned int i = 0; i < prefixBytes; ++i) length = length << 8 | unit.data[at++];
+    length = std::min(length, unit.size - at);
+    out->insert(out->end(), std::begin(kStartCode), std::end(kStartCode));
+    out->insert(out->end(), unit.data + at, unit.data + at + length);
+    if (out->size() > kMaxAccessUnitBytes) return false;
+    at += length;
+  }
+  return true;
+}
+
 bool LacksStream(const PresentedFile& file) {
   return std::any_of(file.findings().begin(), file.findings().end(),
                      [](const auto& finding) { return finding.note == PlanNote::kStreamAbsent; });
@@ -45,9 +65,11 @@ struct ParserSession::Lane {
   unsigned char stream = 0;     // number; for what is known of its damage
   unsigned int blockAlign = 0;  // bytes
   unsigned int bytesPerSecond = 0;
-  unsigned int partLateMs = 0;  // see StreamForm
-  AccessUnit object{};          // whole, in `buffer`; of size 0: none
-  std::size_t next = 0;         // offset of its next block; its size: none
+  unsigned int partLateMs = 0;           // see StreamForm
+  unsigned int prefixBytes = 0;          // see StreamForm
+  std::vector<unsigned char> converted;  // a unit with start codes in place of lengths
+  AccessUnit object{};                   // whole, in `buffer`; of size 0: none
+  std::size_t next = 0;                  // offset of its next block; its size: none
   int endStatus = kParserOk;
   std::optional<unsigned long long> reachedMs;  // of the last unit handed out since a seek
   bool isAtStart = true;                        // nothing handed out, and no seek
@@ -168,6 +190,7 @@ void ParserSession::DescribeTruly(Track* track) {
   Lane& lane = LaneOf(track->kind);
   lane.form = form.form;
   lane.partLateMs = form.partLateMs;
+  lane.prefixBytes = form.prefixBytes;
   lane.stream = planned->header.number;
   if (planned->header.audio) {
     lane.blockAlign = planned->header.audio->blockAlign;
@@ -264,6 +287,11 @@ void ParserSession::Shape(Lane* lane) {
   if (lane->form == UnitForm::kParser) return;
   if (lane->form == UnitForm::kInverted && unit.size != 0) {
     lane->buffer[0] = static_cast<unsigned char>(~lane->buffer[0]);
+  }
+  if (lane->form == UnitForm::kPrefixed &&
+      PutStartCodes(unit, lane->prefixBytes, &lane->converted)) {
+    unit.data = lane->converted.data();
+    unit.size = lane->converted.size();
   }
   const unsigned int block = lane->blockAlign;
   const bool isCut =
