@@ -1,6 +1,6 @@
-# The GStreamer plugin, where what it is built on is there: AUTO leaves it out without,
-# ON fails.
-if(NOT QO_BUILD_GSTREAMER)
+# The GStreamer plugin, where what it is built on is there: AUTO leaves it out without, and
+# where it is another system that is built for; ON fails.
+if(NOT QO_BUILD_GSTREAMER OR (QO_BUILD_GSTREAMER STREQUAL "AUTO" AND CMAKE_CROSSCOMPILING))
   return()
 endif()
 set(required)

@@ -7,7 +7,8 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 build_packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev nettle-dev)
 # What the tests need besides.
 test_packages=(binutils pkg-config python3 libgtest-dev abigail-tools blueprint-tools
-  doxygen libavcodec-dev libavutil-dev libswscale-dev)
+  doxygen libavcodec-dev libavutil-dev libswscale-dev
+  libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev)
 # What the presets need besides that build with clang: asan, fuzz, coverage.
 clang_packages=(clang-14 libclang-rt-14-dev)
 # What takes the NDK's place in the test of the Android build.

@@ -1,0 +1,395 @@
+// The GStreamer element as applications use it: in a pipeline, with sinks that write
+// down what comes.
+#include <gst/gst.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <fstream>
+#include <map>
+#include <mutex>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "testing/AsfBuilder.h"
+#include "testing/Random.h"
+#include "testing/SampleFiles.h"
+
+namespace {
+
+struct Frame {
+  long long ms;
+  bool isKey;
+  std::string md5;
+
+  bool operator==(const Frame& other) const { return ms == other.ms && md5 == other.md5; }
+};
+std::ostream& operator<<(std::ostream& out, const Frame& frame) {
+  return out << frame.ms << (frame.isKey ? " key " : " ") << frame.md5;
+}
+using Frames = std::vector<Frame>;
+
+// What one pad brought.
+struct Recording {
+  Frames frames;
+  long long startMs = -1;  // of the last segment
+  std::string caps;
+};
+
+std::string Md5(GstBuffer* buffer) {
+  GstMapInfo map;
+  gst_buffer_map(buffer, &map, GST_MAP_READ);
+  gchar* const text = g_compute_checksum_for_data(G_CHECKSUM_MD5, map.data, map.size);
+  gst_buffer_unmap(buffer, &map);
+  std::string md5 = text;
+  g_free(text);
+  return md5;
+}
+
+class Player {
+ public:
+  explicit Player(const std::string& bytes, const char* between = "") {
+    path_ = testing::TempDir() + "gstreamer_test_" + std::to_string(getpid()) + ".asf";
+    std::ofstream(path_, std::ios::binary) << bytes;
+    const std::string launch =
+        "filesrc location=\"" + path_ + "\" ! " + between + " qoasfdemux name=demux";
+    pipeline_ = gst_parse_launch(launch.c_str(), nullptr);
+    demux_ = gst_bin_get_by_name(GST_BIN(pipeline_), "demux");
+    g_signal_connect_swapped(demux_, "pad-added", G_CALLBACK(OnPad), this);
+    g_signal_connect_swapped(demux_, "pad-removed", G_CALLBACK(OnPadRemoved), this);
+    bus_ = gst_element_get_bus(pipeline_);
+    gst_element_set_state(pipeline_, GST_STATE_PLAYING);
+  }
+  ~Player() {
+    gst_element_set_state(pipeline_, GST_STATE_NULL);
+    gst_object_unref(bus_);
+    gst_object_unref(demux_);
+    gst_object_unref(pipeline_);
+    std::remove(path_.c_str());
+  }
+
+  GstElement* pipeline() const { return pipeline_; }
+  GstElement* demux() const { return demux_; }
+
+  // Waits for the end: "" for the end of stream, otherwise the error's words. Warnings
+  // on the way are counted.
+  std::string Wait() {
+    constexpr GstClockTime kPatience = 60 * GST_SECOND;
+    const auto types = static_cast<GstMessageType>(
+        GST_MESSAGE_EOS | GST_MESSAGE_ERROR | GST_MESSAGE_WARNING | GST_MESSAGE_STREAMS_SELECTED);
+    while (GstMessage* message = gst_bus_timed_pop_filtered(bus_, kPatience, types)) {
+      const GstMessageType type = GST_MESSAGE_TYPE(message);
+      std::string words;
+      if (type == GST_MESSAGE_WARNING) ++warnings;
+      if (type == GST_MESSAGE_ERROR) words = ErrorWords(message);
+      gst_message_unref(message);
+      if (type == GST_MESSAGE_EOS || type == GST_MESSAGE_ERROR) return words;
+    }
+    return "nothing happens";
+  }
+
+  bool Seek(GstSeekFlags flags, long long startMs, long long stopMs = -1) {
+    {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      for (auto& [name, recording] : recordings_) recording.frames.clear();
+    }
+    return gst_element_seek(
+        demux_, 1.0, GST_FORMAT_TIME, static_cast<GstSeekFlags>(flags | GST_SEEK_FLAG_FLUSH),
+        GST_SEEK_TYPE_SET, startMs * GST_MSECOND,
+        stopMs < 0 ? GST_SEEK_TYPE_NONE : GST_SEEK_TYPE_SET, stopMs * GST_MSECOND);
+  }
+
+  std::map<std::string, Recording> recordings() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return recordings_;
+  }
+
+  int warnings = 0;
+
+ private:
+  static std::string ErrorWords(GstMessage* message) {
+    GError* error = nullptr;
+    gst_message_parse_error(message, &error, nullptr);
+    std::string words = g_quark_to_string(error->domain);
+    words += " " + std::to_string(error->code);
+    g_error_free(error);
+    return words;
+  }
+
+  static void OnPad(Player* self, GstPad* pad) {
+    GstElement* const sink = gst_element_factory_make("fakesink", nullptr);
+    g_object_set(sink, "sync", FALSE, "async", FALSE, "signal-handoffs", TRUE, nullptr);
+    g_object_set_data_full(G_OBJECT(sink), "pad", gst_pad_get_name(pad), g_free);
+    g_signal_connect(sink, "handoff", G_CALLBACK(OnBuffer), self);
+    gst_bin_add(GST_BIN(self->pipeline_), sink);
+    GstPad* const target = gst_element_get_static_pad(sink, "sink");
+    gst_pad_add_probe(target, GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM, OnEvent, self, nullptr);
+    gst_pad_link(pad, target);
+    gst_object_unref(target);
+    gst_element_sync_state_with_parent(sink);
+    self->sinks_[pad] = sink;
+  }
+
+  // A sink without a stream would wait for its end for ever.
+  static void OnPadRemoved(Player* self, GstPad* pad) {
+    const auto found = self->sinks_.find(pad);
+    if (found == self->sinks_.end()) return;
+    gst_element_set_locked_state(found->second, TRUE);
+    gst_element_set_state(found->second, GST_STATE_NULL);
+    gst_bin_remove(GST_BIN(self->pipeline_), found->second);
+    self->sinks_.erase(found);
+  }
+
+  Recording& Of(GstElement* sink) {
+    return recordings_[static_cast<const char*>(g_object_get_data(G_OBJECT(sink), "pad"))];
+  }
+
+  static void OnBuffer(GstElement* sink, GstBuffer* buffer, GstPad*, Player* self) {
+    const std::lock_guard<std::mutex> lock(self->mutex_);
+    self->Of(sink).frames.push_back({static_cast<long long>(GST_BUFFER_PTS(buffer) / GST_MSECOND),
+                                     !GST_BUFFER_FLAG_IS_SET(buffer, GST_BUFFER_FLAG_DELTA_UNIT),
+                                     Md5(buffer)});
+  }
+
+  static GstPadProbeReturn OnEvent(GstPad* pad, GstPadProbeInfo* info, gpointer data) {
+    auto* const self = static_cast<Player*>(data);
+    GstEvent* const event = GST_PAD_PROBE_INFO_EVENT(info);
+    GstElement* const sink = gst_pad_get_parent_element(pad);
+    {
+      const std::lock_guard<std::mutex> lock(self->mutex_);
+      if (GST_EVENT_TYPE(event) == GST_EVENT_SEGMENT) {
+        const GstSegment* segment = nullptr;
+        gst_event_parse_segment(event, &segment);
+        self->Of(sink).startMs = static_cast<long long>(segment->start / GST_MSECOND);
+      } else if (GST_EVENT_TYPE(event) == GST_EVENT_CAPS) {
+        GstCaps* caps = nullptr;
+        gst_event_parse_caps(event, &caps);
+        gchar* const text = gst_caps_to_string(caps);
+        self->Of(sink).caps = text;
+        g_free(text);
+      }
+    }
+    gst_object_unref(sink);
+    return GST_PAD_PROBE_OK;
+  }
+
+  std::string path_;
+  GstElement* pipeline_ = nullptr;
+  GstElement* demux_ = nullptr;
+  GstBus* bus_ = nullptr;
+  std::map<GstPad*, GstElement*> sinks_;
+  std::mutex mutex_;
+  std::map<std::string, Recording> recordings_;
+};
+
+// What another program reads from a sample, stream by stream, in the order of the file.
+std::map<int, Frames> Companion(const std::filesystem::path& sample) {
+  std::ifstream lines(sample.string() + ".packets.tsv");
+  std::map<int, Frames> streams;
+  std::string line;
+  std::getline(lines, line);
+  while (std::getline(lines, line)) {
+    std::istringstream fields(line);
+    int stream = 0, size = 0;
+    Frame frame = {};
+    fields >> stream >> frame.ms >> size >> frame.isKey >> frame.md5;
+    streams[stream].push_back(frame);
+  }
+  return streams;
+}
+
+TEST(GStreamer, PlaysEverySampleWithTheTimesThatAnotherProgramReads) {
+  for (const std::filesystem::path& sample : SamplePaths()) {
+    SCOPED_TRACE(sample.filename().string());
+    Player player(FileBytes(sample));
+    ASSERT_EQ("", player.Wait());
+    std::vector<std::pair<int, Recording>> pads;
+    for (const auto& [name, recording] : player.recordings())
+      pads.emplace_back(std::stoi(name.substr(name.find('_') + 1)), recording);
+    std::sort(pads.begin(), pads.end(),
+              [](const auto& a, const auto& b) { return a.first < b.first; });
+    std::size_t k = 0;
+    for (const auto& [stream, expected] : Companion(sample)) {
+      if (expected.size() == 1) continue;  // a picture among the tags
+      ASSERT_LT(k, pads.size());
+      const Recording& pad = pads[k++].second;
+      ASSERT_EQ(expected.size(), pad.frames.size()) << pad.caps;
+      const bool isRewritten = pad.caps.find("byte-stream") != std::string::npos;
+      for (std::size_t i = 0; i < expected.size(); ++i) {
+        ASSERT_EQ(expected[i].ms, pad.frames[i].ms) << i;
+        ASSERT_EQ(expected[i].isKey, pad.frames[i].isKey) << i;
+        ASSERT_TRUE(isRewritten || expected[i].md5 == pad.frames[i].md5) << i;
+      }
+    }
+    EXPECT_EQ(k, pads.size());
+  }
+}
+
+struct SeekKind {
+  const char* name;
+  int flags;
+};
+constexpr SeekKind kSeekKinds[] = {
+    {"accurate", GST_SEEK_FLAG_ACCURATE},
+    {"key frame before", GST_SEEK_FLAG_KEY_UNIT | GST_SEEK_FLAG_SNAP_BEFORE},
+    {"key frame after", GST_SEEK_FLAG_KEY_UNIT | GST_SEEK_FLAG_SNAP_AFTER},
+    {"nearest key frame", GST_SEEK_FLAG_KEY_UNIT | GST_SEEK_FLAG_SNAP_NEAREST},
+};
+
+// Where a seek of a kind must land in what a play-out brings: an index.
+std::size_t Landing(const Frames& all, int flags, long long targetMs) {
+  std::size_t before = 0, after = all.size();
+  for (std::size_t i = 0; i < all.size(); ++i) {
+    if (!all[i].isKey) continue;
+    if (all[i].ms <= targetMs) before = i;
+    if (all[i].ms >= targetMs) after = std::min(after, i);
+  }
+  const bool mayFollow = (flags & GST_SEEK_FLAG_KEY_UNIT) && (flags & GST_SEEK_FLAG_SNAP_AFTER);
+  if (!mayFollow || after == all.size()) return before;
+  const bool isNearest = (flags & GST_SEEK_FLAG_SNAP_NEAREST) == GST_SEEK_FLAG_SNAP_NEAREST;
+  const bool isNearer = all[after].ms - targetMs < targetMs - all[before].ms;
+  return !isNearest || isNearer || all[before].ms > targetMs ? after : before;
+}
+
+TEST(GStreamer, SeeksLandWhereAPlayOutHasTheFrame) {
+  constexpr int kSeeks = 12;
+  for (const char* name : {"wmv2_wma2.wmv", "mpeg4_mp3.asf", "h264_aac.asf", "two_audio.wmv"}) {
+    Player player(FileBytes(std::filesystem::path(QO_SAMPLES_DIR) / name));
+    ASSERT_EQ("", player.Wait());
+    const auto all = player.recordings();
+    Random random(7);
+    for (const SeekKind& kind : kSeekKinds) {
+      for (int n = 0; n < kSeeks; ++n) {
+        const auto target = static_cast<long long>(random.Below(2200));
+        SCOPED_TRACE(std::string(name) + " " + kind.name + " " + std::to_string(target));
+        ASSERT_TRUE(player.Seek(static_cast<GstSeekFlags>(kind.flags), target));
+        ASSERT_EQ("", player.Wait());
+        long long startMs = target;
+        for (const auto& [pad, recording] : player.recordings()) {
+          const Frames& out = all.at(pad).frames;
+          ASSERT_FALSE(recording.frames.empty()) << pad;
+          const auto first = std::find(out.begin(), out.end(), recording.frames.front());
+          // Whatever came first, the rest is the play-out's to its end.
+          EXPECT_EQ(Frames(first, out.end()), recording.frames) << pad;
+          startMs = recording.startMs;
+          if (pad.find("video") == 0) {
+            const std::size_t landing = Landing(out, kind.flags, target);
+            EXPECT_EQ(out[landing], recording.frames.front());
+            EXPECT_TRUE((kind.flags & GST_SEEK_FLAG_ACCURATE) == 0 || target == startMs);
+          }
+        }
+        // Audio is there from the segment's beginning on, if it has any there.
+        for (const auto& [pad, recording] : player.recordings()) {
+          EXPECT_EQ(startMs, recording.startMs);
+          const long long ahead = recording.frames.front().ms;
+          EXPECT_TRUE(ahead <= startMs || recording.frames.size() == all.at(pad).frames.size())
+              << pad << " begins at " << ahead;
+        }
+      }
+    }
+  }
+}
+
+TEST(GStreamer, ASeekEndsAtItsStop) {
+  Player player(FileBytes(std::filesystem::path(QO_SAMPLES_DIR) / "wmv2_wma2.wmv"));
+  ASSERT_EQ("", player.Wait());
+  ASSERT_TRUE(player.Seek(GST_SEEK_FLAG_ACCURATE, 500, 1200));
+  ASSERT_EQ("", player.Wait());
+  for (const auto& [pad, recording] : player.recordings()) {
+    EXPECT_GE(1300, recording.frames.back().ms) << pad;
+    EXPECT_LE(1100, recording.frames.back().ms) << pad;
+  }
+}
+
+AsfFile Seconds() {
+  AsfFile file({Stream(ID_VIDEO_MEDIA, 2, VideoFormat("WMV2")),
+                Stream(ID_AUDIO_MEDIA, 1, AudioFormat(0xFF))});
+  for (unsigned int k = 0; k < 40; ++k) {
+    const Bytes number = std::to_string(100 + k);
+    file.packets.push_back(Packet({Media(2, 3000 + 500 * k, "video" + number).Key(k % 2 == 0),
+                                   Media(1, 3000 + 500 * k, "audio" + number)}));
+  }
+  file.duration = 23ull * 10000000;
+  return file;
+}
+
+std::string Text(const Bytes& bytes) { return {bytes.begin(), bytes.end()}; }
+
+TEST(GStreamer, SaysWhatIsWrong) {
+  AsfFile encrypted = Seconds();
+  encrypted.header.push_back(Object(ID_CONTENT_ENCRYPTION_OBJECT, Bytes(16, '\0')));
+  const std::string good = Text(Seconds().Build());
+  const struct {
+    const char* name;
+    std::string bytes;
+    int code;
+  } rows[] = {
+      {"no ASF", std::string(5000, 'x'), GST_STREAM_ERROR_WRONG_TYPE},
+      {"encrypted", Text(encrypted.Build()), GST_STREAM_ERROR_DECRYPT},
+      {"cut in the header", good.substr(0, 60), GST_STREAM_ERROR_DEMUX},
+  };
+  for (const auto& row : rows) {
+    Player player(row.bytes);
+    EXPECT_EQ("gst-stream-error-quark " + std::to_string(row.code), player.Wait()) << row.name;
+  }
+}
+
+TEST(GStreamer, APacketThatMakesNoSenseIsAWarning) {
+  AsfFile file = Seconds();
+  std::string bytes = Text(file.Build());
+  const std::size_t victim = bytes.find("video120");
+  ASSERT_NE(std::string::npos, victim);
+  // Of the payload's replicated data nothing is left.
+  std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(victim) - 17, 10, '\xFF');
+  Player player(bytes);
+  EXPECT_EQ("", player.Wait());
+  EXPECT_EQ(1, player.warnings);
+  EXPECT_LE(38u, player.recordings().at("video_2").frames.size());
+}
+
+TEST(GStreamer, SelectsStreamsWhilePlaying) {
+  Player player(FileBytes(std::filesystem::path(QO_SAMPLES_DIR) / "two_audio.wmv"));
+  ASSERT_EQ("", player.Wait());
+  const std::size_t all = player.recordings().at("audio_2").frames.size();
+  GstPad* const kept = gst_element_get_static_pad(player.demux(), "audio_2");
+  ASSERT_NE(nullptr, kept);
+  gchar* const id = gst_pad_get_stream_id(kept);
+  GList* ids = g_list_append(nullptr, id);
+  ASSERT_TRUE(gst_element_send_event(player.demux(), gst_event_new_select_streams(ids)));
+  g_list_free_full(ids, g_free);
+  gst_object_unref(kept);
+  ASSERT_TRUE(player.Seek(GST_SEEK_FLAG_ACCURATE, 0));
+  EXPECT_EQ("", player.Wait());
+  for (const auto& [pad, recording] : player.recordings())
+    EXPECT_EQ(pad == "audio_2" ? all : 0u, recording.frames.size()) << pad;
+}
+
+TEST(GStreamer, StateChangesAndSeeksAtAnyMomentEndWell) {
+  Random random(11);
+  for (int round = 0; round < 25; ++round) {
+    Player player(FileBytes(std::filesystem::path(QO_SAMPLES_DIR) / "two_audio.wmv"));
+    for (int step = 0; step < 6; ++step) {
+      g_usleep(random.Below(3000));
+      static constexpr GstState kStates[] = {GST_STATE_READY, GST_STATE_PAUSED, GST_STATE_PLAYING};
+      if (random.Below(2) == 0) {
+        gst_element_set_state(player.pipeline(), kStates[random.Below(3)]);
+      } else {
+        player.Seek(GST_SEEK_FLAG_KEY_UNIT, static_cast<long long>(random.Below(2000)));
+      }
+    }
+    gst_element_set_state(player.pipeline(), GST_STATE_PLAYING);
+    ASSERT_EQ("", player.Wait()) << round;
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  testing::InitGoogleTest(&argc, argv);
+  g_setenv("GST_PLUGIN_PATH", QO_PLUGIN_DIR, TRUE);
+  g_setenv("GST_REGISTRY_FORK", "no", TRUE);
+  g_setenv("GST_REGISTRY", QO_REGISTRY, TRUE);
+  gst_init(&argc, &argv);
+  return RUN_ALL_TESTS();
+}
