@@ -223,68 +223,69 @@ void ParserSession::ReadTags() {
   }
 }
 
-// Has the next unit of a kind waiting. False at the end.
-inline bool ParserSession::Fill(TrackKind kind, bool keyFrameOnly) {
-  const Lane& lane = LaneOf(kind);
-  return lane.pending || (lane.exists && ReadUnit(kind, keyFrameOnly));
+// Has the next unit of a lane waiting. False at the end.
+inline bool ParserSession::Fill(Lane* lane, bool keyFrameOnly) {
+  return lane->pending || (lane->exists && ReadUnit(lane, keyFrameOnly));
 }
 
 const AccessUnit* ParserSession::NextUnit() {
-  const AccessUnit* first = nullptr;
-  for (const TrackKind kind : kKinds) {
-    const AccessUnit* unit = PeekUnit(kind);
-    if (unit == nullptr) continue;
-    if (first == nullptr || IsBefore(unit->timeMs, first->timeMs)) first = unit;
-  }
-  return first != nullptr ? HandOut(first->kind) : nullptr;
+  Lane& video = LaneOf(TrackKind::kVideo);
+  Lane& audio = LaneOf(TrackKind::kAudio);
+  const bool hasVideo = Fill(&video);
+  if (!Fill(&audio)) return hasVideo ? HandOut(&video) : nullptr;
+  const bool isAudio = !hasVideo || IsBefore(audio.unit.timeMs, video.unit.timeMs);
+  return HandOut(isAudio ? &audio : &video);
 }
 
 const AccessUnit* ParserSession::NextUnit(TrackKind kind) {
-  return Fill(kind) ? HandOut(kind) : nullptr;
+  Lane& lane = LaneOf(kind);
+  return Fill(&lane) ? HandOut(&lane) : nullptr;
 }
 
 const AccessUnit* ParserSession::PeekUnit(TrackKind kind, bool keyFrameOnly) {
-  return Fill(kind, keyFrameOnly) ? &LaneOf(kind).unit : nullptr;
+  Lane& lane = LaneOf(kind);
+  return Fill(&lane, keyFrameOnly) ? &lane.unit : nullptr;
 }
 
-const AccessUnit* ParserSession::HandOut(TrackKind kind) {
-  Lane& lane = LaneOf(kind);
-  lane.pending = false;
-  lane.isAtStart = false;
-  lane.reachedMs = lane.unit.timeMs;
-  return &lane.unit;
+inline const AccessUnit* ParserSession::HandOut(Lane* lane) {
+  lane->pending = false;
+  lane->isAtStart = false;
+  lane->reachedMs = lane->unit.timeMs;
+  return &lane->unit;
 }
 
-// Reads the next unit of a kind. False at the end.
-bool ParserSession::ReadUnit(TrackKind kind, bool keyFrameOnly) {
-  Lane& lane = LaneOf(kind);
-  if (CutBlock(&lane)) return true;
-  if (lane.endStatus != kParserOk) return false;
+// Reads the next unit of a lane. False at the end.
+bool ParserSession::ReadUnit(Lane* lane, bool keyFrameOnly) {
+  if (CutBlock(lane)) return true;
+  if (lane->endStatus != kParserOk) return false;
   unsigned long size = 0;
   unsigned long timeMs = 0;
-  unsigned char* const buffer = lane.buffer.get();
-  IParser* const parser = lane.reading->parser.get();
-  const int status =
-      kind == TrackKind::kVideo
+  unsigned char* const buffer = lane->buffer.get();
+  IParser* const parser = lane->reading->parser.get();
+  lane->endStatus =
+      lane->unit.kind == TrackKind::kVideo
           ? parser->GetVideoData(buffer, &size, &timeMs, kMaxAccessUnitBytes, keyFrameOnly)
           : parser->GetAudioData(buffer, &size, &timeMs, kMaxAccessUnitBytes);
-  lane.endStatus = status;
-  lane.pending = status == kParserOk;
-  lane.unit.data = buffer;
-  lane.unit.size = size;
-  lane.unit.timeMs = timeMs;
-  if (lane.pending && presented_ != nullptr) Shape(&lane);
-  return lane.pending;
+  lane->pending = lane->endStatus == kParserOk;
+  lane->unit.data = buffer;
+  lane->unit.size = size;
+  lane->unit.timeMs = timeMs;
+  if (lane->pending && presented_ != nullptr) Shape(lane);
+  return lane->pending;
 }
 
 // Makes of the parser's unit, just read, what the file has.
-void ParserSession::Shape(Lane* lane) {
+inline void ParserSession::Shape(Lane* lane) {
   AccessUnit& unit = lane->unit;
   if (unit.size < lane->blockAlign) unit.timeMs -= lane->partLateMs;
   const PresentedFile& presented = *lane->reading->presented;
   unit.isIncomplete = presented.IsIncomplete(lane->stream, unit.timeMs);
   if (unit.kind == TrackKind::kVideo) unit.isKeyFrame = presented.IsKeyFrame(unit.timeMs);
-  if (lane->form == UnitForm::kParser) return;
+  if (lane->form != UnitForm::kParser) Straighten(lane);
+}
+
+void ParserSession::Straighten(Lane* lane) {
+  AccessUnit& unit = lane->unit;
   if (lane->form == UnitForm::kInverted && unit.size != 0) {
     lane->buffer[0] = static_cast<unsigned char>(~lane->buffer[0]);
   }
@@ -304,7 +305,7 @@ void ParserSession::Shape(Lane* lane) {
 
 // The next block of the object in hand, whose time goes on from the object's. False: it
 // is used up.
-bool ParserSession::CutBlock(Lane* lane) {
+inline bool ParserSession::CutBlock(Lane* lane) {
   if (lane->next >= lane->object.size) return false;
   lane->unit = lane->object;
   lane->unit.data += lane->next;

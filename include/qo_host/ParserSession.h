@@ -218,11 +218,12 @@ class ParserSession {
   void ReadConfig(unsigned char* buffer, Track* track);
   void ReadTags();
 
-  bool Fill(TrackKind kind, bool keyFrameOnly = false);
-  bool ReadUnit(TrackKind kind, bool keyFrameOnly);
+  bool Fill(Lane* lane, bool keyFrameOnly = false);
+  bool ReadUnit(Lane* lane, bool keyFrameOnly);
   void Shape(Lane* lane);
+  static void Straighten(Lane* lane);
   static bool CutBlock(Lane* lane);
-  const AccessUnit* HandOut(TrackKind kind);
+  static const AccessUnit* HandOut(Lane* lane);
   void Restart(TrackKind kind);
   int SeekTrack(TrackKind kind, unsigned long long timeMs, int seekMode, int modeFlags);
 
