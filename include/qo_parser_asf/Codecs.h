@@ -29,8 +29,9 @@ constexpr unsigned int kCodecMpeg4 = 102;
 // H.263. No configuration.
 constexpr unsigned int kCodecH263 = 103;
 // H.264. A unit: one NAL unit behind 00 00 00 01, in place of its 4-byte length in the
-// file; a media object that begins with a start code comes whole. NAL units of one
-// picture have one time. Configuration: as in the file, mostly an avcC record (first byte
+// file; a media object that begins with 00 00 00 01 comes whole (through the host kit one
+// with other start codes or lengths, too, all behind start codes). NAL units of one picture
+// have one time. Configuration: as in the file, mostly an avcC record (first byte
 // 1), else parameter sets behind start codes, or nothing where they come in the units.
 constexpr unsigned int kCodecH264 = 104;
 // Windows Media Video 7. No configuration.
