@@ -67,6 +67,10 @@ TEST_F(Tool, JsonAgreesWithTheTextAndIsAllThereIsOnStdout) {
   const auto info = nlohmann::json::parse(Run("info --json " + Sample("tags.wma")).out);
   EXPECT_EQ(info["tags"]["album"], "The Album");
   EXPECT_EQ(info["tracks"][0]["codec"], 211);
+  const auto streams = nlohmann::json::parse(Run("info --json " + Sample("two_audio.wmv")).out);
+  EXPECT_EQ(streams["streams"][2]["kind"], "audio");
+  EXPECT_EQ(streams["streams"][2]["chosen"], false);
+  EXPECT_EQ(streams["streams"][2]["tag"], "0x0161");
   const auto units =
       nlohmann::json::parse(Run("units --json --track video " + Sample("two_audio.wmv")).out);
   const std::string lines = Run("units --track video " + Sample("two_audio.wmv")).out;

@@ -6,6 +6,7 @@
 #include "tools/Commands.h"
 #include "tools/Json.h"
 #include "tools/Output.h"
+#include "tools/Streams.h"
 #include "tools/Verdict.h"
 
 namespace tool {
@@ -16,6 +17,9 @@ constexpr std::size_t kConfigBytesShown = 24;
 
 void PrintJson(Input* input, const Verdict& verdict) {
   Json json = FileJson(input->path(), input->session(), input->layout());
+  json["streams"] = Json::array();
+  for (const ListedStream& stream : ListStreams(input))
+    json["streams"].push_back(StreamJson(stream));
   json["problems"] = verdict.problems;
   json["notes"] = verdict.notes;
   Print(JsonText(json) + "\n");
@@ -69,6 +73,9 @@ void PrintTags(const qo_host::ParserSession& session) {
 void PrintText(Input* input, const Verdict& verdict) {
   Print(Bold(Printable(input->path()), stdout) + "\n");
   if (input->layout().isAsf) PrintContainer(input);
+  for (const ListedStream& stream : ListStreams(input)) {
+    PrintLine("stream " + std::to_string(stream.number), StreamLine(stream));
+  }
   for (const qo_host::Track& track : input->session().tracks()) PrintTrack(track);
   PrintTags(input->session());
   for (const std::string& note : verdict.notes) PrintLine("note", Printable(note));
