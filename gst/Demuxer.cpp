@@ -46,13 +46,16 @@ Demuxer::~Demuxer() {
   g_rec_mutex_clear(&taskLock_);
 }
 
-void Demuxer::Start() {
+void Demuxer::Start(GstPadMode mode) {
   const TaskLock lock(&taskLock_);
+  flow_ = GST_FLOW_OK;
+  if (mode == GST_PAD_MODE_PUSH) queue_ = std::make_unique<QueueSource>(&flow_);
   isStreaming_ = true;
   gst_task_start(task_);
 }
 
 void Demuxer::Stop() {
+  if (queue_ != nullptr) queue_->Flush();
   {
     // A seek under way starts the task as its last step.
     const TaskLock lock(&taskLock_);
@@ -74,7 +77,8 @@ void Demuxer::Reset() {
     gst_element_remove_pad(element_, output->pad());
   }
   outputs_.clear();
-  source_.reset();
+  pull_.reset();
+  queue_.reset();
   header_ = {};
   if (collection_ != nullptr) gst_object_unref(collection_);
   collection_ = nullptr;
@@ -83,18 +87,27 @@ void Demuxer::Reset() {
   lastDamaged_.reset();
 }
 
+IDataSource* Demuxer::Source() const {
+  return queue_ != nullptr ? static_cast<IDataSource*>(queue_.get()) : pull_.get();
+}
+
+GstFlowReturn Demuxer::Push(GstBuffer* buffer) { return queue_->Push(buffer); }
+
+void Demuxer::PushEnd() { queue_->End(); }
+
 void Demuxer::Run() {
   if (isOpen_) return Step();
   if (OpenFile()) return;
   gst_task_pause(task_);
+  if (queue_ != nullptr) queue_->Close(flow_ == GST_FLOW_OK ? GST_FLOW_ERROR : flow_.load());
 }
 
 bool Demuxer::OpenFile() {
-  source_ = std::make_unique<PadSource>(sink_);
-  int status = qo_host::ReadFileHeader(source_.get(), &header_);
+  if (queue_ == nullptr) pull_ = std::make_unique<PadSource>(sink_, &flow_);
+  int status = qo_host::ReadFileHeader(Source(), &header_);
   if (status >= 0 && !CheckHeader()) return false;
   if (status >= 0) OpenStreams(&status);
-  const GstFlowReturn flow = source_->flow();
+  const GstFlowReturn flow = flow_;
   if (flow != GST_FLOW_OK) {
     outputs_.clear();
     if (flow != GST_FLOW_FLUSHING) GST_ELEMENT_FLOW_ERROR(element_, flow);
@@ -106,7 +119,7 @@ bool Demuxer::OpenFile() {
 }
 
 bool Demuxer::CheckHeader() {
-  if (source_->flow() != GST_FLOW_OK) return true;
+  if (flow_ != GST_FLOW_OK) return true;
   if (!header_.isAsf) {
     GST_ELEMENT_ERROR(element_, STREAM, WRONG_TYPE, ("This is no ASF file."), (nullptr));
     return false;
@@ -136,8 +149,8 @@ void Demuxer::OpenStreams(int* status) {
     if (!IsPlayable(stream) || seen[stream.number] || !IsWorthASession(outputs_.size())) continue;
     seen[stream.number] = true;
     int opened = 0;
-    auto reader = StreamReader::Open(source_.get(), stream, &opened);
-    if (source_->flow() != GST_FLOW_OK) return;
+    auto reader = StreamReader::Open(Source(), stream, &opened);
+    if (flow_ != GST_FLOW_OK) return;
     if (reader == nullptr) {
       GST_WARNING_OBJECT(element_, "stream %u can't be played: status %d", stream.number, opened);
       if (*status == 0) *status = opened;
@@ -191,17 +204,17 @@ void Demuxer::ExposeStreams() {
 void Demuxer::Show() {
   const std::lock_guard<std::mutex> lock(shownLock_);
   shown_.segment = segment_;
+  shown_.canSeek = queue_ == nullptr;
   shown_.pads.clear();
   for (const auto& output : outputs_) {
     shown_.pads.emplace_back(GST_PAD(gst_object_ref(output->pad())), gst_object_unref);
-    shown_.hasVideo = shown_.hasVideo || output->isVideo();
   }
 }
 
 void Demuxer::Step() {
   ApplySelection();
   Output* const next = NextOutput();
-  if (source_->flow() != GST_FLOW_OK) return StopFor(source_->flow());
+  if (flow_ != GST_FLOW_OK) return StopFor(flow_);
   if (next == nullptr) return Finish();
   CoverGaps(next->bufferTime());
   WarnOfDamage(next->reader());
@@ -219,7 +232,7 @@ Output* Demuxer::NextOutput() {
   for (const auto& output : outputs_) {
     if (output->isDone() || !output->isActive()) continue;
     if (!output->HasBuffer(segment_)) {
-      if (source_->flow() != GST_FLOW_OK) return nullptr;
+      if (flow_ != GST_FLOW_OK) return nullptr;
       output->SetDone();
       if (!isLooped) output->PushEos(segment_, seqnum_);
     } else if (next == nullptr || output->bufferTime() < next->bufferTime()) {
@@ -249,6 +262,7 @@ void Demuxer::WarnOfDamage(const StreamReader& reader) {
 
 void Demuxer::Finish() {
   gst_task_pause(task_);
+  if (queue_ != nullptr) queue_->Close(GST_FLOW_EOS);
   if ((segment_.flags & GST_SEGMENT_FLAG_SEGMENT) == 0) {
     for (const auto& output : outputs_) output->PushEos(segment_, seqnum_);
     return;
@@ -268,6 +282,7 @@ void Demuxer::Finish() {
 // Flushing says nothing more; a flow that fails is an error, and then the end for all.
 void Demuxer::StopFor(GstFlowReturn flow) {
   gst_task_pause(task_);
+  if (queue_ != nullptr) queue_->Close(flow);
   GST_DEBUG_OBJECT(element_, "streaming stops: %s", gst_flow_get_name(flow));
   if (flow == GST_FLOW_FLUSHING) return;
   if (flow != GST_FLOW_EOS) GST_ELEMENT_FLOW_ERROR(element_, flow);

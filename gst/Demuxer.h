@@ -27,6 +27,7 @@
 
 #include "gst/Output.h"
 #include "gst/PadSource.h"
+#include "gst/QueueSource.h"
 #include "qo_host/FileHeader.h"
 
 // Holds a task's lock.
@@ -49,10 +50,13 @@ class Demuxer {
   Demuxer(const Demuxer&) = delete;
   Demuxer& operator=(const Demuxer&) = delete;
 
-  // Starts streaming from the sink pad, and ends it: on return nothing is pushed any
-  // more. The pad itself ends a read that waits.
-  void Start();
+  // Starts streaming from the sink pad, which is pulled or pushed to by `mode`, and ends
+  // it: on return nothing is pushed any more. The pad itself ends a pull that waits.
+  void Start(GstPadMode mode);
   void Stop();
+  // In push mode, by the thread that pushes: see QueueSource.
+  GstFlowReturn Push(GstBuffer* buffer);
+  void PushEnd();
   // Forgets the file, pads included.
   void Reset();
 
@@ -63,6 +67,7 @@ class Demuxer {
 
  private:
   void Run();
+  IDataSource* Source() const;
   // Opening; false: the reason has been posted.
   bool OpenFile();
   bool CheckHeader();
@@ -103,7 +108,8 @@ class Demuxer {
   GRecMutex taskLock_;
 
   // Under taskLock_.
-  std::unique_ptr<PadSource> source_;  // null: no file
+  std::unique_ptr<PadSource> pull_;     // null: no file, or pushed
+  std::unique_ptr<QueueSource> queue_;  // null: pulled
   qo_host::FileHeader header_;
   std::vector<std::unique_ptr<Output>> outputs_;
   GstFlowCombiner* combiner_;
@@ -117,7 +123,7 @@ class Demuxer {
   // What any thread may see, with a lock of its own, which nothing else is called under.
   struct Shown {
     std::vector<std::shared_ptr<GstPad>> pads;  // none: no file is open
-    bool hasVideo = false;
+    bool canSeek = false;
     GstSegment segment = {};  // the duration is in it
   };
   Shown GetShown() const;
@@ -127,6 +133,7 @@ class Demuxer {
   std::vector<std::string> wanted_;  // ids of the streams to select
   std::atomic<bool> hasWanted_{false};
   std::atomic<GstClockTime> position_{0};
+  std::atomic<GstFlowReturn> flow_{GST_FLOW_OK};  // of the source's reads
 };
 
 #endif  // QO_GST_DEMUXER_H

@@ -16,8 +16,8 @@ constexpr std::size_t kWindowCount = 8;
 
 }  // namespace
 
-PadSource::PadSource(GstPad* sink)
-    : CachedSource(kMinWindowBytes, kMaxWindowBytes, kWindowCount), sink_(sink) {}
+PadSource::PadSource(GstPad* sink, std::atomic<GstFlowReturn>* flow)
+    : CachedSource(kMinWindowBytes, kMaxWindowBytes, kWindowCount), sink_(sink), flow_(flow) {}
 
 int PadSource::Open() { return 0; }
 
@@ -48,6 +48,6 @@ int PadSource::Fetch(unsigned long long offset, void* buffer, unsigned long long
   }
   gst_buffer_unref(given);
   if (flow == GST_FLOW_OK || flow == GST_FLOW_EOS) return 0;
-  if (flow_ == GST_FLOW_OK) flow_ = flow;
+  if (*flow_ == GST_FLOW_OK) *flow_ = flow;
   return flow == GST_FLOW_FLUSHING ? -ECANCELED : -EIO;
 }

@@ -11,14 +11,11 @@
 
 class PadSource final : public qo_host::CachedSource {
  public:
-  // `sink` must outlive this.
-  explicit PadSource(GstPad* sink);
-
-  // The first flow of a read, since construction or ForgetFlow, that was neither
-  // GST_FLOW_OK nor the end: GST_FLOW_FLUSHING where the pad ended the read, or what is
-  // wrong upstream. A parser takes both for the end of the data.
-  GstFlowReturn flow() const { return flow_; }
-  void ForgetFlow() { flow_ = GST_FLOW_OK; }
+  // Both are not null and must outlive this. `*flow` becomes the flow of a read that was
+  // neither GST_FLOW_OK nor the end, while it is GST_FLOW_OK itself: GST_FLOW_FLUSHING
+  // where the pad ended the read, or what is wrong upstream. A parser takes both for the
+  // end of the data.
+  PadSource(GstPad* sink, std::atomic<GstFlowReturn>* flow);
 
   int Open() override;   // 0, and nothing else
   int Close() override;  // the same
@@ -28,7 +25,7 @@ class PadSource final : public qo_host::CachedSource {
   int Fetch(unsigned long long offset, void* buffer, unsigned long long* size) override;
 
   GstPad* const sink_;
-  std::atomic<GstFlowReturn> flow_{GST_FLOW_OK};
+  std::atomic<GstFlowReturn>* const flow_;
 };
 
 #endif  // QO_GST_PADSOURCE_H

@@ -40,17 +40,39 @@ bool CanPull(GstPad* sink) {
 }
 
 gboolean ActivateSink(GstPad* sink, GstObject*) {
-  return CanPull(sink) && gst_pad_activate_mode(sink, GST_PAD_MODE_PULL, TRUE);
+  return gst_pad_activate_mode(sink, CanPull(sink) ? GST_PAD_MODE_PULL : GST_PAD_MODE_PUSH, TRUE);
 }
 
 gboolean ActivateSinkMode(GstPad*, GstObject* parent, GstPadMode mode, gboolean active) {
-  if (mode != GST_PAD_MODE_PULL) return FALSE;
   Demuxer* const demuxer = Self(parent)->demuxer;
   if (active) {
-    demuxer->Start();
+    demuxer->Start(mode);
   } else {
     demuxer->Stop();
   }
+  return TRUE;
+}
+
+GstFlowReturn Chain(GstPad*, GstObject* parent, GstBuffer* buffer) {
+  return Self(parent)->demuxer->Push(buffer);
+}
+
+// What comes with pushed bytes is about these, not about the streams in them.
+gboolean HandleSinkEvent(GstPad* pad, GstObject* parent, GstEvent* event) {
+  switch (GST_EVENT_TYPE(event)) {
+    case GST_EVENT_EOS:
+      Self(parent)->demuxer->PushEnd();
+      break;
+    case GST_EVENT_STREAM_START:
+    case GST_EVENT_CAPS:
+    case GST_EVENT_SEGMENT:
+    case GST_EVENT_FLUSH_START:
+    case GST_EVENT_FLUSH_STOP:
+      break;
+    default:
+      return gst_pad_event_default(pad, parent, event);
+  }
+  gst_event_unref(event);
   return TRUE;
 }
 
@@ -133,6 +155,8 @@ void InitInstance(GTypeInstance* instance, void*) {
   self->sink = gst_pad_new_from_static_template(&sink_template, "sink");
   gst_pad_set_activate_function(self->sink, ActivateSink);
   gst_pad_set_activatemode_function(self->sink, ActivateSinkMode);
+  gst_pad_set_chain_function(self->sink, Chain);
+  gst_pad_set_event_function(self->sink, HandleSinkEvent);
   gst_element_add_pad(&self->element, self->sink);
   self->demuxer = new Demuxer(&self->element, self->sink);
 }

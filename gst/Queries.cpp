@@ -48,7 +48,7 @@ bool Demuxer::AnswerSeeking(GstQuery* query) const {
   gst_query_parse_seeking(query, &format, nullptr, nullptr, nullptr);
   const Shown shown = GetShown();
   const bool isKnown = !shown.pads.empty() && GST_CLOCK_TIME_IS_VALID(shown.segment.duration);
-  gst_query_set_seeking(query, format, format == GST_FORMAT_TIME && !shown.pads.empty(), 0,
+  gst_query_set_seeking(query, format, format == GST_FORMAT_TIME && shown.canSeek, 0,
                         isKnown ? static_cast<gint64>(shown.segment.duration) : -1);
   return true;
 }

@@ -44,14 +44,14 @@ bool Demuxer::Seek(GstEvent* event) {
     gst_pad_push_event(sink_, stop);
   }
   if (!isOpen_) return false;
-  source_->ForgetFlow();
+  flow_ = GST_FLOW_OK;
   Resume(request, Move(request));
   return true;
 }
 
 bool Demuxer::CanSeek(const SeekRequest& request) const {
   const Shown shown = GetShown();
-  return !shown.pads.empty() && request.format == GST_FORMAT_TIME && request.rate > 0;
+  return shown.canSeek && request.format == GST_FORMAT_TIME && request.rate > 0;
 }
 
 // A read that waits upstream and a push that waits downstream end at once by a flush;

@@ -50,7 +50,9 @@ std::string Md5(GstBuffer* buffer) {
 class Player {
  public:
   explicit Player(const std::string& bytes, const char* between = "") {
-    path_ = testing::TempDir() + "gstreamer_test_" + std::to_string(getpid()) + ".asf";
+    static int count = 0;
+    path_ = testing::TempDir() + "gstreamer_test_" + std::to_string(getpid()) + "_" +
+            std::to_string(++count) + ".asf";
     std::ofstream(path_, std::ios::binary) << bytes;
     const std::string launch =
         "filesrc location=\"" + path_ + "\" ! " + between + " qoasfdemux name=demux";
@@ -291,6 +293,19 @@ TEST(GStreamer, SeeksLandWhereAPlayOutHasTheFrame) {
   }
 }
 
+// A queue can't be pulled through.
+TEST(GStreamer, PlaysWhatIsPushedAsWhatItPulls) {
+  for (const std::filesystem::path& sample : SamplePaths()) {
+    SCOPED_TRACE(sample.filename().string());
+    Player pulled(FileBytes(sample)), pushed(FileBytes(sample), "queue !");
+    ASSERT_EQ("", pulled.Wait());
+    ASSERT_EQ("", pushed.Wait());
+    for (const auto& [pad, recording] : pulled.recordings())
+      EXPECT_EQ(recording.frames, pushed.recordings()[pad].frames) << pad;
+    EXPECT_FALSE(pushed.Seek(GST_SEEK_FLAG_KEY_UNIT, 0));
+  }
+}
+
 TEST(GStreamer, ASeekEndsAtItsStop) {
   Player player(FileBytes(std::filesystem::path(QO_SAMPLES_DIR) / "wmv2_wma2.wmv"));
   ASSERT_EQ("", player.Wait());
@@ -391,5 +406,7 @@ int main(int argc, char** argv) {
   g_setenv("GST_REGISTRY_FORK", "no", TRUE);
   g_setenv("GST_REGISTRY", QO_REGISTRY, TRUE);
   gst_init(&argc, &argv);
-  return RUN_ALL_TESTS();
+  const int result = RUN_ALL_TESTS();
+  gst_deinit();
+  return result;
 }
