@@ -190,7 +190,7 @@ void Demuxer::ExposeStreams() {
     SetSourceFunctions(output->pad());
     output->BeginSegment(0);
     output->Announce(collection_, group, tags);
-    gst_element_add_pad(element_, GST_PAD(gst_object_ref(output->pad())));
+    gst_element_add_pad(element_, output->pad());
     gst_flow_combiner_add_pad(combiner_, output->pad());
   }
   gst_tag_list_unref(tags);
