@@ -76,7 +76,7 @@ constexpr unsigned int kExtensibleTag = 0xFFFE;
 // What follows AudioFormat then.
 struct ExtensibleFormat {
   unsigned short validBitsPerSample;
-  unsigned int channelMask;
+  unsigned int channelMask;  // the speakers, a bit each: 1 front left, 2 front right, 4 centre, ...
   Guid subFormat;
   std::optional<unsigned short> formatTag;  // that the sub-format stands for, where it does for one
 };
@@ -85,8 +85,8 @@ struct ExtensibleFormat {
 struct VideoFormat {
   unsigned int encodedWidth;
   unsigned int encodedHeight;
-  int width;  // of the bitmap header, like the rest
-  int height;
+  int width;                // of the bitmap header, like the rest
+  int height;               // negative where the rows begin at the top
   unsigned short bitCount;  // bits in a pixel
 };
 
