@@ -242,7 +242,9 @@ class Damager {
     const std::vector<std::size_t>& headers = subject_.payloadHeaders;
     const auto first = std::lower_bound(headers.begin(), headers.end(), begin_);
     const auto last = std::lower_bound(first, headers.end(), end_);
-    return first == last ? begin_ : first[random_->Below(static_cast<std::size_t>(last - first))];
+    const auto at = static_cast<std::size_t>(first - headers.begin());
+    return first == last ? begin_
+                         : headers[at + random_->Below(static_cast<std::size_t>(last - first))];
   }
 
   const Subject& subject_;
