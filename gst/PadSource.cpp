@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <limits>
 
 namespace {
 
@@ -31,14 +30,20 @@ int PadSource::GetSize(unsigned long long* size) {
 }
 
 int PadSource::Fetch(unsigned long long offset, void* buffer, unsigned long long* size) {
-  const auto wanted = static_cast<guint>(
-      std::min<unsigned long long>(*size, std::numeric_limits<guint>::max() / 2));
+  unsigned long long end = 0;
+  const bool isEndKnown = GetSize(&end) == 0;
+  unsigned long long wanted = std::min<unsigned long long>(*size, G_MAXINT);
+  if (isEndKnown) wanted = std::min(wanted, end - std::min(offset, end));
   *size = 0;
   if (wanted == 0) return 0;
-  GstBuffer* const given = gst_buffer_new_wrapped_full(static_cast<GstMemoryFlags>(0), buffer,
-                                                       wanted, 0, wanted, nullptr, nullptr);
+  // A source that ends early may leave the size of what it is given as it was: only one
+  // that has all that is asked for may fill the window.
+  GstBuffer* const given = isEndKnown
+                               ? gst_buffer_new_wrapped_full(static_cast<GstMemoryFlags>(0), buffer,
+                                                             wanted, 0, wanted, nullptr, nullptr)
+                               : nullptr;
   GstBuffer* got = given;
-  const GstFlowReturn flow = gst_pad_pull_range(sink_, offset, wanted, &got);
+  const GstFlowReturn flow = gst_pad_pull_range(sink_, offset, static_cast<guint>(wanted), &got);
   if (flow == GST_FLOW_OK) {
     *size = std::min<unsigned long long>(wanted, gst_buffer_get_size(got));
     if (got != given) {
@@ -46,7 +51,7 @@ int PadSource::Fetch(unsigned long long offset, void* buffer, unsigned long long
       gst_buffer_unref(got);
     }
   }
-  gst_buffer_unref(given);
+  if (given != nullptr) gst_buffer_unref(given);
   if (flow == GST_FLOW_OK || flow == GST_FLOW_EOS) return 0;
   if (*flow_ == GST_FLOW_OK) *flow_ = flow;
   return flow == GST_FLOW_FLUSHING ? -ECANCELED : -EIO;

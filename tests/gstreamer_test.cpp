@@ -74,19 +74,20 @@ class Player {
   GstElement* pipeline() const { return pipeline_; }
   GstElement* demux() const { return demux_; }
 
-  // Waits for the end: "" for the end of stream, otherwise the error's words. Warnings
-  // on the way are counted.
+  // Waits for the end: "" for the end of stream, "segment done", or an error's domain and
+  // code. Warnings on the way are counted.
   std::string Wait() {
     constexpr GstClockTime kPatience = 60 * GST_SECOND;
-    const auto types = static_cast<GstMessageType>(
-        GST_MESSAGE_EOS | GST_MESSAGE_ERROR | GST_MESSAGE_WARNING | GST_MESSAGE_STREAMS_SELECTED);
+    const auto types = static_cast<GstMessageType>(GST_MESSAGE_EOS | GST_MESSAGE_ERROR |
+                                                   GST_MESSAGE_WARNING | GST_MESSAGE_SEGMENT_DONE);
     while (GstMessage* message = gst_bus_timed_pop_filtered(bus_, kPatience, types)) {
       const GstMessageType type = GST_MESSAGE_TYPE(message);
       std::string words;
       if (type == GST_MESSAGE_WARNING) ++warnings;
       if (type == GST_MESSAGE_ERROR) words = ErrorWords(message);
       gst_message_unref(message);
-      if (type == GST_MESSAGE_EOS || type == GST_MESSAGE_ERROR) return words;
+      if (type == GST_MESSAGE_SEGMENT_DONE) words = "segment done";
+      if (type != GST_MESSAGE_WARNING) return words;
     }
     return "nothing happens";
   }
@@ -314,6 +315,38 @@ TEST(GStreamer, ASeekEndsAtItsStop) {
   for (const auto& [pad, recording] : player.recordings()) {
     EXPECT_GE(1300, recording.frames.back().ms) << pad;
     EXPECT_LE(1100, recording.frames.back().ms) << pad;
+  }
+}
+
+TEST(GStreamer, PlaysKeyFramesOnlyWhereThatIsWanted) {
+  Player player(FileBytes(std::filesystem::path(QO_SAMPLES_DIR) / "h264_aac.asf"));
+  ASSERT_EQ("", player.Wait());
+  Frames keys;
+  const auto all = player.recordings();
+  for (const Frame& frame : all.at("video_1").frames) {
+    if (frame.isKey) keys.push_back(frame);
+  }
+  ASSERT_TRUE(player.Seek(static_cast<GstSeekFlags>(GST_SEEK_FLAG_TRICKMODE_KEY_UNITS |
+                                                    GST_SEEK_FLAG_TRICKMODE_NO_AUDIO),
+                          0));
+  ASSERT_EQ("", player.Wait());
+  EXPECT_EQ(keys, player.recordings().at("video_1").frames);
+  EXPECT_TRUE(player.recordings().at("audio_2").frames.empty());
+}
+
+// A segment that ends says so, and the next one follows without a flush.
+TEST(GStreamer, LoopsWithoutAFlush) {
+  Player player(FileBytes(std::filesystem::path(QO_SAMPLES_DIR) / "wmv2_wma2.wmv"));
+  ASSERT_EQ("", player.Wait());
+  ASSERT_TRUE(player.Seek(GST_SEEK_FLAG_SEGMENT, 0));
+  ASSERT_EQ("segment done", player.Wait());
+  ASSERT_TRUE(gst_element_seek(player.demux(), 1, GST_FORMAT_TIME, GST_SEEK_FLAG_NONE,
+                               GST_SEEK_TYPE_SET, 0, GST_SEEK_TYPE_NONE, 0));
+  ASSERT_EQ("", player.Wait());
+  for (const auto& [pad, recording] : player.recordings()) {
+    const std::size_t half = recording.frames.size() / 2;
+    const auto middle = recording.frames.begin() + static_cast<std::ptrdiff_t>(half);
+    EXPECT_EQ(Frames(recording.frames.begin(), middle), Frames(middle, recording.frames.end()));
   }
 }
 
