@@ -25,6 +25,9 @@ constexpr unsigned long long kMaxHeaderBytesInSessions = 256ull << 20;
 // How far a pad may fall behind the others before it is told that nothing comes.
 constexpr GstClockTime kLargestGap = GST_SECOND;
 
+// What a seek that doesn't flush waits for at most.
+constexpr int kUnitsInARound = 16;
+
 bool IsPlayable(const StreamHeader& stream) {
   return stream.kind == StreamKind::kAudio || stream.kind == StreamKind::kVideo;
 }
@@ -96,7 +99,12 @@ GstFlowReturn Demuxer::Push(GstBuffer* buffer) { return queue_->Push(buffer); }
 void Demuxer::PushEnd() { queue_->End(); }
 
 void Demuxer::Run() {
-  if (isOpen_) return Step();
+  if (isOpen_) {
+    // A task that comes round costs as much as a small unit.
+    for (int units = 0; units < kUnitsInARound && Step(); ++units) {
+    }
+    return;
+  }
   if (OpenFile()) return;
   gst_task_pause(task_);
   if (queue_ != nullptr) queue_->Close(flow_ == GST_FLOW_OK ? GST_FLOW_ERROR : flow_.load());
@@ -211,18 +219,22 @@ void Demuxer::Show() {
   }
 }
 
-void Demuxer::Step() {
+bool Demuxer::Step() {
   ApplySelection();
   Output* const next = NextOutput();
-  if (flow_ != GST_FLOW_OK) return StopFor(flow_);
-  if (next == nullptr) return Finish();
+  if (flow_ != GST_FLOW_OK) return StopFor(flow_), false;
+  if (next == nullptr) return Finish(), false;
   CoverGaps(next->bufferTime());
   WarnOfDamage(next->reader());
   GstFlowReturn flow = next->Push(segment_, seqnum_);
   segment_.position = next->bufferTime();
   position_ = segment_.position;
+  if (flow == GST_FLOW_OK && !next->isFlowOdd()) return true;
+  next->SetFlowOdd(flow != GST_FLOW_OK);
   flow = gst_flow_combiner_update_pad_flow(combiner_, next->pad(), flow);
-  if (flow != GST_FLOW_OK) StopFor(flow);
+  if (flow == GST_FLOW_OK) return true;
+  StopFor(flow);
+  return false;
 }
 
 // Null where all are done, or the source failed.

@@ -76,8 +76,8 @@ class Demuxer {
   void ExposeStreams();
   void PostRefusal(int status);
 
-  // The next unit, or the end.
-  void Step();
+  // The next unit. False: the task has stopped.
+  bool Step();
   Output* NextOutput();
   void CoverGaps(GstClockTime now);
   void WarnOfDamage(const StreamReader& reader);

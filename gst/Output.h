@@ -49,6 +49,9 @@ class Output {
   GstClockTime position() const { return position_; }
 
   GstFlowReturn Push(const GstSegment& segment, guint32 seqnum);
+  // The last push brought another flow than GST_FLOW_OK.
+  void SetFlowOdd(bool isFlowOdd) { isFlowOdd_ = isFlowOdd; }
+  bool isFlowOdd() const { return isFlowOdd_; }
   // Tells the pad that nothing comes before `until`.
   void PushGap(const GstSegment& segment, guint32 seqnum, GstClockTime until);
   void PushEos(const GstSegment& segment, guint32 seqnum);
@@ -71,6 +74,7 @@ class Output {
   bool isDiscont_ = true;
   bool isDone_ = false;
   bool isEosSent_ = false;
+  bool isFlowOdd_ = false;
   GstClockTime bufferTime_ = 0;
   GstClockTime position_ = 0;
 };

@@ -163,7 +163,8 @@ bool Demuxer::SelectStreams(GstEvent* event) {
 
 // Selects what was asked for since the last unit.
 void Demuxer::ApplySelection() {
-  if (!hasWanted_.exchange(false)) return;
+  if (!hasWanted_) return;
+  hasWanted_ = false;
   std::vector<std::string> wanted;
   {
     const std::lock_guard<std::mutex> lock(shownLock_);

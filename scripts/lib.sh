@@ -5,17 +5,16 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 # What a build needs, as Debian 12 names it.
 build_packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev nettle-dev)
+# What the GStreamer plugin needs to be built.
+gstreamer_packages=(pkg-config libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev)
 # What the tests need besides.
 test_packages=(binutils pkg-config python3 libgtest-dev abigail-tools blueprint-tools
   doxygen libavcodec-dev libavutil-dev libswscale-dev
-  libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev)
+  "${gstreamer_packages[@]}")
 # What the presets need besides that build with clang: asan, fuzz, coverage.
 clang_packages=(clang-14 libclang-rt-14-dev)
 # What takes the NDK's place in the test of the Android build.
 ndk_packages=(clang-14 lld-14 llvm-14)
-
-# What the GStreamer plugin needs to be built.
-gstreamer_packages=(pkg-config libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev)
 
 # The fuzz targets: the sources of fuzz/ with lower-case names.
 fuzz_targets=(fuzz/[a-z]*.cpp)
