@@ -8,7 +8,7 @@ build_packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev nettle-dev
 # What the GStreamer plugin needs to be built.
 gstreamer_packages=(pkg-config libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev)
 # What the tests need besides.
-test_packages=(binutils pkg-config python3 libgtest-dev abigail-tools blueprint-tools
+test_packages=(binutils make pkg-config python3 libgtest-dev abigail-tools blueprint-tools
   doxygen libavcodec-dev libavutil-dev libswscale-dev
   "${gstreamer_packages[@]}")
 # What the presets need besides that build with clang: asan, fuzz, coverage.
