@@ -16,7 +16,6 @@
 namespace {
 
 using qo_host::ByteRange;
-using qo_host::FileHeader;
 using qo_host::Track;
 using qo_host::TrackKind;
 

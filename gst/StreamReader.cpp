@@ -9,8 +9,6 @@
 namespace {
 
 using qo_host::AccessUnit;
-using qo_host::ParserSession;
-using qo_host::TrackKind;
 
 qo_host::OpenOptions Alone(const qo_host::StreamHeader& stream) {
   qo_host::OpenOptions options;

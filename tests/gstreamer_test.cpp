@@ -261,10 +261,12 @@ TEST(GStreamer, SeeksLandWhereAPlayOutHasTheFrame) {
     Player player(FileBytes(std::filesystem::path(QO_SAMPLES_DIR) / name));
     ASSERT_EQ("", player.Wait());
     const auto all = player.recordings();
+    long long lastMs = 0;
+    for (const auto& [pad, recording] : all) lastMs = std::max(lastMs, recording.frames.back().ms);
     Random random(7);
     for (const SeekKind& kind : kSeekKinds) {
       for (int n = 0; n < kSeeks; ++n) {
-        const auto target = static_cast<long long>(random.Below(2200));
+        const auto target = static_cast<long long>(random.Below(lastMs));
         SCOPED_TRACE(std::string(name) + " " + kind.name + " " + std::to_string(target));
         ASSERT_TRUE(player.Seek(static_cast<GstSeekFlags>(kind.flags), target));
         ASSERT_EQ("", player.Wait());
@@ -433,12 +435,24 @@ TEST(GStreamer, StateChangesAndSeeksAtAnyMomentEndWell) {
 
 }  // namespace
 
+// GLib leaves one table behind while it is loaded: by the leak checker's own unwinding
+// that can't be told from others.
+extern "C" const char* __asan_default_options() { return "fast_unwind_on_malloc=0"; }
+extern "C" const char* __lsan_default_suppressions() { return "leak:call_init"; }
+
+// No other plugin is looked at: some leak what they allocate when they are.
 int main(int argc, char** argv) {
   testing::InitGoogleTest(&argc, argv);
-  g_setenv("GST_PLUGIN_PATH", QO_PLUGIN_DIR, TRUE);
-  g_setenv("GST_REGISTRY_FORK", "no", TRUE);
-  g_setenv("GST_REGISTRY", QO_REGISTRY, TRUE);
+  for (const char* name : {"GST_PLUGIN_PATH_1_0", "GST_PLUGIN_SYSTEM_PATH_1_0"})
+    g_setenv(name, "", TRUE);
+  g_setenv("GST_REGISTRY_1_0", QO_REGISTRY, TRUE);
+  gst_registry_fork_set_enabled(FALSE);
   gst_init(&argc, &argv);
+  for (const char* path : {QO_CORE_ELEMENTS, QO_PLUGIN}) {
+    GstPlugin* const plugin = gst_plugin_load_file(path, nullptr);
+    if (plugin == nullptr) return std::fprintf(stderr, "%s can't be loaded\n", path), 2;
+    gst_object_unref(plugin);
+  }
   const int result = RUN_ALL_TESTS();
   gst_deinit();
   return result;
