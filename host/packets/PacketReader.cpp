@@ -50,13 +50,17 @@ class PacketWalker {
   // The next `size` bytes, which the walk passes over. Null, with the fault noted,
   // when they are not all there.
   const unsigned char* Take(std::size_t size) {
-    const PacketBytes::Piece piece = bytes_->From(position_, size);
-    if (piece.size < size) {
-      Fail(PacketFault::kCutShort);
-      return nullptr;
+    if (position_ < pieceStart_ || position_ + size > pieceStart_ + piece_.size) {
+      pieceStart_ = position_;
+      piece_ = bytes_->From(position_, size);
+      if (piece_.size < size) {
+        Fail(PacketFault::kCutShort);
+        return nullptr;
+      }
     }
+    const unsigned char* const taken = piece_.data + (position_ - pieceStart_);
     position_ += size;
-    return piece.data;
+    return taken;
   }
   bool Fail(PacketFault fault) {
     if (packet_->fault == PacketFault::kNone) packet_->fault = fault;
@@ -117,31 +121,31 @@ class PacketWalker {
       left = PayloadCount(*flags);
       payloadLengthType_ = PayloadLengthType(*flags);
     }
+    for (unsigned int bit = 0; bit < 6; bit += 2) {
+      payloadHeaderBytes_ += FieldBytes(LengthTypeAt(packet_->propertyFlags, bit));
+    }
     while (left != 0 && ReadPayload()) --left;
   }
 
   bool ReadPayload() {
-    const unsigned char properties = packet_->propertyFlags;
-    unsigned int size = 1;
-    for (unsigned int bit = 0; bit < 6; bit += 2) size += FieldBytes(LengthTypeAt(properties, bit));
     const unsigned long long headerPosition = position_;
-    const unsigned char* bytes = Take(size);
+    const unsigned char* bytes = Take(payloadHeaderBytes_);
     if (bytes == nullptr) return false;
-    ByteReader fields(bytes + 1, size - 1);
+    ByteReader fields(bytes + 1, payloadHeaderBytes_ - 1);
     payload_header header;
     header.StreamNumber = *bytes;
-    const bool isCompressed = ReadPayloadFields(&fields, properties, &header);
+    const bool isCompressed = ReadPayloadFields(&fields, packet_->propertyFlags, &header);
     Payload payload = {};
     payload.headerPosition = headerPosition;
     payload.stream = StreamOf(header);
     payload.keyFrame = IsKeyFrame(header);
     payload.objectNumber = header.MediaObjectNumber;
     payload.offset = header.OffsetIntoMediaObject;
-    return isCompressed ? ReadCompressed(payload)
-                        : ReadOrdinary(payload, header.ReplicatedDataLength);
+    return isCompressed ? ReadCompressed(&payload)
+                        : ReadOrdinary(&payload, header.ReplicatedDataLength);
   }
 
-  bool ReadOrdinary(Payload payload, unsigned int replicatedBytes) {
+  bool ReadOrdinary(Payload* payload, unsigned int replicatedBytes) {
     if (!IsAllocatable(replicatedBytes)) Fail(PacketFault::kNoReplicatedData);
     if (replicatedBytes > kMaxAllocBytes) return false;
     unsigned char data[sizeof(replicated_data)] = {};
@@ -151,30 +155,30 @@ class PacketWalker {
     std::memcpy(data, bytes, known);
     position_ += replicatedBytes - known;
     const replicated_data replicated = SplitReplicatedData(data);
-    payload.objectSize = replicated.MediaObjectSize;
-    payload.timeMs = WithoutPreroll(replicated.PresentationTime, prerollMs_);
-    if (!ReadBodyLength(&payload.size)) return false;
-    if (replicatedBytes == 0) return StepOver(PacketFault::kNoReplicatedData, payload.size);
-    if (!IsAllocatable(payload.size)) return StepOver(PacketFault::kPayloadSize, payload.size);
+    payload->objectSize = replicated.MediaObjectSize;
+    payload->timeMs = WithoutPreroll(replicated.PresentationTime, prerollMs_);
+    if (!ReadBodyLength(&payload->size)) return false;
+    if (replicatedBytes == 0) return StepOver(PacketFault::kNoReplicatedData, payload->size);
+    if (!IsAllocatable(payload->size)) return StepOver(PacketFault::kPayloadSize, payload->size);
     return Add(payload);
   }
 
-  bool ReadCompressed(Payload payload) {
+  bool ReadCompressed(Payload* payload) {
     const unsigned char* delta = Take(1);
     if (delta == nullptr) return false;
     const unsigned char deltaMs = *delta;
     // Not clamped at 0, unlike that of an ordinary payload: wraps in 32 bits.
-    payload.timeMs = payload.offset - static_cast<unsigned int>(prerollMs_);
-    payload.offset = 0;
+    payload->timeMs = payload->offset - static_cast<unsigned int>(prerollMs_);
+    payload->offset = 0;
     unsigned int body = 0;
     if (!ReadBodyLength(&body)) return false;
-    for (unsigned long long consumed = 0; consumed < body; consumed += payload.size + 1ull) {
+    for (unsigned long long consumed = 0; consumed < body; consumed += payload->size + 1ull) {
       const unsigned char* size = Take(1);
       if (size == nullptr) return false;
-      payload.objectSize = payload.size = *size;
-      if (payload.size == 0) return Fail(PacketFault::kEmptySubPayload);
+      payload->objectSize = payload->size = *size;
+      if (payload->size == 0) return Fail(PacketFault::kEmptySubPayload);
       if (!Add(payload)) return false;
-      payload.timeMs += deltaMs;
+      payload->timeMs += deltaMs;
     }
     return true;
   }
@@ -194,26 +198,29 @@ class PacketWalker {
   }
 
   // Lists the payload and steps over its body. False where that is not whole.
-  bool Add(Payload payload) {
+  bool Add(Payload* payload) {
     const unsigned long long end = bytes_->End();
     if (position_ >= end) return Fail(PacketFault::kCutShort);
     if (packet_->payloads.size() == kMaxPayloads) return Fail(PacketFault::kTooManyPayloads);
-    payload.position = position_;
-    payload.present =
-        static_cast<unsigned int>(std::min<unsigned long long>(payload.size, end - position_));
-    packet_->payloads.push_back(payload);
-    position_ += payload.size;
-    return payload.present == payload.size || Fail(PacketFault::kCutShort);
+    payload->position = position_;
+    payload->present =
+        static_cast<unsigned int>(std::min<unsigned long long>(payload->size, end - position_));
+    packet_->payloads.push_back(*payload);
+    position_ += payload->size;
+    return payload->present == payload->size || Fail(PacketFault::kCutShort);
   }
 
   PacketBytes* bytes_;
   Packet* packet_;
   PacketView view_ = PacketView::kParser;
   unsigned long long prerollMs_ = 0;
-  unsigned long long position_ = 0;  // of the next byte, from the packet's first
-  unsigned int packetLength_ = 0;    // as it says, or as the file does
+  unsigned long long position_ = 0;    // of the next byte, from the packet's first
+  PacketBytes::Piece piece_ = {};      // the last that was asked for
+  unsigned long long pieceStart_ = 0;  // of its first byte, from the packet's first
+  unsigned int packetLength_ = 0;      // as it says, or as the file does
   bool multiple_ = false;
   unsigned int payloadLengthType_ = 0;
+  unsigned int payloadHeaderBytes_ = 1;  // in front of its replicated data
 };
 
 }  // namespace
