@@ -8,6 +8,7 @@
 #include "qo_host/AsfLayout.h"
 #include "qo_host/ParserSession.h"
 #include "tools/Landing.h"
+#include "tools/Verdict.h"
 
 namespace tool {
 
@@ -21,6 +22,9 @@ std::string JsonText(const Json& json, int indent = 2);
 // A file: its name, container, tracks, tags and picture.
 Json FileJson(const std::string& path, const qo_host::ParserSession& session,
               const qo_host::AsfLayout& layout);
+
+// A whole play-out: its verdict, what came out of each track, and the findings.
+Json VerdictJson(Input* input, const qo_host::Totals& totals, const Verdict& verdict);
 
 // An access unit, with its number in the list of them.
 Json UnitJson(unsigned long long number, const qo_host::AccessUnit& unit);

@@ -116,6 +116,7 @@ void Run(const Arguments& arguments, const Options& options) {
   const auto library = qo_host::ParserLibrary::Load(options.library, &error);
   if (!library) throw Failure(kExitCannotRun, error);
   const auto in = OpenFile(arguments.in);
+  CheckStreamChoice(options, arguments.in, in.get());
   qo_host::Repair repair(in.get());
   if (Mend(arguments, library->factory(), in.get(), &repair)) {
     PrintMended(arguments, repair);

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <utility>
 
+#include "qo_host/FileHeader.h"
 #include "qo_host/FileSource.h"
 #include "qo_host/ReadAheadSource.h"
 #include "qo_host/StatusText.h"
@@ -17,7 +18,38 @@ bool IsVerdictOnFile(int status) {
          status == kParserUnsupported || status == kParserEndOfStream || status == kParserInternal;
 }
 
+// "video 1, audio 2"
+std::string StreamList(const qo_host::FileHeader& header) {
+  std::string list;
+  for (const qo_host::StreamHeader& stream : header.streams) {
+    if (!list.empty()) list += ", ";
+    list += std::string(StreamKindName(stream.kind)) + " " + std::to_string(stream.number);
+  }
+  return list;
+}
+
+void CheckStream(const qo_host::FileHeader& header, const std::string& path,
+                 qo_host::StreamKind kind, std::optional<int> number) {
+  const auto isIt = [&](const qo_host::StreamHeader& stream) {
+    return stream.kind == kind && stream.number == *number;
+  };
+  if (!number || std::any_of(header.streams.begin(), header.streams.end(), isIt)) return;
+  const std::string there = header.streams.empty() ? "is none" : "are " + StreamList(header);
+  throw Failure(kExitCannotRun, path + ": no " + StreamKindName(kind) + " stream " +
+                                    std::to_string(*number) + ": there " + there);
+}
+
 }  // namespace
+
+void CheckStreamChoice(const Options& options, const std::string& path, IDataSource* file) {
+  if (!options.audioStream && !options.videoStream) return;
+  qo_host::FileHeader header;
+  qo_host::ReadFileHeader(file, &header);
+  file->SeekTo(0, 0);
+  if (!header.isAsf) return;  // which is told elsewhere
+  CheckStream(header, path, qo_host::StreamKind::kAudio, options.audioStream);
+  CheckStream(header, path, qo_host::StreamKind::kVideo, options.videoStream);
+}
 
 void SetDebugLevel(const std::optional<int>& level) {
   const std::string value = std::to_string(level.value_or(0));
@@ -36,6 +68,7 @@ Input::Input(const Options& options, const std::string& path, Trace trace) : pat
   std::unique_ptr<IDataSource> source = qo_host::FileSource::OpenPath(path, &error);
   if (!source) throw Failure(kExitCannotRun, error);
   file_ = source.get();
+  CheckStreamChoice(options, path, file_);
   if (trace == Trace::kOn) {
     auto traced = std::make_unique<qo_host::TraceSource>(std::move(source));
     fileCalls_ = traced.get();

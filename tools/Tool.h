@@ -88,6 +88,10 @@ class Input {
   std::optional<qo_host::AsfLayout> playedLayout_;
 };
 
+// Throws Failure(kExitCannotRun) where a stream that `options` choose is not in the file,
+// whose name is `path`. `file` is open; its position is moved.
+void CheckStreamChoice(const Options& options, const std::string& path, IDataSource* file);
+
 // The parser prints error lines unless told otherwise, some of them once per
 // access unit; it looks at the variable when it is made.
 void SetDebugLevel(const std::optional<int>& level);

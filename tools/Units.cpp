@@ -57,7 +57,7 @@ void Run(const Arguments& arguments, const Options& options, int* exitCode) {
     Print(arguments.json ? JsonElement(number, *unit) : UnitLine(number, *unit));
   }
   if (arguments.json) Print("\n]}\n");
-  if (arguments.isWhole()) JudgePlayOut(&input, totals, false, &verdict);
+  if (arguments.isWhole()) JudgePlayOut(&input, totals, &verdict);
   PrintProblems(input, verdict);
   *exitCode = verdict.exitCode();
 }

@@ -1,6 +1,7 @@
 // Findings become words and an exit code.
 #include "tools/Verdict.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "tools/Output.h"
@@ -16,14 +17,22 @@ qo_host::JudgedFile Played(Input* input) {
   return {session, input->playedLayout(), isAsIs ? input->file() : session.view()};
 }
 
-void Add(const std::vector<qo_host::Finding>& findings, Verdict* verdict) {
-  for (const qo_host::Finding& finding : findings) {
-    (finding.isProblem ? verdict->problems : verdict->notes).push_back(FindingText(finding));
-    verdict->isMended |= finding.code == qo_host::FindingCode::kMended;
+}  // namespace
+
+void Verdict::Add(const std::vector<qo_host::Finding>& more) {
+  for (const qo_host::Finding& finding : more) {
+    const bool isMended = finding.severity == qo_host::Severity::kMended;
+    const bool isProblem = finding.severity == qo_host::Severity::kProblem;
+    (isProblem ? problems : notes).push_back((isMended ? "mended: " : "") + FindingText(finding));
+    findings.push_back(finding);
   }
 }
 
-}  // namespace
+bool Verdict::isMended() const {
+  return std::any_of(findings.begin(), findings.end(), [](const qo_host::Finding& finding) {
+    return finding.severity == qo_host::Severity::kMended;
+  });
+}
 
 Verdict OpenAndJudge(Input* input) {
   try {
@@ -31,16 +40,16 @@ Verdict OpenAndJudge(Input* input) {
   } catch (const Failure& failure) {
     if (failure.exitCode() != kExitBadFile) throw;
   }
-  Verdict verdict;
   const qo_host::JudgedFile judged{input->session(), input->layout(), input->file()};
-  Add(qo_host::JudgeOpen(judged, input->openStatus()), &verdict);
+  Verdict verdict;
+  verdict.Add(qo_host::JudgeOpen(judged, input->openStatus()));
   return verdict;
 }
 
-void JudgePlayOut(Input* input, const qo_host::Totals& totals, bool explain, Verdict* verdict) {
+void JudgePlayOut(Input* input, const qo_host::Totals& totals, Verdict* verdict) {
   std::vector<qo_host::Finding> findings;
-  input->CheckRead(qo_host::JudgePlayOut(Played(input), totals, explain, &findings));
-  Add(findings, verdict);
+  input->CheckRead(qo_host::JudgePlayOut(Played(input), totals, &findings));
+  verdict->Add(findings);
 }
 
 void PrintProblems(const Input& input, const Verdict& verdict) {

@@ -11,10 +11,14 @@
 namespace tool {
 
 struct Verdict {
-  std::vector<std::string> problems;  // each makes the file bad
+  std::vector<qo_host::Finding> findings;
+  // In words: theirs, and what a command adds. Each problem makes the file bad; what the
+  // kit mends is a note.
+  std::vector<std::string> problems;
   std::vector<std::string> notes;
-  bool isMended = false;  // a bare host would meet what the kit mends
 
+  void Add(const std::vector<qo_host::Finding>& more);
+  bool isMended() const;  // a bare host would meet what the kit mends
   int exitCode() const { return problems.empty() ? kExitGood : kExitBadFile; }
 };
 
@@ -22,9 +26,9 @@ struct Verdict {
 // that the parser refuses has that as a problem. Throws Failure(kExitCannotRun).
 Verdict OpenAndJudge(Input* input);
 
-// Judges a whole play-out of an open file as well, right after it; with `explain`
-// every packet is looked at (see qo_host::JudgePlayOut). Throws Failure(kExitCannotRun).
-void JudgePlayOut(Input* input, const qo_host::Totals& totals, bool explain, Verdict* verdict);
+// Judges a whole play-out of an open file as well, right after it. Throws
+// Failure(kExitCannotRun).
+void JudgePlayOut(Input* input, const qo_host::Totals& totals, Verdict* verdict);
 
 // Prints the problems to stderr, each with the file's name.
 void PrintProblems(const Input& input, const Verdict& verdict);

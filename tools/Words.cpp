@@ -57,7 +57,7 @@ const char* FaultText(PacketFault fault) {
     case PacketFault::kErrorCorrection:
       return "error correction data of unknown length";
     case PacketFault::kCutShort:
-      return "the file ends in it";
+      return "it ends in what it holds";
   }
   return "";
 }
@@ -97,6 +97,102 @@ std::string PlanText(const qo_host::PlanFinding& finding) {
   return "";
 }
 
+const char* PlanName(qo_host::PlanNote note) {
+  switch (note) {
+    case qo_host::PlanNote::kNotAsf:
+    case qo_host::PlanNote::kNoStream:
+    case qo_host::PlanNote::kEncrypted:
+    case qo_host::PlanNote::kPacketLength:
+    case qo_host::PlanNote::kNoPackets:
+    case qo_host::PlanNote::kStreamAbsent:
+      break;  // as for the text
+    case qo_host::PlanNote::kHeaderMisread:
+      return "header-misread";
+    case qo_host::PlanNote::kDataSize:
+      return "data-size";
+    case qo_host::PlanNote::kDuration:
+      return "duration";
+    case qo_host::PlanNote::kIndexUnreached:
+      return "index-unreached";
+    case qo_host::PlanNote::kErrorCorrection:
+      return "error-correction";
+    case qo_host::PlanNote::kStreamHidden:
+      return "stream-hidden";
+    case qo_host::PlanNote::kUnitsBent:
+      return "units-bent";
+  }
+  return "";
+}
+
+// "-0:00.040" for a time in front of the presentation's start.
+std::string SignedTimeText(long long ms) {
+  return ms < 0 ? "-" + TimeText(0ull - static_cast<unsigned long long>(ms))
+                : TimeText(static_cast<unsigned long long>(ms));
+}
+
+// Where the first of several places is.
+std::string PlaceText(const qo_host::Finding& finding) {
+  const std::string packet = "packet " + std::to_string(*finding.packet);
+  return *finding.count == 1
+             ? " (" + packet + ")"
+             : " (first of " + std::to_string(*finding.count) + " places, " + packet + ")";
+}
+
+std::string StreamFindingText(const qo_host::Finding& finding) {
+  const std::string stream = StreamText(*finding.stream);
+  switch (finding.code) {
+    case FindingCode::kStreamTwice:
+      return "the number of " + stream + " is that of " + std::to_string(*finding.count) +
+             " streams";
+    case FindingCode::kStreamEmpty:
+      return stream + " has no payload";
+    case FindingCode::kObjectOverrun:
+      return "a payload of " + stream + " reaches beyond its media object" + PlaceText(finding);
+    case FindingCode::kTimesBackwards:
+      return "the times of " + stream + " run backwards, from " + SignedTimeText(*finding.stated) +
+             " to " + SignedTimeText(*finding.timeMs) + PlaceText(finding);
+    case FindingCode::kTimesJump:
+      return "the times of " + stream + " jump, from " + SignedTimeText(*finding.stated) + " to " +
+             SignedTimeText(*finding.timeMs) + PlaceText(finding);
+    default:
+      return "the index for " + stream + " leads elsewhere than to its key frames";
+  }
+}
+
+std::string HeaderFindingText(const qo_host::Finding& finding) {
+  const auto number = [](std::optional<long long> value) {
+    return std::to_string(value.value_or(0));
+  };
+  switch (finding.code) {
+    case FindingCode::kSendBackwards:
+      return "sending times run backwards, from " + SignedTimeText(*finding.stated) + " to " +
+             SignedTimeText(*finding.timeMs) + PlaceText(finding);
+    case FindingCode::kSendJump:
+      return "sending times jump, from " + SignedTimeText(*finding.stated) + " to " +
+             SignedTimeText(*finding.timeMs) + PlaceText(finding);
+    case FindingCode::kPrerollZero:
+      return "a preroll of 0: players begin before anything has arrived";
+    case FindingCode::kPrerollShort:
+      return "the preroll of " + number(finding.stated) + " ms is too short: packet " +
+             number(finding.packet) + " is sent so late that it would take " +
+             number(finding.actual) + " ms";
+    case FindingCode::kPacketCount:
+      return "the header states " + number(finding.stated) + " packets, there are " +
+             number(finding.actual);
+    case FindingCode::kFileSize:
+      return "the header states a file of " + number(finding.stated) + " bytes, it has " +
+             number(finding.actual);
+    case FindingCode::kDuration:
+      return "the header states a duration of " + SignedTimeText(*finding.stated) + ", it is " +
+             SignedTimeText(*finding.actual);
+    default:
+      return *finding.stated == 0
+                 ? "no bit rate is stated"
+                 : "the header states at most " + number(finding.stated) +
+                       " bits per second, on average there are " + number(finding.actual);
+  }
+}
+
 }  // namespace
 
 std::string FindingText(const qo_host::Finding& finding) {
@@ -108,8 +204,8 @@ std::string FindingText(const qo_host::Finding& finding) {
     case FindingCode::kNoTrack:
       return "no audio and no video track";
     case FindingCode::kTruncated:
-      return "truncated: the file holds " + Count(finding.count, "whole packet") + " of " +
-             std::to_string(finding.total);
+      return "truncated: the file holds " + Count(*finding.count, "whole packet") + " of " +
+             std::to_string(*finding.total);
     case FindingCode::kLayout:
       return LayoutText(finding.layout);
     case FindingCode::kContentEncrypted:
@@ -126,22 +222,119 @@ std::string FindingText(const qo_host::Finding& finding) {
       return "there is an index that the parser does not reach: seeking is estimated from the bit "
              "rate";
     case FindingCode::kMended:
-      return "mended: " + PlanText(finding.plan);
+      return PlanText(finding.plan);
     case FindingCode::kStreamAbsent:
-      return "there is no stream " + std::to_string(finding.count) + " of the kind asked for";
+      return "there is no stream " + std::to_string(*finding.count) + " of the kind asked for";
     case FindingCode::kObjectsLost:
-      return Count(finding.count, "media object") + " lost fragments";
+      return Count(*finding.count, "media object") +
+             (finding.stream ? " of " + StreamText(*finding.stream) : "") + " lost fragments";
+    case FindingCode::kStreamTwice:
+    case FindingCode::kStreamEmpty:
+    case FindingCode::kObjectOverrun:
+    case FindingCode::kTimesBackwards:
+    case FindingCode::kTimesJump:
+    case FindingCode::kIndexMisleading:
+      return StreamFindingText(finding);
+    case FindingCode::kSendBackwards:
+    case FindingCode::kSendJump:
+    case FindingCode::kPrerollZero:
+    case FindingCode::kPrerollShort:
+    case FindingCode::kPacketCount:
+    case FindingCode::kFileSize:
+    case FindingCode::kDuration:
+    case FindingCode::kBitrate:
+      return HeaderFindingText(finding);
     case FindingCode::kTrackSilent:
-      return std::string("no unit came out of the ") + TrackKindName(finding.kind) + " track";
+      return std::string("no unit came out of the ") + TrackKindName(*finding.kind) + " track";
     case FindingCode::kTrackEndsEarly:
-      return std::string(TrackKindName(finding.kind)) + " ends early, at " +
-             TimeText(finding.count) + " of " + TimeText(finding.total);
+      return std::string(TrackKindName(*finding.kind)) + " ends early, at " +
+             TimeText(*finding.count) + " of " + TimeText(*finding.total);
     case FindingCode::kPacketsMisread:
-      return Count(finding.count, "packet") +
+      return Count(*finding.count, "packet") +
              " without error correction data: the parser takes it for granted and misreads them";
     case FindingCode::kPacketsFailed:
-      return Count(finding.count, "packet") + " failed, first packet " +
-             std::to_string(finding.packet) + ": " + FaultText(finding.fault);
+      return Count(*finding.count, "packet") + " failed, first packet " +
+             std::to_string(*finding.packet) + ": " + FaultText(finding.fault);
+  }
+  return "";
+}
+
+const char* FindingName(const qo_host::Finding& finding) {
+  switch (finding.code) {
+    case FindingCode::kRefused:
+      return "refused";
+    case FindingCode::kNotAsf:
+      return "not-asf";
+    case FindingCode::kNoTrack:
+      return "no-track";
+    case FindingCode::kTruncated:
+      return "truncated";
+    case FindingCode::kLayout:
+      return "layout";
+    case FindingCode::kContentEncrypted:
+      return "content-encrypted";
+    case FindingCode::kStreamEncrypted:
+      return "stream-encrypted";
+    case FindingCode::kStreamDropped:
+      return "stream-dropped";
+    case FindingCode::kNoIndex:
+      return "no-index";
+    case FindingCode::kIndexUnreached:
+      return "index-unreached";
+    case FindingCode::kMended:
+      return PlanName(finding.plan.note);
+    case FindingCode::kStreamAbsent:
+      return "stream-absent";
+    case FindingCode::kTrackSilent:
+      return "track-silent";
+    case FindingCode::kTrackEndsEarly:
+      return "track-ends-early";
+    case FindingCode::kPacketsMisread:
+      return "error-correction";
+    case FindingCode::kPacketsFailed:
+      return "packets-failed";
+    case FindingCode::kObjectsLost:
+      return "objects-lost";
+    case FindingCode::kStreamTwice:
+      return "stream-twice";
+    case FindingCode::kStreamEmpty:
+      return "stream-empty";
+    case FindingCode::kObjectOverrun:
+      return "object-overrun";
+    case FindingCode::kTimesBackwards:
+      return "times-backwards";
+    case FindingCode::kTimesJump:
+      return "times-jump";
+    case FindingCode::kSendBackwards:
+      return "send-backwards";
+    case FindingCode::kSendJump:
+      return "send-jump";
+    case FindingCode::kPrerollZero:
+      return "preroll-zero";
+    case FindingCode::kPrerollShort:
+      return "preroll-short";
+    case FindingCode::kPacketCount:
+      return "packet-count";
+    case FindingCode::kFileSize:
+      return "file-size";
+    case FindingCode::kDuration:
+      return "duration";
+    case FindingCode::kBitrate:
+      return "bitrate";
+    case FindingCode::kIndexMisleading:
+      return "index-misleading";
+  }
+  return "";
+}
+
+const char* SeverityName(qo_host::Severity severity) {
+  switch (severity) {
+    case qo_host::Severity::kNote:
+      return "note";
+    case qo_host::Severity::kMended:
+      return "mended";
+    case qo_host::Severity::kProblem:
+      return "problem";
   }
   return "";
 }

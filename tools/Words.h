@@ -13,6 +13,13 @@ namespace tool {
 // Without a full stop; from the file's own bytes only what is printable.
 std::string FindingText(const qo_host::Finding& finding);
 
+// The name that its code has in JSON, which stays: "packet-count". What is mended and
+// what is not has the same where it is the same.
+const char* FindingName(const qo_host::Finding& finding);
+
+// "note", "mended" or "problem".
+const char* SeverityName(qo_host::Severity severity);
+
 // What a repair mends.
 std::string RepairText(const qo_host::RepairFinding& finding);
 

@@ -1,5 +1,5 @@
-// What a host should know of a file, as codes and numbers: what makes it bad, and
-// what is merely worth a note.
+// What a host should know of a file, as codes and numbers: what makes it bad, what the
+// kit makes good, and what is merely worth a note.
 #ifndef QO_HOST_FINDINGS_H
 #define QO_HOST_FINDINGS_H
 
@@ -30,27 +30,58 @@ enum class FindingCode : unsigned char {
   kMended,        // the file is presented otherwise than it is, for `plan`; a bare host meets it
   kStreamAbsent,  // the stream chosen, `count`, is not there
   // Of a play-out.
-  kTrackSilent,     // no unit came out of the track `kind`
+  kTrackSilent,     // no unit came out of the track `kind`; a problem where none came at all
   kTrackEndsEarly,  // the last unit of the track `kind` has time `count` ms of `total`
-  kPacketsMisread,  // `count` packets have no error correction data, which the parser grants
+  kPacketsMisread,  // `count` packets have no error correction data, which the parser grants: the
+                    // kit mends them
   kPacketsFailed,   // `count` packets cannot be walked; the first is `packet`, for `fault`
-  kObjectsLost,     // `count` media objects lost fragments
+  kObjectsLost,     // `count` media objects lost fragments: of `stream`, or of the tracks
+  // Of the packets and the header against each other (see FileCheck): notes, since a
+  // player brings all there is all the same, unless it says otherwise. Where `packet` is
+  // given there are `count` such places, and it is that of the first.
+  kStreamTwice,    // `count` descriptions have the number of `stream`; a problem where they are not
+                   // of one kind, so that the payloads of some go to the wrong one
+  kStreamEmpty,    // `stream` has no payload
+  kObjectOverrun,  // payloads of `stream` reach beyond the size stated of their media object
+  kTimesBackwards,  // an object of `stream`, of time `timeMs`, is earlier than one in front of it,
+                    // of `stated` ms; of video, one that is not reordered with it
+  kTimesJump,       // none of `stream` between `stated` ms and `timeMs`, far more than is usual
+  kSendBackwards,   // the packet is to be sent at `timeMs`, the one in front of it at `stated`
+  kSendJump,        // the same, but far later, and its objects are not
+  kPrerollZero,     // players begin before anything has arrived
+  kPrerollShort,  // `stated` ms, but objects come so late that it would take `actual`; the latest,
+                  // of `stream`, ends in `packet`
+  kPacketCount,   // the header states `stated`, there are `actual`
+  kFileSize,      // the same, bytes
+  kDuration,      // the same, ms, preroll not included
+  kBitrate,       // the header states at most `stated` bits per second, of which none is stated
+                  // where that is 0; on average there are `actual`
+  kIndexMisleading,  // the index for `stream` leads elsewhere than to its key frames. Seeks that
+                     // go by it land elsewhere; what is played from there is right
 };
 
-// One of them, with what it names.
+enum class Severity : unsigned char {
+  kNote,     // harmless, or wrong on paper only
+  kMended,   // the kit makes it good; a bare host does not
+  kProblem,  // something of the file is lost or played wrongly: it is bad
+};
+
+// One of them: what its code names is there, the rest is not.
 struct Finding {
   FindingCode code;
-  bool isProblem;  // it makes the file bad
-  // What the code names; otherwise as it is here.
+  Severity severity;
   int status = 0;
   LayoutProblem layout = LayoutProblem::kNone;
-  std::optional<StreamLayout> stream = std::nullopt;
-  TrackKind kind = TrackKind::kVideo;
   PacketFault fault = PacketFault::kNone;
   PlanFinding plan = {};
-  unsigned long long packet = 0;
-  unsigned long long count = 0;
-  unsigned long long total = 0;
+  std::optional<StreamLayout> stream = std::nullopt;
+  std::optional<TrackKind> kind = std::nullopt;
+  std::optional<unsigned long long> packet = std::nullopt;  // from 0
+  std::optional<unsigned long long> count = std::nullopt;
+  std::optional<unsigned long long> total = std::nullopt;
+  std::optional<long long> timeMs = std::nullopt;  // preroll not included, but of a sending time
+  std::optional<long long> stated = std::nullopt;
+  std::optional<long long> actual = std::nullopt;
 };
 
 // What came out of one track.
@@ -89,10 +120,9 @@ std::vector<Finding> JudgeOpen(const JudgedFile& judged, int status);
 
 // Adds what a whole play-out tells, right after it: the position of the session's
 // source still tells whether it went to the end. Packets are read again where it did
-// not, where the totals disagree with the header, or with `explain`. 0, or the failure
-// of a read; then what was found until then is added.
-int JudgePlayOut(const JudgedFile& judged, const Totals& totals, bool explain,
-                 std::vector<Finding>* findings);
+// not, or where the totals disagree with the header. 0, or the failure of a read; then
+// what was found until then is added.
+int JudgePlayOut(const JudgedFile& judged, const Totals& totals, std::vector<Finding>* findings);
 
 }  // namespace qo_host
 

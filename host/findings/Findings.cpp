@@ -13,26 +13,24 @@ namespace {
 // A track that ends this much before the file's duration may have ended early.
 constexpr unsigned long long kEarlyEndMs = 200;
 
-constexpr bool kProblem = true, kNote = false;
-
 void AddRefusal(const JudgedFile& judged, int status, std::vector<Finding>* findings) {
   if (status != kParserOk) {
-    findings->push_back({FindingCode::kRefused, kProblem, status});
+    findings->push_back({FindingCode::kRefused, Severity::kProblem, status});
   } else if (judged.layout.isAsf && judged.session.tracks().empty()) {
-    findings->push_back({FindingCode::kNoTrack, kProblem});
+    findings->push_back({FindingCode::kNoTrack, Severity::kProblem});
   }
-  if (!judged.layout.isAsf) findings->push_back({FindingCode::kNotAsf, kProblem});
+  if (!judged.layout.isAsf) findings->push_back({FindingCode::kNotAsf, Severity::kProblem});
 }
 
 void AddSize(const AsfLayout& layout, std::vector<Finding>* findings) {
   if (!layout.isAsf) return;
   if (layout.IsTruncated()) {
-    Finding finding{FindingCode::kTruncated, kProblem};
+    Finding finding{FindingCode::kTruncated, Severity::kProblem};
     finding.count = layout.PacketsInFile();
     finding.total = layout.PacketsInData();
     findings->push_back(finding);
   } else if (layout.problem != LayoutProblem::kNone) {
-    Finding finding{FindingCode::kLayout, kNote};
+    Finding finding{FindingCode::kLayout, Severity::kNote};
     finding.layout = layout.problem;
     findings->push_back(finding);
   }
@@ -40,12 +38,12 @@ void AddSize(const AsfLayout& layout, std::vector<Finding>* findings) {
 
 void AddStreams(const AsfLayout& layout, std::vector<Finding>* findings) {
   const auto add = [findings](FindingCode code, const StreamLayout& stream) {
-    Finding finding{code, kNote};
+    Finding finding{code, Severity::kNote};
     finding.stream = stream;
     findings->push_back(finding);
   };
   if (layout.extendedContentEncryption || layout.advancedContentEncryption) {
-    findings->push_back({FindingCode::kContentEncrypted, kNote});
+    findings->push_back({FindingCode::kContentEncrypted, Severity::kNote});
   }
   for (const StreamLayout& stream : layout.streams) {
     if (stream.encrypted) add(FindingCode::kStreamEncrypted, stream);
@@ -57,7 +55,7 @@ void AddDropped(const JudgedFile& judged, std::vector<Finding>* findings) {
   if (judged.session.presented() != nullptr) return;
   for (const StreamLayout& stream : judged.layout.streams) {
     if (stream.isTrack) continue;
-    Finding finding{FindingCode::kStreamDropped, kNote};
+    Finding finding{FindingCode::kStreamDropped, Severity::kNote};
     finding.stream = stream;
     findings->push_back(finding);
   }
@@ -70,8 +68,11 @@ void AddPlan(const ParserSession& session, std::vector<Finding>* findings) {
   for (const PlanFinding& planned : file.findings()) {
     const bool isAbsent = planned.note == PlanNote::kStreamAbsent;
     if (!file.isPresented() && !isAbsent) continue;
-    Finding finding{isAbsent ? FindingCode::kStreamAbsent : FindingCode::kMended, isAbsent};
-    finding.count = planned.value;
+    Finding finding{FindingCode::kMended, Severity::kMended};
+    if (isAbsent) {
+      finding = {FindingCode::kStreamAbsent, Severity::kProblem};
+      finding.count = planned.value;
+    }
     finding.plan = planned;
     findings->push_back(finding);
   }
@@ -81,14 +82,14 @@ void AddDamage(const ParserSession& session, std::vector<Finding>* findings) {
   if (session.presented() == nullptr) return;
   const Damage& damage = session.presented()->damage();
   if (!damage.packets.empty()) {
-    Finding finding{FindingCode::kPacketsFailed, kProblem};
+    Finding finding{FindingCode::kPacketsFailed, Severity::kProblem};
     finding.count = damage.packets.size();
     finding.packet = damage.packets.begin()->first;
     finding.fault = damage.packets.begin()->second;
     findings->push_back(finding);
   }
   if (damage.objects.empty()) return;
-  Finding finding{FindingCode::kObjectsLost, kProblem};
+  Finding finding{FindingCode::kObjectsLost, Severity::kProblem};
   finding.count = damage.objects.size();
   findings->push_back(finding);
 }
@@ -98,7 +99,7 @@ void AddIndex(const JudgedFile& judged, std::vector<Finding>* findings) {
   if (video == nullptr || video->info.seekable != 0) return;
   const auto code =
       judged.layout.simpleIndex ? FindingCode::kIndexUnreached : FindingCode::kNoIndex;
-  findings->push_back({code, kNote});
+  findings->push_back({code, Severity::kNote});
 }
 
 // Whether reading stopped elsewhere than where the data ends: a packet that fails
@@ -125,7 +126,7 @@ void AddSilence(const ParserSession& session, const Totals& totals,
   const bool allSilent = std::all_of(tracks.begin(), tracks.end(), isSilent);
   for (const Track& track : tracks) {
     if (!isSilent(track)) continue;
-    Finding finding{FindingCode::kTrackSilent, allSilent};
+    Finding finding{FindingCode::kTrackSilent, allSilent ? Severity::kProblem : Severity::kNote};
     finding.kind = track.kind;
     findings->push_back(finding);
   }
@@ -138,29 +139,37 @@ int AddEnds(const JudgedFile& judged, const Totals& totals, std::vector<Finding>
   for (const StreamLayout& stream : judged.layout.streams) {
     const auto found = last.find(stream.number);
     if (!stream.isTrack || found == last.end()) continue;
-    Finding finding{FindingCode::kTrackEndsEarly, kProblem};
-    finding.kind = stream.kind == StreamKind::kVideo ? TrackKind::kVideo : TrackKind::kAudio;
-    finding.count = totals.of(finding.kind).lastMs;
+    Finding finding{FindingCode::kTrackEndsEarly, Severity::kProblem};
+    const TrackKind kind =
+        stream.kind == StreamKind::kVideo ? TrackKind::kVideo : TrackKind::kAudio;
+    const TrackTotals& total = totals.of(kind);
+    finding.kind = kind;
+    finding.count = total.lastMs;
     finding.total = found->second;
-    const bool isSilent = totals.of(finding.kind).units == 0;
-    if (!isSilent && finding.count < finding.total) findings->push_back(finding);
+    if (total.units != 0 && total.lastMs < found->second) findings->push_back(finding);
   }
   return 0;
 }
 
 int AddPackets(const JudgedFile& judged, std::vector<Finding>* findings) {
-  Finding misread{FindingCode::kPacketsMisread, kNote};
-  Finding failed{FindingCode::kPacketsFailed, kProblem};
+  unsigned long long misread = 0, failures = 0;
+  Finding failed{FindingCode::kPacketsFailed, Severity::kProblem};
   const WalkResult walk = WalkPackets(judged.file, judged.layout, [&](const Packet& packet) {
-    if (!packet.hasErrorCorrection) ++misread.count;
-    if (packet.hasErrorCorrection && packet.fault != PacketFault::kNone && failed.count++ == 0) {
+    if (!packet.hasErrorCorrection) ++misread;
+    if (packet.hasErrorCorrection && packet.fault != PacketFault::kNone && failures++ == 0) {
       failed.packet = packet.number;
       failed.fault = packet.fault;
     }
     return true;
   });
-  if (misread.count > 0) findings->push_back(misread);
-  if (failed.count > 0 && !judged.layout.IsTruncated()) findings->push_back(failed);
+  if (misread > 0) {
+    findings->push_back({FindingCode::kPacketsMisread, Severity::kNote});
+    findings->back().count = misread;
+  }
+  if (failures > 0 && !judged.layout.IsTruncated()) {
+    failed.count = failures;
+    findings->push_back(failed);
+  }
   return walk.status;
 }
 
@@ -184,17 +193,17 @@ std::vector<Finding> JudgeOpen(const JudgedFile& judged, int status) {
   return findings;
 }
 
-int JudgePlayOut(const JudgedFile& judged, const Totals& totals, bool explain,
-                 std::vector<Finding>* findings) {
-  const bool suspectsPackets = explain || StoppedInsideData(judged);
+int JudgePlayOut(const JudgedFile& judged, const Totals& totals, std::vector<Finding>* findings) {
+  const bool stopped = StoppedInsideData(judged);
   AddSilence(judged.session, totals, findings);
   AddDamage(judged.session, findings);
-  if (!suspectsPackets && !DisagreesWithHeader(judged.session, totals)) return 0;
+  if (!stopped && !DisagreesWithHeader(judged.session, totals)) return 0;
   const int status = AddEnds(judged, totals, findings);
   if (status < 0) return status;
-  const bool isBad = std::any_of(findings->begin(), findings->end(),
-                                 [](const Finding& finding) { return finding.isProblem; });
-  return suspectsPackets || isBad ? AddPackets(judged, findings) : 0;
+  const bool isBad = std::any_of(findings->begin(), findings->end(), [](const Finding& finding) {
+    return finding.severity == Severity::kProblem;
+  });
+  return stopped || isBad ? AddPackets(judged, findings) : 0;
 }
 
 }  // namespace qo_host
