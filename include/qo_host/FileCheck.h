@@ -23,6 +23,7 @@
 
 namespace qo_host {
 
+// Follows a play-out packet by packet.
 class FileCheck {
  public:
   // `session` is open. `file` (not null) brings the file's own bytes; reads may move its

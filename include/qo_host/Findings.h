@@ -60,6 +60,7 @@ enum class FindingCode : unsigned char {
                      // go by it land elsewhere; what is played from there is right
 };
 
+// How much it matters.
 enum class Severity : unsigned char {
   kNote,     // harmless, or wrong on paper only
   kMended,   // the kit makes it good; a bare host does not
