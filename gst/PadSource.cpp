@@ -1,5 +1,4 @@
-// PadSource: each read is pulled into the window itself, without a copy where upstream
-// fills what it is given.
+// PadSource: each read is one pull.
 #include "gst/PadSource.h"
 
 #include <algorithm>
@@ -29,29 +28,17 @@ int PadSource::GetSize(unsigned long long* size) {
   return 0;
 }
 
+// Not into memory of our own: an element in between may not be able to fill it, and one
+// that ends early may not say how much of it it has filled.
 int PadSource::Fetch(unsigned long long offset, void* buffer, unsigned long long* size) {
-  unsigned long long end = 0;
-  const bool isEndKnown = GetSize(&end) == 0;
-  unsigned long long wanted = std::min<unsigned long long>(*size, G_MAXINT);
-  if (isEndKnown) wanted = std::min(wanted, end - std::min(offset, end));
+  const auto wanted = static_cast<guint>(std::min<unsigned long long>(*size, G_MAXINT));
   *size = 0;
-  if (wanted == 0) return 0;
-  // A source that ends early may leave the size of what it is given as it was: only one
-  // that has all that is asked for may fill the window.
-  GstBuffer* const given = isEndKnown
-                               ? gst_buffer_new_wrapped_full(static_cast<GstMemoryFlags>(0), buffer,
-                                                             wanted, 0, wanted, nullptr, nullptr)
-                               : nullptr;
-  GstBuffer* got = given;
-  const GstFlowReturn flow = gst_pad_pull_range(sink_, offset, static_cast<guint>(wanted), &got);
+  GstBuffer* got = nullptr;
+  const GstFlowReturn flow = gst_pad_pull_range(sink_, offset, wanted, &got);
   if (flow == GST_FLOW_OK) {
-    *size = std::min<unsigned long long>(wanted, gst_buffer_get_size(got));
-    if (got != given) {
-      gst_buffer_extract(got, 0, buffer, *size);
-      gst_buffer_unref(got);
-    }
+    *size = gst_buffer_extract(got, 0, buffer, wanted);
+    gst_buffer_unref(got);
   }
-  if (given != nullptr) gst_buffer_unref(given);
   if (flow == GST_FLOW_OK || flow == GST_FLOW_EOS) return 0;
   if (*flow_ == GST_FLOW_OK) *flow_ = flow;
   return flow == GST_FLOW_FLUSHING ? -ECANCELED : -EIO;
