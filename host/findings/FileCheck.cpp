@@ -171,7 +171,7 @@ int FileCheck::Work::Finish(const std::vector<Finding>& told, std::vector<Findin
     const bool isTold = std::any_of(told.begin(), told.end(), [&](const Finding& other) {
       return other.code == finding.code && !other.stream && !finding.stream;
     });
-    if (!isTold) findings->push_back(std::move(finding));
+    if (!isTold) findings->push_back(finding);
   }
   return 0;
 }
