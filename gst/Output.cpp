@@ -23,6 +23,16 @@ std::string PadName(const StreamFacts& facts) {
   return (isVideo ? "video_" : "audio_") + std::to_string(facts.stream.number);
 }
 
+// An element that begins to flush may refuse an event in front of a buffer, and the
+// framework takes that for an error.
+bool IsPeerFlushing(GstPad* pad) {
+  GstPad* const peer = gst_pad_get_peer(pad);
+  if (peer == nullptr) return false;
+  const bool isFlushing = GST_PAD_IS_FLUSHING(peer);
+  gst_object_unref(peer);
+  return isFlushing;
+}
+
 // A frame that comes first but is shown behind others may still be in front of the end.
 constexpr GstClockTime kReordering = GST_SECOND;
 
@@ -94,7 +104,8 @@ GstFlowReturn Output::Push(const GstSegment& segment, guint32 seqnum) {
   // What follows an object that lost something doesn't continue it.
   isDiscont_ = GST_BUFFER_FLAG_IS_SET(buffer, GST_BUFFER_FLAG_CORRUPTED);
   position_ = std::max(position_, bufferTime_);
-  return gst_pad_push(pad_, buffer);
+  const GstFlowReturn flow = gst_pad_push(pad_, buffer);
+  return flow == GST_FLOW_ERROR && IsPeerFlushing(pad_) ? GST_FLOW_FLUSHING : flow;
 }
 
 void Output::PushGap(const GstSegment& segment, guint32 seqnum, GstClockTime until) {
