@@ -67,6 +67,11 @@ TEST_F(Tool, JsonAgreesWithTheTextAndIsAllThereIsOnStdout) {
   const auto info = nlohmann::json::parse(Run("info --json " + Sample("tags.wma")).out);
   EXPECT_EQ(info["tags"]["album"], "The Album");
   EXPECT_EQ(info["tracks"][0]["codec"], 211);
+  const auto artist =
+      std::find_if(info["file_tags"].begin(), info["file_tags"].end(),
+                   [](const nlohmann::json& tag) { return tag["name"] == "Author"; });
+  ASSERT_NE(artist, info["file_tags"].end());
+  EXPECT_EQ("\u00C4rtist", (*artist)["value"]);
   const auto streams = nlohmann::json::parse(Run("info --json " + Sample("two_audio.wmv")).out);
   EXPECT_EQ(streams["streams"][2]["kind"], "audio");
   EXPECT_EQ(streams["streams"][2]["chosen"], false);

@@ -20,14 +20,19 @@ void PrintJson(Input* input, const Verdict& verdict) {
   json["streams"] = Json::array();
   for (const ListedStream& stream : ListStreams(input))
     json["streams"].push_back(StreamJson(stream));
+  json["file_tags"] = FileTagsJson(input->header());
   json["problems"] = verdict.problems;
   json["notes"] = verdict.notes;
   Print(JsonText(json) + "\n");
 }
 
-void PrintLine(const std::string& name, const std::string& text) {
+// Columns in front of the text: of most lines, and where the names are a file's own.
+constexpr std::size_t kColumn = 18;
+constexpr std::size_t kWideColumn = 30;
+
+void PrintLine(const std::string& name, const std::string& text, std::size_t column = kColumn) {
   std::string line = "  " + name;
-  line.resize(std::max<std::size_t>(line.size() + 1, 18), ' ');
+  line.resize(std::max(line.size() + 1, column), ' ');
   Print(line + text + "\n");
 }
 
@@ -70,6 +75,23 @@ void PrintTags(const qo_host::ParserSession& session) {
   }
 }
 
+// What a tag holds, and whose it is where that is not the whole file.
+std::string FileTagText(const qo_host::FileHeader& header, const qo_host::HeaderTag& tag) {
+  const bool isBytes = tag.type == kMetaBytes || tag.type > qo_host::kMetaGuid;
+  std::string text = isBytes ? Count(tag.value.size, "byte") : Printable(tag.text);
+  if (tag.stream != 0) text += ", of stream " + std::to_string(tag.stream);
+  const std::string language = header.Language(tag.language);
+  if (tag.language != 0 && !language.empty()) text += ", " + Printable(language);
+  return text;
+}
+
+void PrintFileTags(const qo_host::FileHeader& header) {
+  if (!header.tags.empty()) Print("  tags by the file's own names\n");
+  for (const qo_host::HeaderTag& tag : header.tags) {
+    PrintLine("  " + Printable(tag.name), FileTagText(header, tag), kWideColumn);
+  }
+}
+
 void PrintText(Input* input, const Verdict& verdict) {
   Print(Bold(Printable(input->path()), stdout) + "\n");
   if (input->layout().isAsf) PrintContainer(input);
@@ -78,6 +100,7 @@ void PrintText(Input* input, const Verdict& verdict) {
   }
   for (const qo_host::Track& track : input->session().tracks()) PrintTrack(track);
   PrintTags(input->session());
+  PrintFileTags(input->header());
   for (const std::string& note : verdict.notes) PrintLine("note", Printable(note));
 }
 

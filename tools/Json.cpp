@@ -156,6 +156,25 @@ Json VerdictJson(Input* input, const qo_host::Totals& totals, const Verdict& ver
   return json;
 }
 
+Json FileTagsJson(const qo_host::FileHeader& header) {
+  Json json = Json::array();
+  for (const qo_host::HeaderTag& tag : header.tags) {
+    Json entry = {{"name", tag.name}, {"bytes", tag.value.size}, {"value", nullptr}};
+    if (tag.type == kMetaBool) {
+      entry["value"] = tag.number != 0;
+    } else if (tag.type == kMetaString || tag.type == qo_host::kMetaGuid) {
+      entry["value"] = tag.text;
+    } else if (tag.type > kMetaBool && tag.type <= kMetaWord) {
+      entry["value"] = tag.number;
+    }
+    if (tag.stream != 0) entry["stream"] = tag.stream;
+    const std::string language = header.Language(tag.language);
+    if (!language.empty()) entry["language"] = language;
+    json.push_back(std::move(entry));
+  }
+  return json;
+}
+
 Json UnitJson(unsigned long long number, const qo_host::AccessUnit& unit) {
   return {{"number", number},
           {"track", TrackKindName(unit.kind)},

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "qo_host/AsfLayout.h"
+#include "qo_host/FileHeader.h"
 #include "qo_host/ParserSession.h"
 #include "tools/Landing.h"
 #include "tools/Verdict.h"
@@ -22,6 +23,9 @@ std::string JsonText(const Json& json, int indent = 2);
 // A file: its name, container, tracks, tags and picture.
 Json FileJson(const std::string& path, const qo_host::ParserSession& session,
               const qo_host::AsfLayout& layout);
+
+// Every tag of a file under its own name, several values of one name among them.
+Json FileTagsJson(const qo_host::FileHeader& header);
 
 // A whole play-out: its verdict, what came out of each track, and the findings.
 Json VerdictJson(Input* input, const qo_host::Totals& totals, const Verdict& verdict);

@@ -62,10 +62,7 @@ ListedStream Listed(Input* input, const qo_host::FileHeader& header, const Strea
 }  // namespace
 
 std::vector<ListedStream> ListStreams(Input* input) {
-  qo_host::FileHeader own;
-  const qo_host::PresentedFile* const presented = input->session().presented();
-  if (presented == nullptr) input->CheckRead(qo_host::ReadFileHeader(input->file(), &own));
-  const qo_host::FileHeader& header = presented != nullptr ? presented->header() : own;
+  const qo_host::FileHeader& header = input->header();
   std::vector<ListedStream> streams;
   for (const StreamHeader& stream : header.streams) {
     streams.push_back(Listed(input, header, stream));

@@ -89,6 +89,16 @@ void Input::Open() {
 
 const qo_host::AsfLayout& Input::layout() { return LayoutOf(file_, &layout_); }
 
+const qo_host::FileHeader& Input::header() {
+  if (session_->presented() != nullptr) return session_->presented()->header();
+  if (!header_) {
+    qo_host::FileHeader read;
+    CheckRead(qo_host::ReadFileHeader(file_, &read));
+    header_ = std::move(read);
+  }
+  return *header_;
+}
+
 const qo_host::AsfLayout& Input::playedLayout() {
   return LayoutOf(session_->view(), &playedLayout_);
 }

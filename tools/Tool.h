@@ -9,6 +9,7 @@
 #include <string>
 
 #include "qo_host/AsfLayout.h"
+#include "qo_host/FileHeader.h"
 #include "qo_host/ParserLibrary.h"
 #include "qo_host/ParserSession.h"
 #include "qo_host/TraceSource.h"
@@ -67,6 +68,9 @@ class Input {
 
   // Read from the file when it is first asked for. Throws Failure(kExitCannotRun).
   const qo_host::AsfLayout& layout();
+  // All that the file's header says. Read from the file when it is first asked for, unless
+  // the session has. Throws the same.
+  const qo_host::FileHeader& header();
   // That of what the parser reads.
   const qo_host::AsfLayout& playedLayout();
   // Throws Failure(kExitCannotRun) for the status of a read that failed.
@@ -86,6 +90,7 @@ class Input {
   qo_host::OpenOptions openOptions_;
   std::optional<qo_host::AsfLayout> layout_;
   std::optional<qo_host::AsfLayout> playedLayout_;
+  std::optional<qo_host::FileHeader> header_;
 };
 
 // Throws Failure(kExitCannotRun) where a stream that `options` choose is not in the file,
