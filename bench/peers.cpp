@@ -1,5 +1,5 @@
-// Whole process against whole process, in turn: asftool verify beside other
-// programs that read a file through and throw its media away, and the floor.
+// Whole process against whole process, in turn: a player over the kit and asftool
+// verify beside other programs that read a file through and throw its media away, and the floor.
 //
 //   qo_peers TINY FILE...
 //
@@ -94,6 +94,7 @@ std::size_t TrackCount(const qo_host::ParserLibrary& library, const std::string&
 
 Command CommandOf(const std::string& name, const std::string& path, std::size_t tracks) {
   if (name == "floor") return {OwnFolder() + "/qo_copy_floor", path};
+  if (name == "kit") return {OwnFolder() + "/qo_play", path};
   if (name == "asftool verify") return {OwnFolder() + "/asftool", "verify", path};
   if (name == "ffmpeg") {
     return {"ffmpeg", "-v", "error", "-nostdin", "-i",   path, "-map",
@@ -134,8 +135,11 @@ void PrintRow(const std::string& file, const Program& program, const Program& fl
 
 void Compare(const qo_host::ParserLibrary& library, const std::string& tiny,
              const std::string& path) {
-  std::vector<Program> programs{
-      {"floor", {}, {}}, {"asftool verify", {}, {}}, {"ffmpeg", {}, {}}, {"GStreamer", {}, {}}};
+  std::vector<Program> programs{{"floor", {}, {}},
+                                {"kit", {}, {}},
+                                {"asftool verify", {}, {}},
+                                {"ffmpeg", {}, {}},
+                                {"GStreamer", {}, {}}};
   const std::size_t tracks = TrackCount(library, path);
   const std::size_t tinyTracks = TrackCount(library, tiny);
   for (int round = 0; round <= kRounds; ++round) {
