@@ -19,15 +19,15 @@ struct StreamLayout {
   unsigned int codecTag;  // audio: the format tag. video: the FourCC, first character in the lowest
                           // byte. Otherwise, and where the header is too short, 0
   unsigned char number;   // 0 to 127
-  StreamKind kind;
-  bool encrypted;  // the stream's own flag
-  bool hidden;     // described in the header extension only, where the parser doesn't look
-  bool isTrack;    // the first audio or the first video stream: the parser drops all others
+  StreamKind kind;        // kOther where the GUID of its type is unknown
+  bool encrypted;         // the stream's own flag
+  bool hidden;            // described in the header extension only, where the parser doesn't look
+  bool isTrack;           // the first audio or the first video stream: the parser drops all others
 };
 
 // The first simple index object behind the data.
 struct IndexLayout {
-  unsigned int entries;
+  unsigned int entries;         // as the object counts them, unchecked
   unsigned long long interval;  // between two entries, 100 ns
 };
 
@@ -61,8 +61,8 @@ struct AsfLayout {
   unsigned int maxPacketLength = 0;        // bytes
   std::vector<StreamLayout> streams;       // in file order
   bool contentEncryption = false;          // the parser refuses these files
-  bool extendedContentEncryption = false;  // but not these two
-  bool advancedContentEncryption = false;
+  bool extendedContentEncryption = false;  // it plays these, what is encrypted included
+  bool advancedContentEncryption = false;  // the same
 
   // The data object.
   bool hasDataObject = false;           // there is one where the header ends
@@ -70,6 +70,8 @@ struct AsfLayout {
   unsigned long long packetsStart = 0;  // file offset of packet 0
   unsigned int packetLength = 0;        // bytes, as the parser reckons it when it opens the file
 
+  // Nothing, too, where there is no data in front of it, or the source doesn't know the
+  // file's size.
   std::optional<IndexLayout> simpleIndex;
 
   // File offset of the end of the data object; the largest number there is when

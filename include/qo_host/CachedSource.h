@@ -49,8 +49,8 @@ class CachedSource : public IDataSource {
 
   // Bytes of the source.
   struct Extent {
-    unsigned long long offset;
-    std::size_t size;
+    unsigned long long offset;  // of the first, absolute
+    std::size_t size;           // perhaps fewer than wanted
   };
   // What a window around `offset` holds when `size` bytes are wanted: `offset`
   // itself, and at most the longest window's bytes. By default `size` bytes from a

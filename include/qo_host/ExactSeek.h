@@ -33,9 +33,9 @@ struct ExactSeek {
     kSourceFailed,   // or threw; `status` is its failure
     kParserRefused,  // `status` is the parser's
   };
-  Outcome outcome = Outcome::kNothingBefore;
-  Problem problem = Problem::kNone;
-  int status = kParserOk;
+  Outcome outcome = Outcome::kNothingBefore;  // and, by it, where the session reads on
+  Problem problem = Problem::kNone;           // kNone but for kFailed
+  int status = kParserOk;         // of kSourceFailed and kParserRefused; otherwise kParserOk
   unsigned long long packet = 0;  // kFound: the packet in which the unit's media object begins;
                                   // without video, in a file of more than kMaxSeekPoints packets
                                   // with audio, perhaps one before it

@@ -31,13 +31,13 @@ constexpr std::size_t kMaxHeaderEntries = 0x20000;
 // Bytes [position, position + size) of the file. In a FileHeader they always lie
 // within `bytes`.
 struct ByteRange {
-  std::size_t position = 0;
-  std::size_t size = 0;
+  std::size_t position = 0;  // from the file's first byte
+  std::size_t size = 0;      // 0: the file has nothing there
 };
 
 // An object of the header.
 struct HeaderObject {
-  Guid id;
+  Guid id;                  // what kind of object it is; listed whether the kit knows it or not
   unsigned long long size;  // bytes, as it says, its own 24 included
   ByteRange range;          // what there is of it, those 24 included: less than `size` where it
                             // reaches beyond what holds it, or where the file ends in it
@@ -47,27 +47,27 @@ struct HeaderObject {
 
 // File properties: what the writer says of the whole file, right or not.
 struct FileProperties {
-  Guid fileId;
+  Guid fileId;                      // the data object and the indexes repeat it
   unsigned long long fileSize;      // bytes
   unsigned long long creationDate;  // 100 ns since the year 1601
-  unsigned long long dataPackets;
+  unsigned long long dataPackets;   // as counted by the writer; mostly 0 with the broadcast flag
   unsigned long long playDuration;  // 100 ns, preroll included
   unsigned long long sendDuration;  // 100 ns
-  unsigned long long prerollMs;
-  unsigned int flags;            // bit 0 broadcast, bit 1 seekable
-  unsigned int minPacketLength;  // bytes
-  unsigned int maxPacketLength;  // bytes
-  unsigned int maxBitrate;       // bits per second
+  unsigned long long prerollMs;     // what presentation times in packets are ahead by
+  unsigned int flags;               // bit 0 broadcast, bit 1 seekable
+  unsigned int minPacketLength;     // bytes
+  unsigned int maxPacketLength;     // bytes
+  unsigned int maxBitrate;          // bits per second
 };
 
 // What an audio stream's type-specific data begins with.
 struct AudioFormat {
-  unsigned short formatTag;
-  unsigned short channels;
-  unsigned int samplesPerSecond;
-  unsigned int averageBytesPerSecond;
-  unsigned short blockAlign;  // bytes
-  unsigned short bitsPerSample;
+  unsigned short formatTag;            // the codec, by its WAVE format number
+  unsigned short channels;             // unchecked, like all of these: 0 is possible
+  unsigned int samplesPerSecond;       // of one channel
+  unsigned int averageBytesPerSecond;  // of the coded stream
+  unsigned short blockAlign;           // bytes
+  unsigned short bitsPerSample;  // of one channel, decoded; 0 where the codec has no such number
 };
 
 // A format tag that leaves the codec to ExtensibleFormat.
@@ -75,35 +75,37 @@ constexpr unsigned int kExtensibleTag = 0xFFFE;
 
 // What follows AudioFormat then.
 struct ExtensibleFormat {
-  unsigned short validBitsPerSample;
+  unsigned short validBitsPerSample;  // of AudioFormat::bitsPerSample, those in use; some codecs
+                                      // state samples in a block
   unsigned int channelMask;  // the speakers, a bit each: 1 front left, 2 front right, 4 centre, ...
-  Guid subFormat;
+  Guid subFormat;            // the codec
   std::optional<unsigned short> formatTag;  // that the sub-format stands for, where it does for one
 };
 
-// Of a video stream's: pixels.
+// What that of a video stream begins with, in part.
 struct VideoFormat {
+  // Pixels, in front of the bitmap header: those that the parser reports.
   unsigned int encodedWidth;
   unsigned int encodedHeight;
-  int width;                // of the bitmap header, like the rest
-  int height;               // negative where the rows begin at the top
+  int width;                // pixels; of the bitmap header, like the rest
+  int height;               // pixels; negative where the rows begin at the top
   unsigned short bitCount;  // bits in a pixel
 };
 
 // Stream properties.
 struct StreamHeader {
   unsigned char number;  // 0 to 127
-  StreamKind kind;
-  bool encrypted;  // its own flag
-  bool hidden;     // described in extended stream properties only, where the parser doesn't look
+  StreamKind kind;       // kOther where `type` is unknown
+  bool encrypted;        // its own flag
+  bool hidden;  // described in extended stream properties only, where the parser doesn't look
   std::size_t position;           // of its stream properties object, bytes from the file's first
   Guid type;                      // what `kind` was taken from
   unsigned long long timeOffset;  // 100 ns
   unsigned int codecTag;          // audio: the format tag. video: the FourCC, first character in
                                   // the lowest byte. Otherwise, and where the data is too short: 0
-  ByteRange typeSpecific;
-  Guid errorCorrectionType;
-  ByteRange errorCorrection;
+  ByteRange typeSpecific;         // what a decoder needs; as much as is stated and there
+  Guid errorCorrectionType;       // none, or audio spread, which interleaves bytes of objects
+  ByteRange errorCorrection;      // its parameters; as much as is stated and there
   // The typeSpecific data taken apart; nothing for other kinds, and where it is too short.
   std::optional<AudioFormat> audio;
   std::optional<ExtensibleFormat> extensible;
@@ -114,57 +116,58 @@ struct StreamHeader {
 // A stream's name in one language.
 struct StreamName {
   unsigned short language;  // index of FileHeader::languages
-  std::string text;
+  std::string text;         // for people to choose by, "Director's commentary" for instance
 };
 
 // Data that each payload of a stream brings with it.
 struct PayloadExtension {
-  Guid system;
+  Guid system;          // what the data means
   unsigned short size;  // bytes in each payload; 0xFFFF: they vary
-  ByteRange info;
+  ByteRange info;       // settings of the system; mostly nothing
 };
 
 // Extended stream properties.
 struct ExtendedStream {
   unsigned short number;    // of the stream
   unsigned short language;  // index of FileHeader::languages
+  // When its first object begins and its last one ends; 0 = unknown.
   unsigned long long startTimeMs;
   unsigned long long endTimeMs;
   unsigned int bitsPerSecond;              // without what packets add
   unsigned int maximumObjectSize;          // bytes; 0 = unknown
   unsigned long long averageTimePerFrame;  // 100 ns; 0 = unknown
   unsigned int flags;  // bit 0 reliable, 1 seekable, 2 no cleanpoints, 3 resend live cleanpoints
-  std::vector<StreamName> names;
-  std::vector<PayloadExtension> payloadExtensions;
+  std::vector<StreamName> names;                    // one for each language that it is named in
+  std::vector<PayloadExtension> payloadExtensions;  // in the order of their data in a payload
 };
 
 // A row of the stream bitrate properties.
 struct StreamBitrate {
-  unsigned char stream;
-  unsigned int bitsPerSecond;
+  unsigned char stream;        // its number, 0 to 127
+  unsigned int bitsPerSecond;  // on average, with what packets add
 };
 
 // A row of the codec list: words for people, which decide nothing.
 struct CodecEntry {
-  unsigned short type;  // 1 video, 2 audio
-  std::string name;
-  std::string description;
-  ByteRange info;  // a format tag or FourCC, mostly
+  unsigned short type;      // 1 video, 2 audio
+  std::string name;         // "Windows Media Audio 9.2" for instance
+  std::string description;  // its settings, as "64 kbps, 44 kHz, stereo"; often empty
+  ByteRange info;           // a format tag or FourCC, mostly
 };
 
 // A named place in the file.
 struct Marker {
   unsigned long long time;    // 100 ns, preroll included
   unsigned long long offset;  // of its packet, bytes from the data object's first
-  unsigned int sendTimeMs;
-  std::string description;
+  unsigned int sendTimeMs;    // when its packet is to be sent
+  std::string description;    // what a player lists it as
 };
 
 // A text for the player at a time.
 struct ScriptCommand {
   unsigned int timeMs;  // preroll included
   std::size_t type;     // index of FileHeader::commandTypes; beyond it where the file has none
-  std::string text;
+  std::string text;     // what the type acts on: an address to open, a caption to show
 };
 
 // The objects about encryption.
@@ -177,7 +180,7 @@ enum class EncryptionKind : unsigned char {
 
 // An object about encryption. Streams have a flag of their own besides.
 struct Encryption {
-  EncryptionKind kind;
+  EncryptionKind kind;     // decides which of the rest are filled
   std::string scheme;      // kContent: the protection type, "DRM". kAdvanced: the system's GUID
   std::string keyId;       // kContent
   std::string licenseUrl;  // kContent
@@ -198,7 +201,7 @@ enum class TagOrigin : unsigned char {
 
 // One value under one name; there may be several.
 struct HeaderTag {
-  TagOrigin origin;
+  TagOrigin origin;         // one name may have a value in each
   unsigned short type;      // kMetaString to kMetaWord, kMetaGuid, or what else the file says
   unsigned short stream;    // 0: the whole file
   unsigned short language;  // index of FileHeader::languages; 0 also where there is none
@@ -229,8 +232,8 @@ enum class HeaderProblem : unsigned char {
 
 // A problem and its place.
 struct HeaderIssue {
-  HeaderProblem problem;
-  std::size_t position;  // of the object or record, bytes from the file's first
+  HeaderProblem problem;  // each that is met; those of the header as a whole come once
+  std::size_t position;   // of the object or record, bytes from the file's first
 };
 
 // A file's header, as ReadFileHeader finds it.
@@ -243,18 +246,18 @@ struct FileHeader {
   std::vector<HeaderObject> objects;  // in file order, nested ones behind what holds them
 
   // All in file order.
-  std::optional<FileProperties> properties;  // the last, as the parser has it
-  std::vector<StreamHeader> streams;
-  std::vector<ExtendedStream> extendedStreams;
-  std::vector<StreamBitrate> bitrates;  // of the stream bitrate properties
-  std::vector<std::string> languages;   // "en-us" (RFC 1766); an index may lie beyond it
-  std::vector<CodecEntry> codecs;
-  std::string markersName;
-  std::vector<Marker> markers;
-  std::vector<std::string> commandTypes;  // "URL", "TEXT", ...
-  std::vector<ScriptCommand> commands;
-  std::vector<Encryption> encryptions;
-  std::vector<HeaderTag> tags;
+  std::optional<FileProperties> properties;     // the last, as the parser has it
+  std::vector<StreamHeader> streams;            // a number may come twice
+  std::vector<ExtendedStream> extendedStreams;  // also of numbers that `streams` hasn't
+  std::vector<StreamBitrate> bitrates;          // of the stream bitrate properties
+  std::vector<std::string> languages;           // "en-us" (RFC 1766); an index may lie beyond it
+  std::vector<CodecEntry> codecs;               // of the codec list; nothing ties them to `streams`
+  std::string markersName;                      // of the list that `markers` are; mostly empty
+  std::vector<Marker> markers;                  // not sorted by time
+  std::vector<std::string> commandTypes;        // "URL", "TEXT", ...
+  std::vector<ScriptCommand> commands;          // not those that a stream brings
+  std::vector<Encryption> encryptions;  // may be empty where a stream has its flag: see IsEncrypted
+  std::vector<HeaderTag> tags;  // of the content description, those that are not empty; else all
 
   // The first byte of a range, within `bytes`; valid as long as `bytes` is unchanged.
   const unsigned char* Data(ByteRange range) const { return bytes.data() + range.position; }

@@ -69,26 +69,28 @@ enum class Severity : unsigned char {
 
 // One of them: what its code names is there, the rest is not.
 struct Finding {
-  FindingCode code;
-  Severity severity;
-  int status = 0;
-  LayoutProblem layout = LayoutProblem::kNone;
-  PacketFault fault = PacketFault::kNone;
-  PlanFinding plan = {};
-  std::optional<StreamLayout> stream = std::nullopt;
-  std::optional<TrackKind> kind = std::nullopt;
+  FindingCode code;                                         // decides what the rest mean
+  Severity severity;                                        // of this one: some codes have several
+  int status = 0;                                           // kRefused: what Open returned
+  LayoutProblem layout = LayoutProblem::kNone;              // kLayout
+  PacketFault fault = PacketFault::kNone;                   // kPacketsFailed: of the first
+  PlanFinding plan = {};                                    // kMended, kStreamAbsent
+  std::optional<StreamLayout> stream = std::nullopt;        // `isTrack` is set by JudgeOpen alone
+  std::optional<TrackKind> kind = std::nullopt;             // kTrackSilent, kTrackEndsEarly
   std::optional<unsigned long long> packet = std::nullopt;  // from 0
-  std::optional<unsigned long long> count = std::nullopt;
-  std::optional<unsigned long long> total = std::nullopt;
+  std::optional<unsigned long long> count = std::nullopt;   // of what, the code says
+  std::optional<unsigned long long> total = std::nullopt;   // what `count` should be
   std::optional<long long> timeMs = std::nullopt;  // preroll not included, but of a sending time
+  // What the header, or the object or packet in front, says, and what there is in its place.
+  // Ms, but packets, bytes or bits per second where the code is about those.
   std::optional<long long> stated = std::nullopt;
   std::optional<long long> actual = std::nullopt;
 };
 
 // What came out of one track.
 struct TrackTotals {
-  unsigned long long units = 0;
-  unsigned long long bytes = 0;
+  unsigned long long units = 0;    // access units handed out
+  unsigned long long bytes = 0;    // in them
   unsigned long long firstMs = 0;  // time of the first unit
   unsigned long long lastMs = 0;   // the greatest time of any unit
 };
@@ -110,9 +112,9 @@ class Totals {
 // the session's own source may answer from memory. Where it is presented, all of a
 // play-out is judged by what is presented. They must outlive the calls here.
 struct JudgedFile {
-  const ParserSession& session;
-  const AsfLayout& layout;
-  IDataSource* file;  // not null; read from, and its position moved
+  const ParserSession& session;  // Open has been called, with success or not
+  const AsfLayout& layout;       // of what `file` brings
+  IDataSource* file;             // not null; read from, and its position moved
 };
 
 // Judges a file, not what is presented of it, by its header and its size. `status` is

@@ -9,7 +9,7 @@ namespace qo_host {
 
 // The first three fields little-endian, then eight bytes as they stand.
 struct Guid {
-  unsigned char bytes[16];
+  unsigned char bytes[16];  // in the order of the file
 };
 
 // Byte for byte.

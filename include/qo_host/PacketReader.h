@@ -55,8 +55,8 @@ struct Packet {
   unsigned int statedLength;      // of the packet, bytes; 0: none
   unsigned int padding;           // bytes
   unsigned int sendTimeMs;        // preroll included
-  unsigned int durationMs;
-  PacketFault fault;
+  unsigned int durationMs;        // as stated, 0 to 65,535; the parser ignores it
+  PacketFault fault;              // kNone, too, of a packet that PacketView::kParser misreads
   // In file order, up to a fault that ends the walk. In PacketView::kStated the first two do
   // not, where the packet states its payloads' lengths.
   std::vector<Payload> payloads;
@@ -75,8 +75,8 @@ class PacketBytes {
  public:
   // Bytes in memory, owned by what handed them out.
   struct Piece {
-    const unsigned char* data;
-    std::size_t size;
+    const unsigned char* data;  // may be null where there are none
+    std::size_t size;           // how many, perhaps more than were asked for
   };
   virtual ~PacketBytes() = default;
 

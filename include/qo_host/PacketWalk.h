@@ -19,8 +19,8 @@ enum class WalkEnd {
 
 // The same, with the failure.
 struct WalkResult {
-  WalkEnd end;
-  int status;  // kSourceFailed: the source's (see BorrowedSource for one that throws); otherwise 0
+  WalkEnd end;  // kDone, too, where the file ends in front of the data's end
+  int status;   // kSourceFailed: the source's (see BorrowedSource for one that throws); otherwise 0
 };
 
 // Visits the packets of the data object in order, as the parser takes them, from

@@ -19,10 +19,10 @@ struct ParserDestroyer {
 // The only owner of a parser.
 using ParserPointer = std::unique_ptr<IParser, ParserDestroyer>;
 
-// A pair of factory functions, {createParser, destroyParser} where they are
-// linked. Both are not null; where they come from a library, it must stay loaded
-// for as long as a parser of theirs lives.
+// A pair of factory functions, {createParser, destroyParser} where they are linked.
 struct ParserFactory {
+  // Not null; where it comes from a library, that must stay loaded for as long as a
+  // parser of the pair lives.
   IParser* (*create)();
   void (*destroy)(IParser*);
 

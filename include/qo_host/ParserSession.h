@@ -44,8 +44,8 @@ const char* TrackKindName(TrackKind kind);
 // itself has it.
 struct Track {
   unsigned int index;  // in the parser's numbering
-  TrackKind kind;
-  TrackInfo info;
+  TrackKind kind;      // at most one track of each
+  TrackInfo info;  // presented, with the real `codec`, also of a tag that the parser doesn't know
   std::optional<AsfTrackExt> bitmap;  // video only
   std::vector<unsigned char> config;  // codec configuration; empty when there is none
   // Where the file is presented: the stream in the file, its number and the format tag or
@@ -66,11 +66,11 @@ struct OpenOptions {
   std::optional<int> mode;  // the parser's OpenEx with this mode
 };
 
-// An access unit. `data` lies in a buffer of the session and stays valid until a
-// unit of the same kind is read next, a seek, or Choose.
+// An access unit: what a decoder takes at once.
 struct AccessUnit {
-  TrackKind kind;
-  const unsigned char* data;
+  TrackKind kind;             // says which track it is of
+  const unsigned char* data;  // in a buffer of the session; valid until a unit of the same kind is
+                              // read next, a seek, or Choose
   std::size_t size;           // bytes, at most kMaxAccessUnitBytes
   unsigned long long timeMs;  // from the start of the presentation
   bool isIncomplete;          // its media object lost fragments; never known as it is
@@ -84,10 +84,10 @@ constexpr bool IsBefore(unsigned long long a, unsigned long long b) {
   return static_cast<int>(static_cast<unsigned int>(a - b)) < 0;
 }
 
-// What SeekEx returned for each kind; kParserOk for a kind without a track. A kind
-// that failed goes on where it was. Where video fails audio isn't sought, goes on as
-// well, and has video's status.
+// How a seek ended. A kind that failed goes on where it was. Where video fails audio
+// isn't sought, goes on as well, and has video's status.
 struct SeekStatus {
+  // What SeekEx returned for the kind; kParserOk without a track of it.
   int video = kParserOk;
   int audio = kParserOk;
 };

@@ -24,11 +24,12 @@
 
 namespace qo_host {
 
-// Stream numbers as in the file, or kNoStream; nothing: the first of the kind, those that
-// the header itself lists in front of hidden ones.
+// Which streams become the tracks.
 struct StreamChoice {
   static constexpr unsigned char kNoStream = 0x80;  // none of that kind; streams have 0 to 127
 
+  // A stream number as in the file, or kNoStream; nothing: the first of the kind, those
+  // that the header itself lists in front of hidden ones.
   std::optional<unsigned char> audio;
   std::optional<unsigned char> video;
 };
@@ -54,8 +55,8 @@ enum class PlanNote : unsigned char {
 
 // A note and its number.
 struct PlanFinding {
-  PlanNote note;
-  unsigned long long value = 0;
+  PlanNote note;                 // decides what the value is
+  unsigned long long value = 0;  // 0 where the note names none
 };
 
 struct Plan;  // what the parser is to see

@@ -48,8 +48,8 @@ enum class RepairNote : unsigned char {
 
 // A note and its number.
 struct RepairFinding {
-  RepairNote note;
-  unsigned long long value = 0;
+  RepairNote note;               // decides what the value is
+  unsigned long long value = 0;  // 0 where the note names none
 };
 
 // One repair of one file: Survey, then Write as often as wanted.

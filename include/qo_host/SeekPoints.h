@@ -12,9 +12,9 @@ namespace qo_host {
 
 // A media object, and the packet that it begins in.
 struct SeekPoint {
-  unsigned long long packet;
-  unsigned int timeMs;  // as the parser stamps the object
-  unsigned int before;  // objects of its stream that begin in the packet before it
+  unsigned long long packet;  // from 0
+  unsigned int timeMs;        // as the parser stamps the object
+  unsigned int before;        // objects of its stream that begin in the packet before it
 };
 
 // More points of one track are not kept: they would take memory out of proportion.

@@ -31,7 +31,7 @@ TagValue DecodeTagValue(unsigned short type, const unsigned char* data, std::siz
 
 // One tag, independent of the parser.
 struct Tag {
-  MetaDataType key;
+  MetaDataType key;           // neither parser nor kit brings META_AUTHOR
   unsigned short type;        // kMetaString ... kMetaWord, or what else the file says
   std::string text;           // as in TagValue
   unsigned long long number;  // as in TagValue
@@ -47,9 +47,9 @@ std::optional<Tag> MakeTag(const meta_descriptor& descriptor);
 
 // Cover art.
 struct Picture {
-  unsigned char type = 0;  // as in ID3v2's APIC: 0 = other, 3 = front cover, ...
-  std::string mimeType;    // UTF-8, as the file says it; may be empty
-  std::string description;
+  unsigned char type = 0;            // as in ID3v2's APIC: 0 = other, 3 = front cover, ...
+  std::string mimeType;              // UTF-8, as the file says it; may be empty
+  std::string description;           // UTF-8; mostly empty
   std::vector<unsigned char> bytes;  // of the image file
 };
 

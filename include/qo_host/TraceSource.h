@@ -29,7 +29,7 @@ const char* SourceOperationName(SourceOperation operation);
 
 // One call.
 struct SourceCall {
-  SourceOperation operation;
+  SourceOperation operation;     // decides what the rest mean
   int whence;                    // SeekTo: 0 or 1; otherwise 0
   unsigned long long offset;     // ReadAt, SeekTo: the argument. Read: the position it reads at
   unsigned long long requested;  // ReadAt, Read: bytes asked for; otherwise 0
@@ -40,7 +40,7 @@ struct SourceCall {
 
 // Calls of one operation, added up.
 struct SourceTotals {
-  unsigned long long calls = 0;
+  unsigned long long calls = 0;     // failures included
   unsigned long long failures = 0;  // calls with a negative status (GetSize: any but 0)
   unsigned long long bytes = 0;     // brought by reads
 };

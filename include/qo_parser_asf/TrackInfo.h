@@ -29,14 +29,17 @@ struct TrackInfo {
 // The bitmap header of the video track. Returned by IParser::getExtraInterface;
 // filled when the video track is described.
 struct AsfTrackExt {
-  unsigned char valid;            // 1 once filled, 0 before
-  unsigned long long headerSize;  // bytes, as the file says
-  unsigned short planes;
+  unsigned char valid;             // 1 once filled, 0 before
+  unsigned long long headerSize;   // bytes, as the file says
+  unsigned short planes;           // as the file says; 1 in any that is right
   unsigned short bitCount;         // bits per pixel
   unsigned long long compression;  // FourCC, first character in the lowest byte
   unsigned long long imageSize;    // bytes
+  // Pixels per metre of what the picture is meant to be shown on; 0 in most files.
   long long xPelsPerMeter;
   long long yPelsPerMeter;
+  // Of a palette, which is part of the configuration: how many colours it has, and how many
+  // of them matter. 0: none, or all.
   unsigned long long colorsUsed;
   unsigned long long colorsImportant;
 };
