@@ -22,7 +22,7 @@ constexpr unsigned int kCodecUnknown = 100;
 // MPEG-2 video. A unit: one picture, with the headers in front of it. No configuration:
 // the sequence header comes in the units.
 constexpr unsigned int kCodecMpeg2 = 101;
-// MPEG-4 part 2, also under the FourCC DIV2, which holds version 2 of Microsoft's MPEG-4.
+// MPEG-4 part 2, also under the FourCC DIV2, which holds version 2 of MS MPEG-4.
 // Configuration: the headers in front of the first picture (start codes), or nothing
 // where they come in the units.
 constexpr unsigned int kCodecMpeg4 = 102;
@@ -48,10 +48,10 @@ constexpr unsigned int kCodecWmv3 = 108;
 constexpr unsigned int kCodecWvc1 = 109;
 // Windows Media Video 9 Advanced, as kCodecWvc1.
 constexpr unsigned int kCodecWmva = 110;
-// Microsoft's MPEG-4 version 2 (FourCC MP42): no configuration. MPEG-4 part 2 under the
+// MS MPEG-4 version 2 (FourCC MP42): no configuration. MPEG-4 part 2 under the
 // FourCC M4S2, as kCodecMpeg4.
 constexpr unsigned int kCodecMp42 = 112;
-// Microsoft's MPEG-4 version 3. No configuration.
+// MS MPEG-4 version 3. No configuration.
 constexpr unsigned int kCodecMp43 = 113;
 // Motion JPEG. A unit: one JPEG image, which may lack its Huffman tables. No configuration.
 constexpr unsigned int kCodecMjpeg = 114;
@@ -61,7 +61,7 @@ constexpr unsigned int kCodecVp6 = 115;
 constexpr unsigned int kCodecVp7 = 116;
 // VP8. No configuration.
 constexpr unsigned int kCodecVp8 = 117;
-// Microsoft's MPEG-4 version 3 under the FourCCs DIV1, DIV3 and DIV4. No configuration.
+// MS MPEG-4 version 3 under the FourCCs DIV1, DIV3 and DIV4. No configuration.
 constexpr unsigned int kCodecDivx3 = 118;
 // MPEG-1 video, as kCodecMpeg2.
 constexpr unsigned int kCodecMpeg1 = 119;
