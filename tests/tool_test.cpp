@@ -2,7 +2,6 @@
 // exit code.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -14,41 +13,12 @@
 #include <string>
 #include <vector>
 
+#include "testing/AsfTool.h"
 #include "testing/SampleFiles.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-
-struct Outcome {
-  int exitCode;
-  std::string out;
-  std::string err;
-};
-
-class Tool : public ::testing::Test {
- protected:
-  Tool() { fs::create_directories(folder_); }
-  ~Tool() override { fs::remove_all(folder_); }
-
-  std::string Path(const std::string& name) const { return (folder_ / name).string(); }
-  static std::string Sample(const std::string& name) { return QO_SAMPLES_DIR "/" + name; }
-
-  // `before`: what the shell does first.
-  Outcome Run(const std::string& arguments, const std::string& before = "") const {
-    const bool namesLibrary = arguments.rfind("--library", 0) == 0;
-    const std::string command = "cd '" + folder_.string() + "' && ( " + before + QO_ASFTOOL " " +
-                                (namesLibrary ? "" : "--library " QO_PARSER_LIBRARY " ") +
-                                arguments + " ) >out 2>err";
-    const int status = std::system(command.c_str());
-    return {WEXITSTATUS(status), FileBytes(Path("out")), FileBytes(Path("err"))};
-  }
-
- private:
-  const fs::path folder_ =
-      fs::temp_directory_path() / ("asftool-test-" + std::to_string(getpid()) + "-" +
-                                   ::testing::UnitTest::GetInstance()->current_test_info()->name());
-};
 
 TEST_F(Tool, ListsTheUnitsOfEverySampleAsCommitted) {
   for (const fs::path& sample : SamplePaths()) {

@@ -4,8 +4,8 @@
 #include <cstdio>
 #include <string>
 
-#include "tools/Commands.h"
-#include "tools/Output.h"
+#include "tools/common/Commands.h"
+#include "tools/common/Output.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // A seek, where it landed, and what it cost.
-#ifndef QO_TOOLS_LANDING_H
-#define QO_TOOLS_LANDING_H
+#ifndef QO_TOOLS_SEEK_LANDING_H
+#define QO_TOOLS_SEEK_LANDING_H
 
 #include <map>
 #include <memory>
@@ -10,7 +10,7 @@
 #include "qo_host/ExactSeek.h"
 #include "qo_host/ParserSession.h"
 #include "qo_host/TraceSource.h"
-#include "tools/Tool.h"
+#include "tools/common/Tool.h"
 
 namespace tool {
 
@@ -53,4 +53,4 @@ class Seeker {
 
 }  // namespace tool
 
-#endif  // QO_TOOLS_LANDING_H
+#endif  // QO_TOOLS_SEEK_LANDING_H

@@ -1,5 +1,5 @@
 // Loading the library and opening a file, with every failure in words.
-#include "tools/Tool.h"
+#include "tools/common/Tool.h"
 
 #include <algorithm>
 #include <cstdlib>

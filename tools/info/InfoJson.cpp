@@ -1,9 +1,8 @@
-// Building of JSON. No state.
-#include "tools/Json.h"
+// A file as JSON. No state.
+#include "tools/info/InfoJson.h"
 
 #include "qo_host/CodecNames.h"
-#include "tools/Output.h"
-#include "tools/Words.h"
+#include "tools/common/Output.h"
 
 namespace tool {
 namespace {
@@ -90,42 +89,7 @@ Json PictureJson(const qo_host::ParserSession& session) {
           {"md5", Md5Text(picture->bytes.data(), picture->bytes.size())}};
 }
 
-// What the finding names, under names that its code gives a meaning.
-Json FindingJson(const qo_host::Finding& finding) {
-  Json json;
-  const auto set = [&json](const char* name, const auto& value) {
-    if (value) json[name] = *value;
-  };
-  json["code"] = FindingName(finding);
-  json["severity"] = SeverityName(finding.severity);
-  json["text"] = FindingText(finding);
-  if (finding.kind) json["track"] = TrackKindName(*finding.kind);
-  if (finding.stream) json["stream"] = finding.stream->number;
-  set("packet", finding.packet);
-  set("count", finding.count);
-  set("total", finding.total);
-  set("time_ms", finding.timeMs);
-  set("stated", finding.stated);
-  set("actual", finding.actual);
-  return json;
-}
-
-Json TotalsJson(const qo_host::Track& track, const qo_host::TrackTotals& total) {
-  Json json = {{"kind", TrackKindName(track.kind)}, {"units", total.units}, {"bytes", total.bytes}};
-  json["stream"] = nullptr;
-  if (track.stream) json["stream"] = *track.stream;
-  json["first_ms"] = json["last_ms"] = nullptr;
-  if (total.units == 0) return json;
-  json["first_ms"] = total.firstMs;
-  json["last_ms"] = total.lastMs;
-  return json;
-}
-
 }  // namespace
-
-std::string JsonText(const Json& json, int indent) {
-  return json.dump(indent, ' ', false, Json::error_handler_t::replace);
-}
 
 Json FileJson(const std::string& path, const qo_host::ParserSession& session,
               const qo_host::AsfLayout& layout) {
@@ -136,23 +100,6 @@ Json FileJson(const std::string& path, const qo_host::ParserSession& session,
   for (const qo_host::Track& track : session.tracks()) json["tracks"].push_back(TrackJson(track));
   json["tags"] = TagsJson(session);
   json["picture"] = PictureJson(session);
-  return json;
-}
-
-Json VerdictJson(Input* input, const qo_host::Totals& totals, const Verdict& verdict) {
-  Json json;
-  json["file"] = input->path();
-  const bool isMended = verdict.isMended();
-  const bool isBad = verdict.exitCode() != kExitGood;
-  json["verdict"] = isBad ? "bad" : isMended ? "good-with-kit" : "good";
-  json["tracks"] = Json::array();
-  for (const qo_host::Track& track : input->session().tracks()) {
-    json["tracks"].push_back(TotalsJson(track, totals.of(track.kind)));
-  }
-  json["findings"] = Json::array();
-  for (const qo_host::Finding& finding : verdict.findings) {
-    json["findings"].push_back(FindingJson(finding));
-  }
   return json;
 }
 
@@ -171,32 +118,6 @@ Json FileTagsJson(const qo_host::FileHeader& header) {
     const std::string language = header.Language(tag.language);
     if (!language.empty()) entry["language"] = language;
     json.push_back(std::move(entry));
-  }
-  return json;
-}
-
-Json UnitJson(unsigned long long number, const qo_host::AccessUnit& unit) {
-  return {{"number", number},
-          {"track", TrackKindName(unit.kind)},
-          {"time_ms", unit.timeMs},
-          {"size", unit.size},
-          {"md5", Md5Text(unit.data, unit.size)}};
-}
-
-Json LandingJson(const Landing& landing, unsigned long long target) {
-  Json json;
-  json["target_ms"] = target;
-  json["packet"] = nullptr;
-  if (landing.packet) json["packet"] = *landing.packet;
-  json["probes"] = landing.probes;
-  json["bytes_read"] = landing.bytesRead;
-  for (const auto kind : {qo_host::TrackKind::kVideo, qo_host::TrackKind::kAudio}) {
-    json[TrackKindName(kind)] = nullptr;
-    const auto found = landing.first.find(kind);
-    if (found == landing.first.end()) continue;
-    json[TrackKindName(kind)] = {{"time_ms", found->second.timeMs},
-                                 {"size", found->second.size},
-                                 {"distance_ms", Distance(found->second.timeMs, target)}};
   }
   return json;
 }

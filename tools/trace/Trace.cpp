@@ -2,9 +2,9 @@
 // seek, with totals: what a slow source will feel.
 #include <functional>
 
-#include "tools/Commands.h"
-#include "tools/Output.h"
-#include "tools/Verdict.h"
+#include "tools/common/Commands.h"
+#include "tools/common/Output.h"
+#include "tools/common/Verdict.h"
 
 namespace tool {
 namespace {

@@ -1,11 +1,11 @@
 // Findings become words and an exit code.
-#include "tools/Verdict.h"
+#include "tools/common/Verdict.h"
 
 #include <algorithm>
 #include <cstdio>
 
-#include "tools/Output.h"
-#include "tools/Words.h"
+#include "tools/common/Output.h"
+#include "tools/common/Words.h"
 
 namespace tool {
 namespace {

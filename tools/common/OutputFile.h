@@ -3,8 +3,8 @@
 // It appears under its final name only once it is complete: it is written under a
 // temporary name beside it, which goes away when anything fails or the user
 // interrupts.
-#ifndef QO_TOOLS_OUTPUTFILE_H
-#define QO_TOOLS_OUTPUTFILE_H
+#ifndef QO_TOOLS_COMMON_OUTPUTFILE_H
+#define QO_TOOLS_COMMON_OUTPUTFILE_H
 
 #include <cstddef>
 #include <cstdio>
@@ -57,4 +57,4 @@ void WriteWhole(const std::string& path, const unsigned char* data, std::size_t 
 
 }  // namespace tool
 
-#endif  // QO_TOOLS_OUTPUTFILE_H
+#endif  // QO_TOOLS_COMMON_OUTPUTFILE_H

@@ -1,6 +1,6 @@
 // The words that asftool has for what the host's side tells in codes.
-#ifndef QO_TOOLS_WORDS_H
-#define QO_TOOLS_WORDS_H
+#ifndef QO_TOOLS_COMMON_WORDS_H
+#define QO_TOOLS_COMMON_WORDS_H
 
 #include <string>
 
@@ -31,4 +31,4 @@ std::string SeekProblemText(const qo_host::ExactSeek& seek);
 
 }  // namespace tool
 
-#endif  // QO_TOOLS_WORDS_H
+#endif  // QO_TOOLS_COMMON_WORDS_H

@@ -1,6 +1,6 @@
 // What asftool prints: text with or without emphasis, the progress bar.
-#ifndef QO_TOOLS_OUTPUT_H
-#define QO_TOOLS_OUTPUT_H
+#ifndef QO_TOOLS_COMMON_OUTPUT_H
+#define QO_TOOLS_COMMON_OUTPUT_H
 
 #include <chrono>
 #include <cstddef>
@@ -59,4 +59,4 @@ class ProgressBar {
 
 }  // namespace tool
 
-#endif  // QO_TOOLS_OUTPUT_H
+#endif  // QO_TOOLS_COMMON_OUTPUT_H

@@ -5,11 +5,11 @@
 #include <string>
 #include <vector>
 
-#include "tools/Commands.h"
-#include "tools/Json.h"
-#include "tools/Landing.h"
-#include "tools/Output.h"
-#include "tools/Verdict.h"
+#include "tools/common/Commands.h"
+#include "tools/common/Json.h"
+#include "tools/common/Output.h"
+#include "tools/common/Verdict.h"
+#include "tools/seek/Landing.h"
 
 namespace tool {
 namespace {
@@ -115,6 +115,25 @@ void Sweep(Seeker* seeker, const Targets& targets, int flags) {
   Print("mode      on key earlier   later  missed audio late  median ms   worst ms probes/seek\n");
   for (const auto& [name, mode] : kModes) SweepWay(seeker, targets, name, {mode, flags, false});
   SweepWay(seeker, targets, "exact", {kSeekPreviousSync, flags, true});
+}
+
+// Where a seek to `target` ms landed.
+Json LandingJson(const Landing& landing, unsigned long long target) {
+  Json json;
+  json["target_ms"] = target;
+  json["packet"] = nullptr;
+  if (landing.packet) json["packet"] = *landing.packet;
+  json["probes"] = landing.probes;
+  json["bytes_read"] = landing.bytesRead;
+  for (const auto kind : {qo_host::TrackKind::kVideo, qo_host::TrackKind::kAudio}) {
+    json[TrackKindName(kind)] = nullptr;
+    const auto found = landing.first.find(kind);
+    if (found == landing.first.end()) continue;
+    json[TrackKindName(kind)] = {{"time_ms", found->second.timeMs},
+                                 {"size", found->second.size},
+                                 {"distance_ms", Distance(found->second.timeMs, target)}};
+  }
+  return json;
 }
 
 void Run(const Arguments& arguments, const Options& options, int* exitCode) {

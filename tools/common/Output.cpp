@@ -1,5 +1,5 @@
 // Formatting and printing. Owns nothing but the progress bar's line on stderr.
-#include "tools/Output.h"
+#include "tools/common/Output.h"
 
 #include <nettle/md5.h>
 #include <unistd.h>
@@ -10,7 +10,7 @@
 #include <cstring>
 
 #include "qo_host/CodecNames.h"
-#include "tools/Tool.h"
+#include "tools/common/Tool.h"
 
 namespace tool {
 namespace {

@@ -1,12 +1,12 @@
 // What the header tells of each stream, beside what the session plays. No state.
-#include "tools/Streams.h"
+#include "tools/info/Streams.h"
 
 #include <algorithm>
 #include <cstdio>
 
 #include "qo_host/CodecNames.h"
 #include "qo_parser_asf/Codecs.h"
-#include "tools/Output.h"
+#include "tools/common/Output.h"
 
 namespace tool {
 namespace {

@@ -1,9 +1,9 @@
 // Wording of codes. No state.
-#include "tools/Words.h"
+#include "tools/common/Words.h"
 
 #include "qo_host/CodecNames.h"
 #include "qo_host/StatusText.h"
-#include "tools/Output.h"
+#include "tools/common/Output.h"
 
 namespace tool {
 namespace {

@@ -1,12 +1,12 @@
 // A file's verdict in words, and the exit code that follows from it.
-#ifndef QO_TOOLS_VERDICT_H
-#define QO_TOOLS_VERDICT_H
+#ifndef QO_TOOLS_COMMON_VERDICT_H
+#define QO_TOOLS_COMMON_VERDICT_H
 
 #include <string>
 #include <vector>
 
 #include "qo_host/Findings.h"
-#include "tools/Tool.h"
+#include "tools/common/Tool.h"
 
 namespace tool {
 
@@ -35,4 +35,4 @@ void PrintProblems(const Input& input, const Verdict& verdict);
 
 }  // namespace tool
 
-#endif  // QO_TOOLS_VERDICT_H
+#endif  // QO_TOOLS_COMMON_VERDICT_H

@@ -3,11 +3,11 @@
 #include <vector>
 
 #include "qo_host/CodecNames.h"
-#include "tools/Commands.h"
-#include "tools/Json.h"
-#include "tools/Output.h"
-#include "tools/Streams.h"
-#include "tools/Verdict.h"
+#include "tools/common/Commands.h"
+#include "tools/common/Output.h"
+#include "tools/common/Verdict.h"
+#include "tools/info/InfoJson.h"
+#include "tools/info/Streams.h"
 
 namespace tool {
 namespace {

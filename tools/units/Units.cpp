@@ -2,10 +2,10 @@
 #include <limits>
 #include <optional>
 
-#include "tools/Commands.h"
-#include "tools/Json.h"
-#include "tools/Output.h"
-#include "tools/Verdict.h"
+#include "tools/common/Commands.h"
+#include "tools/common/Json.h"
+#include "tools/common/Output.h"
+#include "tools/common/Verdict.h"
 
 namespace tool {
 namespace {
@@ -33,6 +33,15 @@ std::string UnitLine(unsigned long long number, const qo_host::AccessUnit& unit)
   return std::to_string(number) + "\t" + TrackKindName(unit.kind) + "\t" +
          std::to_string(unit.timeMs) + "\t" + std::to_string(unit.size) + "\t" +
          Md5Text(unit.data, unit.size) + "\n";
+}
+
+// An access unit, with its number in the list of them.
+Json UnitJson(unsigned long long number, const qo_host::AccessUnit& unit) {
+  return {{"number", number},
+          {"track", TrackKindName(unit.kind)},
+          {"time_ms", unit.timeMs},
+          {"size", unit.size},
+          {"md5", Md5Text(unit.data, unit.size)}};
 }
 
 std::string JsonElement(unsigned long long number, const qo_host::AccessUnit& unit) {

@@ -1,10 +1,10 @@
 // asftool verify: plays a file out at full speed, looks at all of its packets, and says
 // in plain words what a host should know about it.
 #include "qo_host/FileCheck.h"
-#include "tools/Commands.h"
-#include "tools/Json.h"
-#include "tools/Output.h"
-#include "tools/Verdict.h"
+#include "tools/common/Commands.h"
+#include "tools/common/Output.h"
+#include "tools/common/Verdict.h"
+#include "tools/verify/VerdictJson.h"
 
 namespace tool {
 namespace {

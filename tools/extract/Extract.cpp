@@ -7,10 +7,10 @@
 #include <system_error>
 #include <vector>
 
-#include "tools/Commands.h"
-#include "tools/Output.h"
-#include "tools/OutputFile.h"
-#include "tools/Verdict.h"
+#include "tools/common/Commands.h"
+#include "tools/common/Output.h"
+#include "tools/common/OutputFile.h"
+#include "tools/common/Verdict.h"
 
 namespace tool {
 namespace {

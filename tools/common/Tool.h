@@ -1,7 +1,7 @@
 // What every command of asftool shares: exit codes, failures, the options before
 // the command, and the file that a command works on.
-#ifndef QO_TOOLS_TOOL_H
-#define QO_TOOLS_TOOL_H
+#ifndef QO_TOOLS_COMMON_TOOL_H
+#define QO_TOOLS_COMMON_TOOL_H
 
 #include <memory>
 #include <optional>
@@ -110,4 +110,4 @@ void SeekPlainly(Input* input, unsigned long long timeMs, int seekMode);
 
 }  // namespace tool
 
-#endif  // QO_TOOLS_TOOL_H
+#endif  // QO_TOOLS_COMMON_TOOL_H

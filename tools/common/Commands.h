@@ -3,14 +3,14 @@
 //
 // `options` and `exitCode` must outlive the parsing of the command line. A
 // command that cannot go on throws Failure.
-#ifndef QO_TOOLS_COMMANDS_H
-#define QO_TOOLS_COMMANDS_H
+#ifndef QO_TOOLS_COMMON_COMMANDS_H
+#define QO_TOOLS_COMMON_COMMANDS_H
 
 #include <CLI/App.hpp>
 #include <cstdlib>
 #include <string>
 
-#include "tools/Tool.h"
+#include "tools/common/Tool.h"
 
 namespace tool {
 
@@ -33,4 +33,4 @@ void AddTrace(CLI::App& app, const Options& options, int* exitCode);
 
 }  // namespace tool
 
-#endif  // QO_TOOLS_COMMANDS_H
+#endif  // QO_TOOLS_COMMON_COMMANDS_H

@@ -1,13 +1,13 @@
 // The streams of a file, for choosing among them.
-#ifndef QO_TOOLS_STREAMS_H
-#define QO_TOOLS_STREAMS_H
+#ifndef QO_TOOLS_INFO_STREAMS_H
+#define QO_TOOLS_INFO_STREAMS_H
 
 #include <string>
 #include <vector>
 
 #include "qo_host/FileHeader.h"
-#include "tools/Json.h"
-#include "tools/Tool.h"
+#include "tools/common/Json.h"
+#include "tools/common/Tool.h"
 
 namespace tool {
 
@@ -32,4 +32,4 @@ Json StreamJson(const ListedStream& stream);
 
 }  // namespace tool
 
-#endif  // QO_TOOLS_STREAMS_H
+#endif  // QO_TOOLS_INFO_STREAMS_H

@@ -1,11 +1,11 @@
 // Landing: seeks under the eyes of a record of the session's calls.
-#include "tools/Landing.h"
+#include "tools/seek/Landing.h"
 
 #include <utility>
 
 #include "qo_host/BorrowedSource.h"
 #include "qo_host/StatusText.h"
-#include "tools/Words.h"
+#include "tools/common/Words.h"
 
 namespace tool {
 namespace {

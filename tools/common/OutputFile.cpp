@@ -1,5 +1,5 @@
 // OutputFile: owns the open file and its temporary name.
-#include "tools/OutputFile.h"
+#include "tools/common/OutputFile.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -9,7 +9,7 @@
 #include <csignal>
 #include <cstring>
 
-#include "tools/Tool.h"
+#include "tools/common/Tool.h"
 
 namespace tool {
 namespace {

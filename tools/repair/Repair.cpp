@@ -7,10 +7,10 @@
 
 #include "qo_host/FileSource.h"
 #include "qo_host/RepairCheck.h"
-#include "tools/Commands.h"
-#include "tools/Output.h"
-#include "tools/OutputFile.h"
-#include "tools/Words.h"
+#include "tools/common/Commands.h"
+#include "tools/common/Output.h"
+#include "tools/common/OutputFile.h"
+#include "tools/common/Words.h"
 
 namespace tool {
 namespace {

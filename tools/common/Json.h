@@ -1,0 +1,19 @@
+// The JSON that asftool prints; what it says of each thing stands beside that.
+#ifndef QO_TOOLS_COMMON_JSON_H
+#define QO_TOOLS_COMMON_JSON_H
+
+#include <nlohmann/json.hpp>
+#include <string>
+
+namespace tool {
+
+// Keys in the order in which they were set.
+using Json = nlohmann::ordered_json;
+
+// JSON text in which a file name that is no UTF-8 doesn't matter: what cannot be
+// read becomes U+FFFD. `indent` below 0 puts all on one line.
+std::string JsonText(const Json& json, int indent = 2);
+
+}  // namespace tool
+
+#endif  // QO_TOOLS_COMMON_JSON_H
