@@ -3,6 +3,8 @@
 
 namespace tool {
 
+Json Document() { return {{"format", kJsonFormat}}; }
+
 std::string JsonText(const Json& json, int indent) {
   return json.dump(indent, ' ', false, Json::error_handler_t::replace);
 }

@@ -10,6 +10,12 @@ namespace tool {
 // Keys in the order in which they were set.
 using Json = nlohmann::ordered_json;
 
+// The version of all that is printed: docs/asftool.schema.json says what it promises.
+constexpr int kJsonFormat = 1;
+
+// An object that is printed as a whole, with its version in front: {"format": 1}.
+Json Document();
+
 // JSON text in which a file name that is no UTF-8 doesn't matter: what cannot be
 // read becomes U+FFFD. `indent` below 0 puts all on one line.
 std::string JsonText(const Json& json, int indent = 2);

@@ -93,7 +93,7 @@ Json PictureJson(const qo_host::ParserSession& session) {
 
 Json FileJson(const std::string& path, const qo_host::ParserSession& session,
               const qo_host::AsfLayout& layout) {
-  Json json;
+  Json json = Document();
   json["file"] = path;
   json["container"] = ContainerJson(session, layout);
   json["tracks"] = Json::array();

@@ -55,7 +55,8 @@ void Run(const Arguments& arguments, const Options& options, int* exitCode) {
   if (arguments.from >= 0) SeekPlainly(&input, SecondsToMs(arguments.from), kSeekPreviousSync);
   qo_host::Totals totals;
   if (arguments.json) {
-    Print("{\"file\": " + JsonText(Json(arguments.file)) + ", \"units\": [");
+    Print("{\"format\": " + std::to_string(kJsonFormat) +
+          ", \"file\": " + JsonText(Json(arguments.file)) + ", \"units\": [");
   } else {
     Print("#number\ttrack\tms\tsize\tmd5\n");
   }
