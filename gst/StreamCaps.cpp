@@ -16,7 +16,6 @@
 namespace {
 
 using qo_host::ByteRange;
-using qo_host::Track;
 using qo_host::TrackKind;
 
 struct BufferUnref {
@@ -143,23 +142,6 @@ void KeepFixedFields(GstCaps* caps) {
       nullptr);
 }
 
-// Bounds-checked reading of a configuration record: NAL units behind 2-byte lengths.
-bool AppendUnits(const std::vector<unsigned char>& record, std::size_t count, std::size_t* at,
-                 std::vector<unsigned char>* out) {
-  static constexpr unsigned char kStartCode[] = {0, 0, 0, 1};
-  for (; count != 0; --count) {
-    if (record.size() - *at < 2) return false;
-    const std::size_t size = static_cast<std::size_t>(record[*at]) << 8 | record[*at + 1];
-    *at += 2;
-    if (record.size() - *at < size) return false;
-    out->insert(out->end(), std::begin(kStartCode), std::end(kStartCode));
-    const auto from = record.begin() + static_cast<std::ptrdiff_t>(*at);
-    out->insert(out->end(), from, from + static_cast<std::ptrdiff_t>(size));
-    *at += size;
-  }
-  return true;
-}
-
 }  // namespace
 
 GstClockTime FrameDuration(const StreamFacts& facts) {
@@ -182,20 +164,4 @@ GstCaps* MakeStreamCaps(const StreamFacts& facts) {
   if (facts.stream.video) SetVideoFields(facts, caps);
   KeepFixedFields(caps);
   return caps;
-}
-
-std::vector<unsigned char> ParameterSets(const Track& track) {
-  const std::vector<unsigned char>& config = track.config;
-  if (track.info.codec != kCodecH264 || config.size() < 4 || config[0] != 1) {
-    return track.info.codec == kCodecH264 ? config : std::vector<unsigned char>();
-  }
-  // Version, profile, compatibility, level, length size, count, then the sets.
-  constexpr std::size_t kCountAt = 5;
-  std::vector<unsigned char> sets;
-  std::size_t at = kCountAt + 1;
-  if (config.size() <= at) return {};
-  if (!AppendUnits(config, config[kCountAt] & 0x1F, &at, &sets) || at == config.size()) return sets;
-  const std::size_t pictureSets = config[at++];
-  AppendUnits(config, pictureSets, &at, &sets);
-  return sets;
 }

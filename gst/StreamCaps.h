@@ -4,8 +4,6 @@
 
 #include <gst/gst.h>
 
-#include <vector>
-
 #include "qo_host/FileHeader.h"
 #include "qo_host/ParserSession.h"
 
@@ -21,9 +19,5 @@ GstCaps* MakeStreamCaps(const StreamFacts& facts);
 
 // How long a frame lasts, by the header; GST_CLOCK_TIME_NONE where it doesn't say.
 GstClockTime FrameDuration(const StreamFacts& facts);
-
-// H.264: the parameter sets behind start codes, as they stand in front of key frames;
-// empty for other codecs and where there are none.
-std::vector<unsigned char> ParameterSets(const qo_host::Track& track);
 
 #endif  // QO_GST_STREAMCAPS_H

@@ -5,18 +5,11 @@
 #include <cstring>
 
 #include "qo_host/BorrowedSource.h"
+#include "qo_host/H264.h"
 
 namespace {
 
 using qo_host::AccessUnit;
-
-qo_host::OpenOptions Alone(const qo_host::StreamHeader& stream) {
-  qo_host::OpenOptions options;
-  options.streams.audio = options.streams.video = qo_host::StreamChoice::kNoStream;
-  (stream.kind == qo_host::StreamKind::kAudio ? options.streams.audio : options.streams.video) =
-      stream.number;
-  return options;
-}
 
 // Times have 32 bits, and those in front of the start have wrapped.
 std::int64_t SignedMs(unsigned long long timeMs) {
@@ -33,18 +26,6 @@ GstMemory* MakeMemory(const unsigned char* data, std::size_t size) {
   return memory;
 }
 
-// Whether a sequence parameter set stands in front of the first slice.
-bool HasParameterSets(const unsigned char* data, std::size_t size) {
-  constexpr unsigned char kTypeMask = 0x1F, kSequenceSet = 7, kLastSlice = 5;
-  for (std::size_t at = 0; at + 3 < size; ++at) {
-    if (data[at] != 0 || data[at + 1] != 0 || data[at + 2] != 1) continue;
-    const unsigned char type = data[at + 3] & kTypeMask;
-    if (type == kSequenceSet) return true;
-    if (type >= 1 && type <= kLastSlice) return false;
-  }
-  return false;
-}
-
 }  // namespace
 
 StreamReader::StreamReader(std::unique_ptr<IDataSource> view)
@@ -59,14 +40,16 @@ std::unique_ptr<StreamReader> StreamReader::Open(IDataSource* shared,
                                                  const qo_host::StreamHeader& stream, int* status) {
   std::unique_ptr<StreamReader> reader(
       new StreamReader(std::make_unique<qo_host::BorrowedSource>(shared)));
-  *status = reader->session_.Open(Alone(stream));
+  qo_host::OpenOptions options;
+  options.streams = qo_host::StreamChoice::Only(stream);
+  *status = reader->session_.Open(options);
   const qo_host::PresentedFile* const presented = reader->session_.presented();
   const bool isPlayed = *status >= 0 && presented != nullptr && presented->isPresented() &&
                         !reader->session_.tracks().empty();
   if (!isPlayed) return nullptr;
   reader->kind_ = reader->track().kind;
   reader->joinsUnits_ = reader->track().info.codec == kCodecH264;
-  const std::vector<unsigned char> sets = ParameterSets(reader->track());
+  const std::vector<unsigned char> sets = qo_host::H264ParameterSets(reader->track());
   if (!sets.empty()) reader->parameterSets_ = MakeMemory(sets.data(), sets.size());
   return reader;
 }
@@ -83,8 +66,8 @@ bool StreamReader::Fill() {
   isKeyFrame_ = unit->isKeyFrame || isFirst_ || keyFramesOnly_;
   isFirst_ = false;
   if (unit->isIncomplete) GST_BUFFER_FLAG_SET(buffer_, GST_BUFFER_FLAG_CORRUPTED);
-  const bool needsSets =
-      parameterSets_ != nullptr && isKeyFrame_ && !HasParameterSets(unit->data, unit->size);
+  const bool needsSets = parameterSets_ != nullptr && isKeyFrame_ &&
+                         !qo_host::StartsWithH264Parameters(unit->data, unit->size);
   while (joinsUnits_ && (unit = session_.PeekUnit(kind_)) != nullptr && unit->timeMs == time) {
     session_.NextUnit(kind_);
     gst_buffer_append_memory(buffer_, MakeMemory(unit->data, unit->size));

@@ -6,7 +6,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <vector>
 
 #include "gst/StreamCaps.h"
 #include "qo_host/ExactSeek.h"
@@ -51,7 +50,6 @@ class StreamReader {
   const qo_host::AccessUnit* Next();
   const qo_host::AccessUnit* PeekKeyFrame();
   void Drop();
-  void AddParameterSets();
   void SeekPlainly(std::int64_t timeMs);
 
   qo_host::ParserSession session_;

@@ -8,6 +8,11 @@
 
 namespace qo_host {
 
+StreamChoice StreamChoice::Only(const StreamHeader& stream) {
+  const bool isAudio = stream.kind == StreamKind::kAudio;
+  return {isAudio ? stream.number : kNoStream, isAudio ? kNoStream : stream.number};
+}
+
 PresentedFile::PresentedFile(IDataSource* source, std::shared_ptr<const FileHeader> header,
                              std::shared_ptr<Damage> damage, const StreamChoice& choice)
     : source_(source),

@@ -32,6 +32,9 @@ struct StreamChoice {
   // that the header itself lists in front of hidden ones.
   std::optional<unsigned char> audio;
   std::optional<unsigned char> video;
+
+  // `stream`, audio or video, and nothing else.
+  static StreamChoice Only(const StreamHeader& stream);
 };
 
 // Why the parser has to be shown something else than the file, or is better not shown
