@@ -196,7 +196,7 @@ void Demuxer::ExposeStreams() {
   GstTagList* const tags = MakeFileTags(header_);
   for (const auto& output : outputs_) {
     SetSourceFunctions(output->pad());
-    output->BeginSegment(0);
+    output->BeginSegment(segment_);
     output->Announce(collection_, group, tags);
     gst_element_add_pad(element_, output->pad());
     gst_flow_combiner_add_pad(combiner_, output->pad());
@@ -223,8 +223,9 @@ bool Demuxer::Step() {
   ApplySelection();
   Output* const next = NextOutput();
   if (flow_ != GST_FLOW_OK) return StopFor(flow_), false;
+  if (next == nullptr && BeginPiece()) return true;
   if (next == nullptr) return Finish(), false;
-  CoverGaps(next->bufferTime());
+  if (segment_.rate > 0) CoverGaps(next->bufferTime());
   WarnOfDamage(next->reader());
   GstFlowReturn flow = next->Push(segment_, seqnum_);
   segment_.position = next->bufferTime();
@@ -240,13 +241,13 @@ bool Demuxer::Step() {
 // Null where all are done, or the source failed.
 Output* Demuxer::NextOutput() {
   Output* next = nullptr;
-  const bool isLooped = (segment_.flags & GST_SEGMENT_FLAG_SEGMENT) != 0;
+  const bool mayGoOn = segment_.rate < 0 || (segment_.flags & GST_SEGMENT_FLAG_SEGMENT) != 0;
   for (const auto& output : outputs_) {
     if (output->isDone() || !output->isActive()) continue;
-    if (!output->HasBuffer(segment_)) {
+    if (!output->HasBuffer()) {
       if (flow_ != GST_FLOW_OK) return nullptr;
       output->SetDone();
-      if (!isLooped) output->PushEos(segment_, seqnum_);
+      if (!mayGoOn) output->PushEos(segment_, seqnum_);
     } else if (next == nullptr || output->bufferTime() < next->bufferTime()) {
       next = output.get();
     }
@@ -281,7 +282,7 @@ void Demuxer::Finish() {
   }
   const GstClockTime stop =
       GST_CLOCK_TIME_IS_VALID(segment_.stop) ? segment_.stop : segment_.duration;
-  const auto end = static_cast<gint64>(stop);
+  const auto end = static_cast<gint64>(segment_.rate < 0 ? segment_.start : stop);
   GstMessage* const message =
       gst_message_new_segment_done(GST_OBJECT(element_), GST_FORMAT_TIME, end);
   gst_message_set_seqnum(message, seqnum_);

@@ -87,11 +87,16 @@ class Demuxer {
   void JoinIn(Output* output);
   void PostSelection();
 
+  // Backwards, piece by piece. False: none is left.
+  bool BeginPiece();
+  std::int64_t MoveToPiece(std::int64_t lastMs);
+
   // A seek, step by step.
   struct SeekRequest;
   bool CanSeek(const SeekRequest& request) const;
   void Interrupt(const SeekRequest& request);
   GstSegment Move(const SeekRequest& request);
+  GstSegment MoveForward(const SeekRequest& request, GstSegment segment);
   std::optional<std::int64_t> MoveVideo(const SeekRequest& request, std::int64_t targetMs);
   void MoveAudio(std::int64_t targetMs);
   void Resume(const SeekRequest& request, const GstSegment& segment);
@@ -115,6 +120,7 @@ class Demuxer {
   GstFlowCombiner* combiner_;
   GstStreamCollection* collection_ = nullptr;
   GstSegment segment_;
+  GstClockTime pieceStart_ = 0;  // of the piece that plays backwards; at first the segment's end
   guint32 seqnum_ = 0;
   bool isStreaming_ = false;  // between Start and Stop
   bool isOpen_ = false;

@@ -77,18 +77,28 @@ void Output::Announce(GstStreamCollection* collection, guint groupId, GstTagList
   gst_pad_push_event(pad_, gst_event_new_tag(gst_tag_list_ref(fileTags)));
 }
 
-void Output::BeginSegment(GstClockTime start) {
+void Output::BeginSegment(const GstSegment& segment) {
   needsSegment_ = isDiscont_ = true;
   isDone_ = isEosSent_ = false;
+  position_ = segment.position;
+  end_ = segment.stop;
+  pieceStart_.reset();
+}
+
+void Output::BeginPiece(GstClockTime start) {
+  if (pieceStart_) end_ = *pieceStart_;
+  pieceStart_.reset();
+  isDiscont_ = true;
+  isDone_ = false;
   position_ = start;
 }
 
-bool Output::HasBuffer(const GstSegment& segment) {
+bool Output::HasBuffer() {
   if (!reader_->Fill()) return false;
   bufferTime_ =
       static_cast<GstClockTime>(std::max<std::int64_t>(reader_->timeMs(), 0)) * GST_MSECOND;
-  if (!GST_CLOCK_TIME_IS_VALID(segment.stop) || bufferTime_ < segment.stop) return true;
-  return isVideo_ && !reader_->isKeyFrame() && bufferTime_ < segment.stop + kReordering;
+  if (!GST_CLOCK_TIME_IS_VALID(end_) || bufferTime_ < end_) return true;
+  return isVideo_ && !reader_->isKeyFrame() && bufferTime_ < end_ + kReordering;
 }
 
 GstClockTime Output::DurationOf(gsize bytes) const {
@@ -104,6 +114,7 @@ GstFlowReturn Output::Push(const GstSegment& segment, guint32 seqnum) {
   // What follows an object that lost something doesn't continue it.
   isDiscont_ = GST_BUFFER_FLAG_IS_SET(buffer, GST_BUFFER_FLAG_CORRUPTED);
   position_ = std::max(position_, bufferTime_);
+  if (!pieceStart_) pieceStart_ = bufferTime_;
   const GstFlowReturn flow = gst_pad_push(pad_, buffer);
   return flow == GST_FLOW_ERROR && IsPeerFlushing(pad_) ? GST_FLOW_FLUSHING : flow;
 }

@@ -5,6 +5,7 @@
 #include <gst/gst.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "gst/StreamReader.h"
@@ -27,9 +28,13 @@ class Output {
   // Activates the pad and tells what comes: stream, caps, tags.
   void Announce(GstStreamCollection* collection, guint groupId, GstTagList* fileTags);
 
-  // In front of the next buffer a segment goes out, and that buffer is marked as one
-  // that follows no other. `start`: where the segment begins to be played.
-  void BeginSegment(GstClockTime start);
+  // In front of the next buffer `segment` goes out, and that buffer is marked as one that
+  // follows no other.
+  void BeginSegment(const GstSegment& segment);
+  // Played backwards: what follows is read from `start` on, and up to the first buffer of
+  // the piece before; see Demuxer::BeginPiece.
+  void BeginPiece(GstClockTime start);
+  bool isPieceEmpty() const { return !pieceStart_; }  // so far
   // A stream that is not selected, or silent for a segment, brings no buffers.
   void SetSelected(bool isSelected) { isSelected_ = isSelected; }
   bool isSelected() const { return isSelected_; }
@@ -38,11 +43,12 @@ class Output {
   // Reading goes on elsewhere within the segment.
   void SetDiscont() { isDiscont_ = true; }
 
-  // No unit of this segment is left, or the next one lies behind its end.
+  // No unit of this segment, or of this piece of it, is left, or the next one lies behind
+  // its end.
   bool isDone() const { return isDone_; }
   void SetDone() { isDone_ = true; }
-  // Has a buffer waiting that `segment` takes. Otherwise it is done, or the source failed.
-  bool HasBuffer(const GstSegment& segment);
+  // Has a buffer waiting in front of that end. Otherwise it is done, or the source failed.
+  bool HasBuffer();
   // Of the buffer that waits; stays what it was when it is pushed.
   GstClockTime bufferTime() const { return bufferTime_; }
   // How far the pad has got.
@@ -77,6 +83,8 @@ class Output {
   bool isFlowOdd_ = false;
   GstClockTime bufferTime_ = 0;
   GstClockTime position_ = 0;
+  GstClockTime end_ = GST_CLOCK_TIME_NONE;  // of the segment, or of the piece
+  std::optional<GstClockTime> pieceStart_;  // of the first buffer pushed in the piece
 };
 
 #endif  // QO_GST_OUTPUT_H

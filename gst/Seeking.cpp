@@ -51,7 +51,9 @@ bool Demuxer::Seek(GstEvent* event) {
 
 bool Demuxer::CanSeek(const SeekRequest& request) const {
   const Shown shown = GetShown();
-  return shown.canSeek && request.format == GST_FORMAT_TIME && request.rate > 0;
+  // Backwards the end has to be known: play begins there.
+  const bool hasEnd = request.rate > 0 || GST_CLOCK_TIME_IS_VALID(shown.segment.duration);
+  return shown.canSeek && request.format == GST_FORMAT_TIME && hasEnd;
 }
 
 // A read that waits upstream and a push that waits downstream end at once by a flush;
@@ -68,19 +70,27 @@ void Demuxer::Interrupt(const SeekRequest& request) {
   gst_task_pause(task_);
 }
 
-// Moves all streams, and returns the segment that begins there.
+// Moves all streams, and returns the segment that begins there. Backwards each piece moves
+// them.
 GstSegment Demuxer::Move(const SeekRequest& request) {
   GstSegment segment = segment_;
   gboolean isMoved = FALSE;
   gst_segment_do_seek(&segment, request.rate, request.format, request.flags, request.startType,
                       static_cast<guint64>(request.start), request.stopType,
                       static_cast<guint64>(request.stop), &isMoved);
-  const auto targetMs = static_cast<std::int64_t>(segment.position / GST_MSECOND);
   for (const auto& output : outputs_) {
     const bool skips = Has(request.flags, GST_SEEK_FLAG_TRICKMODE_KEY_UNITS);
     output->reader().SetKeyFramesOnly(skips && output->isVideo());
     output->SetSilent(!output->isVideo() && Has(request.flags, GST_SEEK_FLAG_TRICKMODE_NO_AUDIO));
   }
+  if (segment.rate > 0) return MoveForward(request, segment);
+  if (!GST_CLOCK_TIME_IS_VALID(segment.stop)) segment.stop = segment.duration;
+  segment.position = segment.stop;
+  return segment;
+}
+
+GstSegment Demuxer::MoveForward(const SeekRequest& request, GstSegment segment) {
+  const auto targetMs = static_cast<std::int64_t>(segment.position / GST_MSECOND);
   const std::optional<std::int64_t> landing = MoveVideo(request, targetMs);
   if (landing && Has(request.flags, GST_SEEK_FLAG_KEY_UNIT)) {
     segment.start = segment.position = segment.time =
@@ -137,7 +147,11 @@ void Demuxer::Resume(const SeekRequest& request, const GstSegment& segment) {
   position_ = segment.position;
   Show();
   gst_flow_combiner_reset(combiner_);
-  for (const auto& output : outputs_) output->BeginSegment(segment.position);
+  pieceStart_ = segment.stop;
+  for (const auto& output : outputs_) {
+    output->BeginSegment(segment);
+    if (segment.rate < 0) output->SetDone();
+  }
   if (Has(request.flags, GST_SEEK_FLAG_SEGMENT)) {
     GstMessage* const message = gst_message_new_segment_start(
         GST_OBJECT(element_), GST_FORMAT_TIME, static_cast<gint64>(segment.position));
@@ -179,8 +193,9 @@ void Demuxer::ApplySelection() {
   PostSelection();
 }
 
-// Brings a stream that wasn't read to where the others are.
+// Brings a stream that wasn't read to where the others are; backwards, with the next piece.
 void Demuxer::JoinIn(Output* output) {
+  if (segment_.rate < 0) return output->SetDone();
   const auto nowMs = static_cast<std::int64_t>(segment_.position / GST_MSECOND);
   output->reader().Seek(nowMs);
   if (output->isVideo()) output->reader().SkipToKeyFrame(nowMs);

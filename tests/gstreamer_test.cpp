@@ -22,6 +22,7 @@ struct Frame {
   long long ms;
   bool isKey;
   std::string md5;
+  bool isDiscont = false;
 
   bool operator==(const Frame& other) const { return ms == other.ms && md5 == other.md5; }
 };
@@ -34,6 +35,7 @@ using Frames = std::vector<Frame>;
 struct Recording {
   Frames frames;
   long long startMs = -1;  // of the last segment
+  double rate = 0;         // of the last segment
   std::string caps;
 };
 
@@ -92,13 +94,13 @@ class Player {
     return "nothing happens";
   }
 
-  bool Seek(GstSeekFlags flags, long long startMs, long long stopMs = -1) {
+  bool Seek(GstSeekFlags flags, long long startMs, long long stopMs = -1, double rate = 1) {
     {
       const std::lock_guard<std::mutex> lock(mutex_);
       for (auto& [name, recording] : recordings_) recording.frames.clear();
     }
     return gst_element_seek(
-        demux_, 1.0, GST_FORMAT_TIME, static_cast<GstSeekFlags>(flags | GST_SEEK_FLAG_FLUSH),
+        demux_, rate, GST_FORMAT_TIME, static_cast<GstSeekFlags>(flags | GST_SEEK_FLAG_FLUSH),
         GST_SEEK_TYPE_SET, startMs * GST_MSECOND,
         stopMs < 0 ? GST_SEEK_TYPE_NONE : GST_SEEK_TYPE_SET, stopMs * GST_MSECOND);
   }
@@ -152,7 +154,8 @@ class Player {
     const std::lock_guard<std::mutex> lock(self->mutex_);
     self->Of(sink).frames.push_back({static_cast<long long>(GST_BUFFER_PTS(buffer) / GST_MSECOND),
                                      !GST_BUFFER_FLAG_IS_SET(buffer, GST_BUFFER_FLAG_DELTA_UNIT),
-                                     Md5(buffer)});
+                                     Md5(buffer),
+                                     GST_BUFFER_FLAG_IS_SET(buffer, GST_BUFFER_FLAG_DISCONT)});
   }
 
   static GstPadProbeReturn OnEvent(GstPad* pad, GstPadProbeInfo* info, gpointer data) {
@@ -165,6 +168,7 @@ class Player {
         const GstSegment* segment = nullptr;
         gst_event_parse_segment(event, &segment);
         self->Of(sink).startMs = static_cast<long long>(segment->start / GST_MSECOND);
+        self->Of(sink).rate = segment->rate;
       } else if (GST_EVENT_TYPE(event) == GST_EVENT_CAPS) {
         GstCaps* caps = nullptr;
         gst_event_parse_caps(event, &caps);
@@ -334,6 +338,60 @@ TEST(GStreamer, PlaysKeyFramesOnlyWhereThatIsWanted) {
   ASSERT_EQ("", player.Wait());
   EXPECT_EQ(keys, player.recordings().at("video_1").frames);
   EXPECT_TRUE(player.recordings().at("audio_2").frames.empty());
+}
+
+// Played backwards: the pieces, each of which begins with a mark, in the order of the file.
+Frames InOrder(const Frames& frames) {
+  Frames ordered;
+  for (auto end = frames.end(); end != frames.begin();) {
+    auto begin = end - 1;
+    while (begin != frames.begin() && !begin->isDiscont) --begin;
+    ordered.insert(ordered.end(), begin, end);
+    end = begin;
+  }
+  return ordered;
+}
+
+TEST(GStreamer, PlaysFasterAndBackwardsWhatItPlaysForward) {
+  const struct {
+    const char* file;
+    double rate;
+    long long startMs, stopMs;
+    std::size_t minPieces;
+  } rows[] = {
+      {"wmv2_wma2.wmv", 2, 0, -1, 1},      {"wmv2_wma2.wmv", -1, 0, -1, 2},
+      {"two_audio.wmv", -1, 0, -1, 2},     {"mpeg4_mp3.asf", -2, 0, -1, 2},
+      {"h264_aac.asf", -1, 700, 1500, 1},  {"tags.wma", -1, 0, -1, 2},
+      {"mpeg2_mp2.asf", -0.5, 0, 1800, 2}, {"wmv1_wma1_p500.wmv", -4, 0, -1, 1},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(std::string(row.file) + " " + std::to_string(row.rate));
+    Player player(FileBytes(std::filesystem::path(QO_SAMPLES_DIR) / row.file));
+    ASSERT_EQ("", player.Wait());
+    const auto all = player.recordings();
+    ASSERT_TRUE(player.Seek(GST_SEEK_FLAG_ACCURATE, row.startMs, row.stopMs, row.rate));
+    ASSERT_EQ("", player.Wait());
+    for (const auto& [pad, recording] : player.recordings()) {
+      EXPECT_EQ(row.rate, recording.rate) << pad;
+      const Frames played = row.rate < 0 ? InOrder(recording.frames) : recording.frames;
+      const Frames& out = all.at(pad).frames;
+      ASSERT_FALSE(played.empty()) << pad;
+      const auto first = std::find(out.begin(), out.end(), played.front());
+      ASSERT_LE(played.size(), static_cast<std::size_t>(out.end() - first)) << pad;
+      EXPECT_EQ(Frames(first, first + static_cast<std::ptrdiff_t>(played.size())), played) << pad;
+      EXPECT_TRUE(first == out.begin() || first->ms <= row.startMs) << pad << first->ms;
+      const auto missing = std::count_if(
+          first + static_cast<std::ptrdiff_t>(played.size()), out.end(),
+          [&](const Frame& frame) { return row.stopMs < 0 || frame.ms < row.stopMs; });
+      EXPECT_EQ(0, missing) << pad;
+      std::size_t pieces = 0;
+      for (const Frame& frame : recording.frames) {
+        pieces += frame.isDiscont;
+        EXPECT_TRUE(frame.isKey || !frame.isDiscont) << pad << frame;
+      }
+      EXPECT_LE(row.minPieces, pieces) << pad;
+    }
+  }
 }
 
 // A segment that ends says so, and the next one follows without a flush.
