@@ -1,7 +1,11 @@
 // asftool: looks into ASF files with the parser's shared library, the way a host
 // does. Wires the command line; each command has a source of its own.
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <sstream>
 #include <string>
 
 #include "tools/common/Commands.h"
@@ -46,17 +50,32 @@ int Run(int argc, char** argv) {
   try {
     app.parse(argc, argv);
     if (app.get_subcommands().empty()) throw CLI::RequiredError("A command");
-    tool::FlushOutput();
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? tool::kExitGood : tool::kExitCannotRun;
+    std::ostringstream out;
+    exitCode = app.exit(error, out) == 0 ? tool::kExitGood : tool::kExitCannotRun;
+    tool::Print(out.str());
   }
+  tool::FlushOutput();
   return exitCode;
+}
+
+// Where one of the three standard files is closed, the first file that a command opens
+// would take its place.
+void HoldStandardFiles() {
+  for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(standard, F_GETFD) >= 0) continue;
+    // The other way round, so that a use of it fails as that of a closed one.
+    const int flags = standard == STDIN_FILENO ? O_WRONLY : O_RDONLY;
+    if (open("/dev/null", flags) != standard)
+      throw tool::Failure(tool::kExitCannotRun, "/dev/null: cannot be opened");
+  }
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
   try {
+    HoldStandardFiles();
     return Run(argc, argv);
   } catch (const tool::Failure& failure) {
     std::fprintf(stderr, "asftool: %s\n", failure.what());

@@ -8,6 +8,7 @@
 
 #include <CLI/App.hpp>
 #include <cstdlib>
+#include <optional>
 #include <string>
 
 #include "tools/common/Tool.h"
@@ -22,6 +23,10 @@ inline CLI::Validator NotNegative() {
           },
           ""};
 }
+
+// An option that takes a time, which it stores in ms.
+CLI::Option* AddTimeOption(CLI::App* command, const std::string& name,
+                           std::optional<unsigned long long>* ms, const std::string& text);
 
 void AddInfo(CLI::App& app, const Options& options, int* exitCode);
 void AddUnits(CLI::App& app, const Options& options, int* exitCode);

@@ -16,8 +16,12 @@ constexpr int kJsonFormat = 1;
 // An object that is printed as a whole, with its version in front: {"format": 1}.
 Json Document();
 
-// JSON text in which a file name that is no UTF-8 doesn't matter: what cannot be
-// read becomes U+FFFD. `indent` below 0 puts all on one line.
+// The same for what is told of a file, whose name comes next. A name that is no UTF-8 has
+// U+FFFD in "file" where it can't be read; beside it "file_bytes" has the whole name as it
+// is, percent-encoded as in a URI.
+Json Document(const std::string& file);
+
+// JSON text; what is no UTF-8 becomes U+FFFD. `indent` below 0 puts all on one line.
 std::string JsonText(const Json& json, int indent = 2);
 
 }  // namespace tool

@@ -2,6 +2,7 @@
 #include "tools/common/Output.h"
 
 #include <nettle/md5.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -15,8 +16,9 @@
 namespace tool {
 namespace {
 
-constexpr int kBarWidth = 40;
+constexpr int kBarWidth = 24;
 constexpr std::chrono::milliseconds kBarInterval{100};
+constexpr std::chrono::seconds kBarPatience{1};  // before there is one
 
 [[noreturn]] void ThrowOutputFailure() {
   throw Failure(kExitCannotRun, std::string("standard output: ") + std::strerror(errno));
@@ -24,10 +26,17 @@ constexpr std::chrono::milliseconds kBarInterval{100};
 
 }  // namespace
 
+std::string Styled(const std::string& text, Style style, std::FILE* stream) {
+  static constexpr const char* kCodes[] = {"1", "1;32", "1;33", "1;31"};
+  const char* const noColor = std::getenv("NO_COLOR");
+  const char* const terminal = std::getenv("TERM");
+  const bool isPlain = (noColor && *noColor) || !terminal || std::strcmp(terminal, "dumb") == 0;
+  if (isPlain || !isatty(fileno(stream))) return text;
+  return std::string("\x1b[") + kCodes[static_cast<int>(style)] + "m" + text + "\x1b[0m";
+}
+
 std::string Bold(const std::string& text, std::FILE* stream) {
-  const char* noColor = std::getenv("NO_COLOR");
-  if ((noColor && *noColor) || !isatty(fileno(stream))) return text;
-  return "\x1b[1m" + text + "\x1b[0m";
+  return Styled(text, Style::kBold, stream);
 }
 
 std::string Printable(const std::string& text) {
@@ -99,22 +108,57 @@ void FlushOutput() {
   if (std::fflush(stdout) != 0 || std::ferror(stdout)) ThrowOutputFailure();
 }
 
-ProgressBar::ProgressBar() : visible_(isatty(STDERR_FILENO) == 1) {}
-
-ProgressBar::~ProgressBar() {
-  if (drawn_) std::fputs("\r\x1b[K", stderr);
+void CheckReader() {
+  pollfd output{STDOUT_FILENO, 0, 0};
+  if (poll(&output, 1, 0) != 1 || (output.revents & POLLERR) == 0) return;
+  errno = EPIPE;
+  ThrowOutputFailure();
 }
 
-void ProgressBar::Show(unsigned long long done, unsigned long long total) {
+ProgressBar::ProgressBar(Measure measure)
+    : measure_(measure), visible_(isatty(STDERR_FILENO) == 1), next_(start_ + kBarPatience) {}
+
+ProgressBar::~ProgressBar() { Wipe(); }
+
+void ProgressBar::Wipe() {
+  if (drawn_) std::fputs("\r\x1b[K", stderr);
+  drawn_ = false;
+}
+
+std::string ProgressBar::RateText(double perSecond) const {
+  char text[48];
+  switch (measure_) {
+    case Measure::kPlayTimeMs:
+      std::snprintf(text, sizeof text, "%.0fx", perSecond / 1e3);
+      break;
+    case Measure::kBytes:
+      std::snprintf(text, sizeof text, "%.1f MB/s", perSecond / 1e6);
+      break;
+    case Measure::kPackets:
+      std::snprintf(text, sizeof text, "%.0f packets/s", perSecond);
+      break;
+  }
+  return text;
+}
+
+void ProgressBar::Show(unsigned long long done, unsigned long long total, const char* note) {
   if (!visible_ || total == 0) return;
-  const auto now = std::chrono::steady_clock::now();
+  const Clock::time_point now = Clock::now();
   if (now < next_) return;
   next_ = now + kBarInterval;
   drawn_ = true;
   const double share = std::min(1.0, static_cast<double>(done) / static_cast<double>(total));
   std::string bar(static_cast<std::size_t>(share * kBarWidth), '#');
   bar.resize(kBarWidth, '.');
-  std::fprintf(stderr, "\r[%s] %3d %%", bar.c_str(), static_cast<int>(share * 100));
+  const double seconds = std::chrono::duration<double>(now - start_).count();
+  std::string text = RateText(static_cast<double>(done) / seconds);
+  if (done > 0) {
+    const auto left = static_cast<unsigned long long>(seconds / share - seconds + 0.5);
+    const std::string time = TimeText(left * 1000);
+    text += "  " + time.substr(0, time.size() - 4) + " left";
+  }
+  std::fprintf(stderr, "\r[%s] %3d %%  %s  %s\x1b[K", bar.c_str(), static_cast<int>(share * 100),
+               text.c_str(), note);
 }
 
 }  // namespace tool

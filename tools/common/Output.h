@@ -11,8 +11,12 @@
 
 namespace tool {
 
-// `text` in bold where `stream` is a terminal and NO_COLOR is not set; as it is
-// elsewhere.
+// How text stands out: bold, or in the colour of a verdict.
+enum class Style { kBold, kGood, kWarning, kBad };
+
+// `text` in a style where `stream` is a terminal that knows any and NO_COLOR is not set;
+// as it is elsewhere.
+std::string Styled(const std::string& text, Style style, std::FILE* stream);
 std::string Bold(const std::string& text, std::FILE* stream);
 
 // Text from the file, for a terminal: control characters, which a terminal would
@@ -39,22 +43,40 @@ void Print(const std::string& text);
 // Throws Failure(kExitCannotRun) when something printed has not arrived.
 void FlushOutput();
 
-// A bar on stderr, when that is a terminal; nothing otherwise.
+// Throws Failure(kExitCannotRun) when what is printed has lost its reader, as in
+// `asftool seek --sweep 10000 FILE | head -1`: for work that takes long between two lines.
+void CheckReader();
+
+// A bar on stderr with rate and time left, when that is a terminal and the work takes
+// longer than a second; nothing otherwise.
 class ProgressBar {
  public:
-  ProgressBar();
+  // What is counted.
+  enum class Measure { kPlayTimeMs, kBytes, kPackets };
+
+  explicit ProgressBar(Measure measure = Measure::kPlayTimeMs);
   // Wipes the bar.
   ~ProgressBar();
   ProgressBar(const ProgressBar&) = delete;
   ProgressBar& operator=(const ProgressBar&) = delete;
 
-  // Shows that `done` of `total` is done; cheap enough to call for every unit.
-  void Show(unsigned long long done, unsigned long long total);
+  // Whether anybody sees it.
+  bool isVisible() const { return visible_; }
+  // Shows that `done` of `total` is done; cheap enough to call for every unit. `note` (not
+  // null) stands behind it.
+  void Show(unsigned long long done, unsigned long long total, const char* note = "");
+  // Takes the bar away until it is shown again: in front of what is printed meanwhile.
+  void Wipe();
 
  private:
+  using Clock = std::chrono::steady_clock;
+  std::string RateText(double perSecond) const;
+
+  const Measure measure_;
   const bool visible_;
   bool drawn_ = false;
-  std::chrono::steady_clock::time_point next_{};
+  const Clock::time_point start_ = Clock::now();
+  Clock::time_point next_;
 };
 
 }  // namespace tool

@@ -3,12 +3,14 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <regex>
 #include <utility>
 
 #include "qo_host/FileHeader.h"
 #include "qo_host/FileSource.h"
 #include "qo_host/ReadAheadSource.h"
 #include "qo_host/StatusText.h"
+#include "tools/common/Output.h"
 
 namespace tool {
 namespace {
@@ -51,9 +53,25 @@ void CheckStreamChoice(const Options& options, const std::string& path, IDataSou
   CheckStream(header, path, qo_host::StreamKind::kVideo, options.videoStream);
 }
 
-void SetDebugLevel(const std::optional<int>& level) {
-  const std::string value = std::to_string(level.value_or(0));
-  setenv("QOCP_DEBUG_LEVEL", value.c_str(), level.has_value());
+qo_host::ParserFactory LoadParser(const Options& options) {
+  static const std::unique_ptr<qo_host::ParserLibrary> library = [&options] {
+    // The parser prints error lines unless told otherwise, some of them once per access
+    // unit; it looks at the variable when it is made.
+    const std::string level = std::to_string(options.logLevel.value_or(0));
+    setenv("QOCP_DEBUG_LEVEL", level.c_str(), options.logLevel.has_value());
+    std::string error;
+    auto loaded = qo_host::ParserLibrary::Load(options.library, &error);
+    if (!loaded) throw Failure(kExitCannotRun, error);
+    return loaded;
+  }();
+  return library->factory();
+}
+
+std::unique_ptr<IDataSource> OpenSource(const std::string& path) {
+  std::string error;
+  std::unique_ptr<IDataSource> source = qo_host::FileSource::OpenPath(path, &error);
+  if (!source) throw Failure(kExitCannotRun, error);
+  return source;
 }
 
 Input::Input(const Options& options, const std::string& path, Trace trace) : path_(path) {
@@ -61,12 +79,8 @@ Input::Input(const Options& options, const std::string& path, Trace trace) : pat
   const auto number = [](int stream) { return static_cast<unsigned char>(stream); };
   if (options.audioStream) openOptions_.streams.audio = number(*options.audioStream);
   if (options.videoStream) openOptions_.streams.video = number(*options.videoStream);
-  SetDebugLevel(options.logLevel);
-  std::string error;
-  library_ = qo_host::ParserLibrary::Load(options.library, &error);
-  if (!library_) throw Failure(kExitCannotRun, error);
-  std::unique_ptr<IDataSource> source = qo_host::FileSource::OpenPath(path, &error);
-  if (!source) throw Failure(kExitCannotRun, error);
+  const qo_host::ParserFactory parser = LoadParser(options);
+  std::unique_ptr<IDataSource> source = OpenSource(path);
   file_ = source.get();
   CheckStreamChoice(options, path, file_);
   if (trace == Trace::kOn) {
@@ -77,7 +91,7 @@ Input::Input(const Options& options, const std::string& path, Trace trace) : pat
   if (options.readAhead) {
     source = std::make_unique<qo_host::ReadAheadSource>(std::move(source));
   }
-  session_ = std::make_unique<qo_host::ParserSession>(library_->factory(), std::move(source));
+  session_ = std::make_unique<qo_host::ParserSession>(parser, std::move(source));
 }
 
 void Input::Open() {
@@ -120,6 +134,28 @@ const qo_host::AsfLayout& Input::LayoutOf(IDataSource* source,
 void Input::CheckRead(int status) const {
   if (status >= 0) return;
   throw Failure(kExitCannotRun, path_ + ": " + qo_host::StatusText(qo_host::Action::kRead, status));
+}
+
+std::optional<unsigned long long> ParseTime(const std::string& text) {
+  static const std::regex form(R"((?:(?:(\d{1,6}):)?(\d{1,6}):)?(\d{1,9})(?:\.(\d{1,9}))?)");
+  std::smatch parts;
+  if (!std::regex_match(text, parts, form)) return std::nullopt;
+  const auto number = [&parts](std::size_t part) {
+    return parts[part].matched ? std::stoull(parts[part].str()) : 0;
+  };
+  const unsigned long long hours = number(1), minutes = number(2), seconds = number(3);
+  if ((parts[1].matched && minutes >= 60) || (parts[2].matched && seconds >= 60)) {
+    return std::nullopt;
+  }
+  const unsigned long long ms = std::stoull((parts[4].str() + "000").substr(0, 3));
+  return ((hours * 60 + minutes) * 60 + seconds) * 1000 + ms;
+}
+
+void CheckTime(const Input& input, unsigned long long timeMs) {
+  const unsigned long long durationMs = input.session().durationMs();
+  if (durationMs == 0 || timeMs <= durationMs) return;  // 0: the file doesn't say
+  throw Failure(kExitCannotRun, input.path() + ": ends at " + TimeText(durationMs) + ", before " +
+                                    TimeText(timeMs));
 }
 
 unsigned long long SecondsToMs(double seconds) {

@@ -47,8 +47,8 @@ class Input {
  public:
   enum class Trace { kOff, kOn };
 
-  // Loads the library and opens the file for reading, but not yet with the
-  // parser. Throws Failure(kExitCannotRun).
+  // Loads the library and opens the file for reading, as OpenSource does, but not yet
+  // with the parser. Throws Failure(kExitCannotRun).
   Input(const Options& options, const std::string& path, Trace trace = Trace::kOff);
 
   // Opens the file with the parser. Throws Failure: kExitBadFile when the parser
@@ -60,6 +60,7 @@ class Input {
 
   const std::string& path() const { return path_; }
   qo_host::ParserSession& session() { return *session_; }
+  const qo_host::ParserSession& session() const { return *session_; }
 
   // The file itself, for reads that are the tool's own; never recorded.
   IDataSource* file() const { return file_; }
@@ -82,7 +83,6 @@ class Input {
 
   std::string path_;
   int openStatus_ = kParserOk;
-  std::unique_ptr<qo_host::ParserLibrary> library_;
   // Owned by the session, with all that lies between.
   IDataSource* file_ = nullptr;
   qo_host::TraceSource* fileCalls_ = nullptr;
@@ -97,9 +97,20 @@ class Input {
 // whose name is `path`. `file` is open; its position is moved.
 void CheckStreamChoice(const Options& options, const std::string& path, IDataSource* file);
 
-// The parser prints error lines unless told otherwise, some of them once per
-// access unit; it looks at the variable when it is made.
-void SetDebugLevel(const std::optional<int>& level);
+// Loads the parser's library and settles its log, as the options have it, when first
+// called: the first call's are those of the process, which keeps the library to its end.
+// From any thread. Throws Failure(kExitCannotRun).
+qo_host::ParserFactory LoadParser(const Options& options);
+
+// Opens the file at `path` for reading. Throws Failure(kExitCannotRun).
+std::unique_ptr<IDataSource> OpenSource(const std::string& path);
+
+// Milliseconds of a time that a user gave: "62.5", "1:02.5" or "1:02:03". Nothing where it
+// is none.
+std::optional<unsigned long long> ParseTime(const std::string& text);
+
+// Throws Failure(kExitCannotRun) where an open file ends before a time that a user gave.
+void CheckTime(const Input& input, unsigned long long timeMs);
 
 // Milliseconds of a time that a user gave; what is beyond 2^63 is brought to it.
 unsigned long long SecondsToMs(double seconds);

@@ -5,7 +5,6 @@
 #include <filesystem>
 #include <system_error>
 
-#include "qo_host/FileSource.h"
 #include "qo_host/RepairCheck.h"
 #include "tools/common/Commands.h"
 #include "tools/common/Output.h"
@@ -23,13 +22,6 @@ struct Arguments {
   std::string in, out;
   bool force = false;
 };
-
-std::unique_ptr<qo_host::FileSource> OpenFile(const std::string& path) {
-  std::string error;
-  auto source = qo_host::FileSource::OpenPath(path, &error);
-  if (!source) throw Failure(kExitCannotRun, error);
-  return source;
-}
 
 void CheckOutput(const Arguments& arguments) {
   std::error_code ignored;  // a path that cannot be looked up fails when it is opened
@@ -87,7 +79,7 @@ void PrintMended(const Arguments& arguments, const qo_host::Repair& repair) {
 // write.
 bool Mend(const Arguments& arguments, const qo_host::ParserFactory& factory, IDataSource* in,
           qo_host::Repair* repair) {
-  ProgressBar bar;
+  ProgressBar bar(ProgressBar::Measure::kPackets);
   const auto pass = [&bar](unsigned int number) {
     return [&bar, number](unsigned long long done, unsigned long long total) {
       bar.Show(number * total + done, kPasses * total);
@@ -102,7 +94,7 @@ bool Mend(const Arguments& arguments, const qo_host::ParserFactory& factory, IDa
     return true;
   };
   CheckStatus(arguments, *repair, repair->Write(sink, pass(1)));
-  const auto written = OpenFile(out.Flush());
+  const auto written = OpenSource(out.Flush());
   CheckVerdict(arguments, qo_host::CheckRepair(factory, in, written.get(), pass(2)));
   out.Finish();
   return true;
@@ -111,14 +103,11 @@ bool Mend(const Arguments& arguments, const qo_host::ParserFactory& factory, IDa
 void Run(const Arguments& arguments, const Options& options) {
   CheckOutput(arguments);
   NoticeInterruptions();
-  SetDebugLevel(options.logLevel);
-  std::string error;
-  const auto library = qo_host::ParserLibrary::Load(options.library, &error);
-  if (!library) throw Failure(kExitCannotRun, error);
-  const auto in = OpenFile(arguments.in);
+  const qo_host::ParserFactory parser = LoadParser(options);
+  const auto in = OpenSource(arguments.in);
   CheckStreamChoice(options, arguments.in, in.get());
   qo_host::Repair repair(in.get());
-  if (Mend(arguments, library->factory(), in.get(), &repair)) {
+  if (Mend(arguments, parser, in.get(), &repair)) {
     PrintMended(arguments, repair);
   } else {
     Print(Bold(Printable(arguments.in) + ": good, nothing is written", stdout) + "\n");

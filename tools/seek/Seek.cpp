@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,9 +18,11 @@ namespace {
 const std::map<std::string, int> kModes = {
     {"previous", kSeekPreviousSync}, {"next", kSeekNextSync}, {"closest", kSeekClosestSync}};
 
+constexpr unsigned int kMaxSweep = 10000;  // targets
+
 struct Arguments {
   std::string file;
-  double to = -1;          // seconds
+  std::optional<unsigned long long> toMs;
   unsigned int sweep = 0;  // targets; 0: a single seek
   std::string mode = "previous";
   bool byte = false;
@@ -60,6 +63,7 @@ Targets MakeTargets(Seeker* seeker, unsigned int count, unsigned long long durat
   Targets targets;
   for (unsigned int k = 0; k < count; ++k) {
     const unsigned long long timeMs = durationMs * k / count;
+    CheckReader();
     const Landing landing = seeker->Land(timeMs, {kSeekPreviousSync, 0, true});
     const qo_host::AccessUnit* unit = JudgedUnit(landing);
     targets.timesMs.push_back(timeMs);
@@ -98,6 +102,7 @@ void SweepWay(Seeker* seeker, const Targets& targets, const std::string& name, c
   Tally tally;
   const std::size_t count = targets.timesMs.size();
   for (std::size_t k = 0; k < count; ++k) {
+    CheckReader();
     Count(seeker->Land(targets.timesMs[k], way), targets.timesMs[k], targets.keysMs[k], &tally);
   }
   std::vector<long long>& distances = tally.distances;
@@ -109,6 +114,7 @@ void SweepWay(Seeker* seeker, const Targets& targets, const std::string& name, c
                 distances.empty() ? 0 : distances.back(),
                 static_cast<double>(tally.probes) / static_cast<double>(count));
   Print(line);
+  FlushOutput();
 }
 
 void Sweep(Seeker* seeker, const Targets& targets, int flags) {
@@ -137,8 +143,8 @@ Json LandingJson(const Landing& landing, unsigned long long target) {
 }
 
 void Run(const Arguments& arguments, const Options& options, int* exitCode) {
-  if ((arguments.to >= 0) == (arguments.sweep != 0)) {
-    throw Failure(kExitCannotRun, "name one of --to SECONDS and --sweep N");
+  if (arguments.toMs.has_value() == (arguments.sweep != 0)) {
+    throw Failure(kExitCannotRun, "name one of --to TIME and --sweep N");
   }
   Input input(options, arguments.file);
   const Verdict verdict = OpenAndJudge(&input);
@@ -152,7 +158,8 @@ void Run(const Arguments& arguments, const Options& options, int* exitCode) {
     Sweep(&seeker, MakeTargets(&seeker, arguments.sweep, durationMs), flags);
     return;
   }
-  const unsigned long long target = SecondsToMs(arguments.to);
+  const unsigned long long target = *arguments.toMs;
+  CheckTime(input, target);
   const Landing landing = seeker.Land(target, {kModes.at(arguments.mode), flags, arguments.exact});
   if (!landing.problem.empty()) {
     throw Failure(kExitBadFile,
@@ -163,6 +170,9 @@ void Run(const Arguments& arguments, const Options& options, int* exitCode) {
   } else {
     PrintLanding(landing, target);
   }
+  if (landing.first.empty()) {
+    throw Failure(kExitBadFile, arguments.file + ": no unit follows " + TimeText(target));
+  }
 }
 
 }  // namespace
@@ -171,15 +181,13 @@ void AddSeek(CLI::App& app, const Options& options, int* exitCode) {
   auto arguments = std::make_shared<Arguments>();
   CLI::App* command = app.add_subcommand("seek", "Seek and say where it landed");
   command->add_option("FILE", arguments->file, "The file")->required();
-  command->add_option("--to", arguments->to, "The target")
-      ->check(NotNegative())
-      ->type_name("SECONDS");
+  AddTimeOption(command, "--to", &arguments->toMs, "The target: seconds, or 1:02.5");
   CLI::Option* sweep =
       command
           ->add_option("--sweep", arguments->sweep,
                        "N evenly spaced targets, in every mode, against the last key frame "
-                       "at or before each")
-          ->check(NotNegative())
+                       "at or before each; at most 10000")
+          ->check(CLI::Range(1u, kMaxSweep))
           ->type_name("N");
   command->add_option("--mode", arguments->mode, "Which key frame (default: previous)")
       ->check(CLI::IsMember(&kModes));

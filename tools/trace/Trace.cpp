@@ -1,6 +1,7 @@
 // asftool trace: every call that reaches the file during an open, a play-out or a
 // seek, with totals: what a slow source will feel.
 #include <functional>
+#include <optional>
 
 #include "tools/common/Commands.h"
 #include "tools/common/Output.h"
@@ -12,7 +13,7 @@ namespace {
 struct Arguments {
   std::string file;
   std::string command;
-  double to = 0;  // seconds
+  std::optional<unsigned long long> toMs;
   bool totalsOnly = false;
 };
 
@@ -69,7 +70,8 @@ void Run(const Arguments& arguments, const Options& options, int* exitCode) {
   if (arguments.command == "play") {
     while (input.session().NextUnit()) continue;
   } else if (arguments.command == "seek") {
-    SeekPlainly(&input, SecondsToMs(arguments.to), kSeekPreviousSync);
+    CheckTime(input, arguments.toMs.value_or(0));
+    SeekPlainly(&input, arguments.toMs.value_or(0), kSeekPreviousSync);
   }
   trace.SetObserver({});
   PrintTotals(trace);
@@ -86,9 +88,7 @@ void AddTrace(CLI::App& app, const Options& options, int* exitCode) {
   command->add_option("COMMAND", arguments->command, "What to trace: open, play or seek")
       ->required()
       ->check(CLI::IsMember({"open", "play", "seek"}));
-  command->add_option("--to", arguments->to, "Where to seek")
-      ->check(NotNegative())
-      ->type_name("SECONDS");
+  AddTimeOption(command, "--to", &arguments->toMs, "Where to seek (default: the beginning)");
   command->add_flag("--totals", arguments->totalsOnly, "Only the totals");
   command->callback([arguments, &options, exitCode] { Run(*arguments, options, exitCode); });
 }
