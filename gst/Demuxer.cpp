@@ -8,6 +8,7 @@
 
 #include "gst/QoAsfDemux.h"
 #include "gst/Tags.h"
+#include "qo_host/BorrowedSource.h"
 #include "qo_host/StatusText.h"
 
 GST_DEBUG_CATEGORY_EXTERN(qoasfdemux_debug);
@@ -52,13 +53,13 @@ Demuxer::~Demuxer() {
 void Demuxer::Start(GstPadMode mode) {
   const TaskLock lock(&taskLock_);
   flow_ = GST_FLOW_OK;
-  if (mode == GST_PAD_MODE_PUSH) queue_ = std::make_unique<QueueSource>(&flow_);
+  if (mode == GST_PAD_MODE_PUSH) queue_ = std::make_shared<QueueSource>(sink_, &flow_);
   isStreaming_ = true;
   gst_task_start(task_);
 }
 
 void Demuxer::Stop() {
-  if (queue_ != nullptr) queue_->Flush();
+  if (queue_ != nullptr) queue_->Shut();
   {
     // A seek under way starts the task as its last step.
     const TaskLock lock(&taskLock_);
@@ -87,16 +88,14 @@ void Demuxer::Reset() {
   collection_ = nullptr;
   gst_segment_init(&segment_, GST_FORMAT_TIME);
   isOpen_ = false;
+  hasToldOfDistance_ = false;
   lastDamaged_.reset();
 }
 
-IDataSource* Demuxer::Source() const {
-  return queue_ != nullptr ? static_cast<IDataSource*>(queue_.get()) : pull_.get();
+std::unique_ptr<IDataSource> Demuxer::MakeSource() const {
+  if (queue_ != nullptr) return queue_->MakeReader();
+  return std::make_unique<qo_host::BorrowedSource>(pull_.get());
 }
-
-GstFlowReturn Demuxer::Push(GstBuffer* buffer) { return queue_->Push(buffer); }
-
-void Demuxer::PushEnd() { queue_->End(); }
 
 void Demuxer::Run() {
   if (isOpen_) {
@@ -110,18 +109,32 @@ void Demuxer::Run() {
   if (queue_ != nullptr) queue_->Close(flow_ == GST_FLOW_OK ? GST_FLOW_ERROR : flow_.load());
 }
 
+// A failure of the source, or of the first stream that can't be played; nothing where the
+// header says enough.
+std::optional<int> Demuxer::ReadFile() {
+  // Reading begins at the file's beginning several times: this source stays there, so
+  // that what has been pushed does too.
+  const std::unique_ptr<IDataSource> beginning = MakeSource();
+  int status = qo_host::ReadFileHeader(MakeSource().get(), &header_);
+  if (status < 0) return status;
+  if (queue_ != nullptr) queue_->LearnUpstream();
+  if (!CheckHeader()) return std::nullopt;
+  OpenStreams(&status);
+  for (const auto& output : outputs_) output->HasBuffer();
+  return status;
+}
+
 bool Demuxer::OpenFile() {
   if (queue_ == nullptr) pull_ = std::make_unique<PadSource>(sink_, &flow_);
-  int status = qo_host::ReadFileHeader(Source(), &header_);
-  if (status >= 0 && !CheckHeader()) return false;
-  if (status >= 0) OpenStreams(&status);
+  const std::optional<int> status = ReadFile();
+  if (!status) return false;
   const GstFlowReturn flow = flow_;
   if (flow != GST_FLOW_OK) {
     outputs_.clear();
     if (flow != GST_FLOW_FLUSHING) GST_ELEMENT_FLOW_ERROR(element_, flow);
     return false;
   }
-  if (outputs_.empty()) return PostRefusal(status), false;
+  if (outputs_.empty()) return PostRefusal(*status), false;
   ExposeStreams();
   return true;
 }
@@ -157,7 +170,7 @@ void Demuxer::OpenStreams(int* status) {
     if (!IsPlayable(stream) || seen[stream.number] || !IsWorthASession(outputs_.size())) continue;
     seen[stream.number] = true;
     int opened = 0;
-    auto reader = StreamReader::Open(Source(), stream, &opened);
+    auto reader = StreamReader::Open(MakeSource(), stream, &opened);
     if (flow_ != GST_FLOW_OK) return;
     if (reader == nullptr) {
       GST_WARNING_OBJECT(element_, "stream %u can't be played: status %d", stream.number, opened);
@@ -212,7 +225,8 @@ void Demuxer::ExposeStreams() {
 void Demuxer::Show() {
   const std::lock_guard<std::mutex> lock(shownLock_);
   shown_.segment = segment_;
-  shown_.canSeek = queue_ == nullptr;
+  shown_.canSeek = queue_ == nullptr || queue_->canSeek();
+  shown_.queue = queue_;
   shown_.pads.clear();
   for (const auto& output : outputs_) {
     shown_.pads.emplace_back(GST_PAD(gst_object_ref(output->pad())), gst_object_unref);
@@ -227,6 +241,7 @@ bool Demuxer::Step() {
   if (next == nullptr) return Finish(), false;
   if (segment_.rate > 0) CoverGaps(next->bufferTime());
   WarnOfDamage(next->reader());
+  if (!next->isActive()) return next->Skip(), true;
   GstFlowReturn flow = next->Push(segment_, seqnum_);
   segment_.position = next->bufferTime();
   position_ = segment_.position;
@@ -241,18 +256,34 @@ bool Demuxer::Step() {
 // Null where all are done, or the source failed.
 Output* Demuxer::NextOutput() {
   Output* next = nullptr;
-  const bool mayGoOn = segment_.rate < 0 || (segment_.flags & GST_SEGMENT_FLAG_SEGMENT) != 0;
   for (const auto& output : outputs_) {
-    if (output->isDone() || !output->isActive()) continue;
+    if (output->isDone() || !IsRead(*output)) continue;
     if (!output->HasBuffer()) {
       if (flow_ != GST_FLOW_OK) return nullptr;
-      output->SetDone();
-      if (!mayGoOn) output->PushEos(segment_, seqnum_);
+      EndOutput(output.get());
     } else if (next == nullptr || output->bufferTime() < next->bufferTime()) {
       next = output.get();
     }
   }
   return next;
+}
+
+// What can't be sought in is read whether it plays or not, so that it is where the others
+// are when it is to play.
+bool Demuxer::IsRead(const Output& output) const {
+  return output.isActive() || (queue_ != nullptr && !queue_->canSeek());
+}
+
+void Demuxer::EndOutput(Output* output) {
+  output->SetDone();
+  const bool mayGoOn = segment_.rate < 0 || (segment_.flags & GST_SEGMENT_FLAG_SEGMENT) != 0;
+  if (!mayGoOn) output->PushEos(segment_, seqnum_);
+  if (queue_ == nullptr || !queue_->isTooFarApart() || hasToldOfDistance_) return;
+  hasToldOfDistance_ = true;
+  GST_ELEMENT_WARNING(element_, STREAM, DEMUX,
+                      ("A part of this file can't be played as it comes in: its streams lie too "
+                       "far apart."),
+                      (nullptr));
 }
 
 void Demuxer::CoverGaps(GstClockTime now) {
@@ -295,9 +326,9 @@ void Demuxer::Finish() {
 // Flushing says nothing more; a flow that fails is an error, and then the end for all.
 void Demuxer::StopFor(GstFlowReturn flow) {
   gst_task_pause(task_);
-  if (queue_ != nullptr) queue_->Close(flow);
   GST_DEBUG_OBJECT(element_, "streaming stops: %s", gst_flow_get_name(flow));
   if (flow == GST_FLOW_FLUSHING) return;
+  if (queue_ != nullptr) queue_->Close(flow);
   if (flow != GST_FLOW_EOS) GST_ELEMENT_FLOW_ERROR(element_, flow);
   for (const auto& output : outputs_) output->PushEos(segment_, seqnum_);
 }

@@ -54,9 +54,8 @@ class Demuxer {
   // it: on return nothing is pushed any more. The pad itself ends a pull that waits.
   void Start(GstPadMode mode);
   void Stop();
-  // In push mode, by the thread that pushes: see QueueSource.
-  GstFlowReturn Push(GstBuffer* buffer);
-  void PushEnd();
+  // In push mode, for the thread that pushes; otherwise null.
+  QueueSource* queue() const { return queue_.get(); }
   // Forgets the file, pads included.
   void Reset();
 
@@ -67,9 +66,10 @@ class Demuxer {
 
  private:
   void Run();
-  IDataSource* Source() const;
+  std::unique_ptr<IDataSource> MakeSource() const;
   // Opening; false: the reason has been posted.
   bool OpenFile();
+  std::optional<int> ReadFile();
   bool CheckHeader();
   void OpenStreams(int* status);
   bool IsWorthASession(std::size_t sessions) const;
@@ -79,6 +79,8 @@ class Demuxer {
   // The next unit. False: the task has stopped.
   bool Step();
   Output* NextOutput();
+  bool IsRead(const Output& output) const;
+  void EndOutput(Output* output);
   void CoverGaps(GstClockTime now);
   void WarnOfDamage(const StreamReader& reader);
   void Finish();
@@ -114,7 +116,7 @@ class Demuxer {
 
   // Under taskLock_.
   std::unique_ptr<PadSource> pull_;     // null: no file, or pushed
-  std::unique_ptr<QueueSource> queue_;  // null: pulled
+  std::shared_ptr<QueueSource> queue_;  // null: pulled
   qo_host::FileHeader header_;
   std::vector<std::unique_ptr<Output>> outputs_;
   GstFlowCombiner* combiner_;
@@ -124,13 +126,15 @@ class Demuxer {
   guint32 seqnum_ = 0;
   bool isStreaming_ = false;  // between Start and Stop
   bool isOpen_ = false;
+  bool hasToldOfDistance_ = false;
   std::optional<unsigned long long> lastDamaged_;  // packet, of those told
 
   // What any thread may see, with a lock of its own, which nothing else is called under.
   struct Shown {
     std::vector<std::shared_ptr<GstPad>> pads;  // none: no file is open
     bool canSeek = false;
-    GstSegment segment = {};  // the duration is in it
+    std::shared_ptr<QueueSource> queue;  // null: pulled
+    GstSegment segment = {};             // the duration is in it
   };
   Shown GetShown() const;
   void Show();

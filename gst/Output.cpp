@@ -119,6 +119,11 @@ GstFlowReturn Output::Push(const GstSegment& segment, guint32 seqnum) {
   return flow == GST_FLOW_ERROR && IsPeerFlushing(pad_) ? GST_FLOW_FLUSHING : flow;
 }
 
+void Output::Skip() {
+  gst_buffer_unref(reader_->Take());
+  isDiscont_ = true;
+}
+
 void Output::PushGap(const GstSegment& segment, guint32 seqnum, GstClockTime until) {
   PushSegment(segment, seqnum);
   GstEvent* const gap = gst_event_new_gap(position_, until - position_);

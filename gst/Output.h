@@ -55,6 +55,7 @@ class Output {
   GstClockTime position() const { return position_; }
 
   GstFlowReturn Push(const GstSegment& segment, guint32 seqnum);
+  void Skip();  // drops the buffer that waits
   // The last push brought another flow than GST_FLOW_OK.
   void SetFlowOdd(bool isFlowOdd) { isFlowOdd_ = isFlowOdd; }
   bool isFlowOdd() const { return isFlowOdd_; }

@@ -54,20 +54,34 @@ gboolean ActivateSinkMode(GstPad*, GstObject* parent, GstPadMode mode, gboolean 
 }
 
 GstFlowReturn Chain(GstPad*, GstObject* parent, GstBuffer* buffer) {
-  return Self(parent)->demuxer->Push(buffer);
+  return Self(parent)->demuxer->queue()->Push(buffer);
+}
+
+// Where the bytes come from that follow.
+void BeginBytes(GstEvent* event, QueueSource* queue) {
+  const GstSegment* segment = nullptr;
+  gst_event_parse_segment(event, &segment);
+  if (segment->format == GST_FORMAT_BYTES) queue->Restart(segment->start);
 }
 
 // What comes with pushed bytes is about these, not about the streams in them.
 gboolean HandleSinkEvent(GstPad* pad, GstObject* parent, GstEvent* event) {
+  QueueSource* const queue = Self(parent)->demuxer->queue();
   switch (GST_EVENT_TYPE(event)) {
     case GST_EVENT_EOS:
-      Self(parent)->demuxer->PushEnd();
+      if (queue != nullptr) queue->End();
+      break;
+    case GST_EVENT_SEGMENT:
+      if (queue != nullptr) BeginBytes(event, queue);
+      break;
+    case GST_EVENT_FLUSH_START:
+      if (queue != nullptr) queue->BeginFlush();
+      break;
+    case GST_EVENT_FLUSH_STOP:
+      if (queue != nullptr) queue->EndFlush();
       break;
     case GST_EVENT_STREAM_START:
     case GST_EVENT_CAPS:
-    case GST_EVENT_SEGMENT:
-    case GST_EVENT_FLUSH_START:
-    case GST_EVENT_FLUSH_STOP:
       break;
     default:
       return gst_pad_event_default(pad, parent, event);

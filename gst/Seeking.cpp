@@ -38,7 +38,9 @@ bool Demuxer::Seek(GstEvent* event) {
   if (!CanSeek(request)) return false;
   Interrupt(request);
   const TaskLock lock(&taskLock_);
-  if (request.Flushes()) {
+  if (queue_ != nullptr) {
+    queue_->Continue();
+  } else if (request.Flushes()) {
     GstEvent* const stop = gst_event_new_flush_stop(TRUE);
     gst_event_set_seqnum(stop, request.seqnum);
     gst_pad_push_event(sink_, stop);
@@ -65,7 +67,12 @@ void Demuxer::Interrupt(const SeekRequest& request) {
   }
   GstEvent* const start = gst_event_new_flush_start();
   gst_event_set_seqnum(start, request.seqnum);
-  gst_pad_push_event(sink_, gst_event_ref(start));
+  const std::shared_ptr<QueueSource> queue = GetShown().queue;
+  if (queue != nullptr) {
+    queue->Interrupt();
+  } else {
+    gst_pad_push_event(sink_, gst_event_ref(start));
+  }
   PushToAll(start);
   gst_task_pause(task_);
 }
@@ -196,6 +203,7 @@ void Demuxer::ApplySelection() {
 // Brings a stream that wasn't read to where the others are; backwards, with the next piece.
 void Demuxer::JoinIn(Output* output) {
   if (segment_.rate < 0) return output->SetDone();
+  if (queue_ != nullptr && !queue_->canSeek()) return;
   const auto nowMs = static_cast<std::int64_t>(segment_.position / GST_MSECOND);
   output->reader().Seek(nowMs);
   if (output->isVideo()) output->reader().SkipToKeyFrame(nowMs);

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cstring>
 
-#include "qo_host/BorrowedSource.h"
 #include "qo_host/H264.h"
 
 namespace {
@@ -28,18 +27,17 @@ GstMemory* MakeMemory(const unsigned char* data, std::size_t size) {
 
 }  // namespace
 
-StreamReader::StreamReader(std::unique_ptr<IDataSource> view)
-    : session_({createParser, destroyParser}, std::move(view)) {}
+StreamReader::StreamReader(std::unique_ptr<IDataSource> source)
+    : session_({createParser, destroyParser}, std::move(source)) {}
 
 StreamReader::~StreamReader() {
   Drop();
   if (parameterSets_ != nullptr) gst_memory_unref(parameterSets_);
 }
 
-std::unique_ptr<StreamReader> StreamReader::Open(IDataSource* shared,
+std::unique_ptr<StreamReader> StreamReader::Open(std::unique_ptr<IDataSource> source,
                                                  const qo_host::StreamHeader& stream, int* status) {
-  std::unique_ptr<StreamReader> reader(
-      new StreamReader(std::make_unique<qo_host::BorrowedSource>(shared)));
+  std::unique_ptr<StreamReader> reader(new StreamReader(std::move(source)));
   qo_host::OpenOptions options;
   options.streams = qo_host::StreamChoice::Only(stream);
   *status = reader->session_.Open(options);

@@ -13,11 +13,10 @@
 
 class StreamReader {
  public:
-  // Opens a session in which `stream` (audio or video) of the file behind `shared` (not
-  // null, opened, must outlive the reader) is the only one. Null where it can't be
-  // played; then `*status` (not null) says why, as ParserSession::Open does, or is 0
-  // where the file has no packets of any use.
-  static std::unique_ptr<StreamReader> Open(IDataSource* shared,
+  // Opens a session in which `stream` (audio or video) of the file behind `source` (not
+  // null) is the only one. Null where it can't be played; then `*status` (not null) says
+  // why, as ParserSession::Open does, or is 0 where the file has no packets of any use.
+  static std::unique_ptr<StreamReader> Open(std::unique_ptr<IDataSource> source,
                                             const qo_host::StreamHeader& stream, int* status);
   ~StreamReader();
 
@@ -46,7 +45,7 @@ class StreamReader {
   bool SkipToKeyFrame(std::int64_t timeMs);
 
  private:
-  explicit StreamReader(std::unique_ptr<IDataSource> view);
+  explicit StreamReader(std::unique_ptr<IDataSource> source);
   const qo_host::AccessUnit* Next();
   const qo_host::AccessUnit* PeekKeyFrame();
   void Drop();
