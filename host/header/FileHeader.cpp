@@ -1,6 +1,5 @@
 // FileHeader: reads a header's bytes and walks its objects and those of its extension.
-// What single objects hold is read in HeaderStreams.cpp, HeaderTags.cpp and
-// HeaderLists.cpp.
+// What single objects hold is read in HeaderObjects.cpp.
 #include "qo_host/FileHeader.h"
 
 #include <algorithm>
@@ -24,37 +23,6 @@ struct Area {
   unsigned long long end;  // file offset, as stated: there may be less
   unsigned char depth;
 };
-
-// An object that holds no other one. Those not named here say nothing that is asked for.
-void ReadFlatObject(HeaderFiller* filler, std::optional<AsfObjectId> known, ByteRange body) {
-  switch (known.value_or(ID_PADDING_OBJECT)) {
-    case ID_STREAM_BITRATE_PROPERTIES_OBJECT:
-      return ReadStreamBitrates(filler, body);
-    case ID_CONTENT_DESCRIPTION_OBJECT:
-      return ReadContentDescription(filler, body);
-    case ID_EXTENDED_CONTENT_DESCRIPTION_OBJECT:
-      return ReadExtendedContentDescription(filler, body);
-    case ID_METADATA_OBJECT:
-      return ReadMetadata(filler, body, TagOrigin::kMetadata);
-    case ID_METADATA_LIBRARY_OBJECT:
-      return ReadMetadata(filler, body, TagOrigin::kMetadataLibrary);
-    case ID_LANGUAGE_LIST_OBJECT:
-      return ReadLanguages(filler, body);
-    case ID_CODEC_LIST_OBJECT:
-      return ReadCodecs(filler, body);
-    case ID_MARKER_OBJECT:
-      return ReadMarkers(filler, body);
-    case ID_SCRIPT_COMMAND_OBJECT:
-      return ReadCommands(filler, body);
-    case ID_CONTENT_ENCRYPTION_OBJECT:
-    case ID_EXTENDED_CONTENT_ENCRYPTION_OBJECT:
-    case ID_ADVANCED_CONTENT_ENCRYPTION_OBJECT:
-    case ID_DIGITAL_SIGNATURE_OBJECT:
-      return ReadEncryption(filler, *known, body);
-    default:
-      return;
-  }
-}
 
 class HeaderReader {
  public:
@@ -153,58 +121,10 @@ class HeaderReader {
     }
   }
 
-  void ReadContents(const HeaderObject& object, const Area& inner) {
-    const ByteRange body = {object.range.position + sizeof(asf_object_header),
-                            object.range.size - sizeof(asf_object_header)};
-    const auto known = KnownGuid(object.id);
-    switch (known.value_or(ID_PADDING_OBJECT)) {
-      case ID_FILE_PROPERTIES_OBJECT:
-        ReadFileProperties(object);
-        break;
-      case ID_STREAM_PROPERTIES_OBJECT:
-        ReadStreamProperties(&filler_, object.range, object.depth != 0);
-        break;
-      case ID_HEADER_EXTENSION_OBJECT:
-        ReadExtension(object, inner);
-        break;
-      case ID_EXTENDED_STREAM_PROPERTIES_OBJECT:
-        ReadExtended(object, inner);
-        break;
-      default:
-        ReadFlatObject(&filler_, known, body);
-    }
-  }
-
-  void ReadFileProperties(const HeaderObject& object) {
-    asf_file_properties_object properties;
-    if (RangeReader(*header_, object.range).Read(&properties, sizeof(properties))) {
-      header_->properties = FileProperties{
-          KitGuid(properties.fileId), properties.fileSize,     properties.creationDate,
-          properties.dataPackets,     properties.playDuration, properties.sendDuration,
-          properties.preroll,         properties.flags,        properties.minPacketSize,
-          properties.maxPacketSize,   properties.maxBitrate};
-    } else {
-      filler_.Note(HeaderProblem::kRecordCut, object.range.position);
-    }
-  }
-
   // Those within others of their kind are not looked into: there is no end to that.
-  void ReadExtension(const HeaderObject& object, const Area& inner) {
-    asf_header_extension_image fixed;
-    if (object.depth != 0) return;
-    if (!RangeReader(*header_, object.range).Read(&fixed, sizeof(fixed))) {
-      filler_.Note(HeaderProblem::kRecordCut, object.range.position);
-      return;
-    }
-    if (SaturatingAdd(sizeof(fixed), fixed.dataSize) != object.size) {
-      filler_.Note(HeaderProblem::kExtensionSize, object.range.position);
-    }
-    WalkObjects(object.range.position + sizeof(fixed), inner);
-  }
-
-  void ReadExtended(const HeaderObject& object, const Area& inner) {
-    const std::size_t behind = ReadExtendedStream(&filler_, object.range);
-    if (behind != 0 && object.depth <= 1) WalkObjects(behind, inner);
+  void ReadContents(const HeaderObject& object, const Area& inner) {
+    const std::size_t nested = ReadOwnContents(&filler_, object);
+    if (nested != 0) WalkObjects(nested, inner);
   }
 
   // A stream of the header may be described in its extended stream properties as well.

@@ -109,6 +109,10 @@ void ReadCommands(HeaderFiller* filler, ByteRange body);
 // `id` is that of one of the four kinds.
 void ReadEncryption(HeaderFiller* filler, AsfObjectId id, ByteRange body);
 
+// What an object of any kind says itself. The position of the objects nested in it; 0 where it has
+// none, and for those that would nest without end.
+std::size_t ReadOwnContents(HeaderFiller* filler, const HeaderObject& object);
+
 }  // namespace qo_host
 
 #endif  // QO_HOST_HEADERPARTS_H

@@ -5,7 +5,9 @@
 #include <utility>
 
 #include "asf/format/Arithmetic.h"
+#include "asf/format/Records.h"
 #include "asf/format/SourceReader.h"
+#include "host/packets/DataExtent.h"
 #include "qo_host/BorrowedSource.h"
 
 namespace qo_host {
@@ -73,11 +75,27 @@ class FilePackets final : public PacketBytes {
 
 }  // namespace
 
+AsfLayout FindPackets(IDataSource* source, const FileHeader& header) {
+  BorrowedSource borrowed(source);
+  const DataExtent data = FindData(&borrowed, header);
+  AsfLayout layout;
+  layout.isAsf = header.isAsf;
+  layout.fileSize = data.fileSize;
+  if (header.properties) layout.prerollMs = header.properties->prerollMs;
+  layout.minPacketLength = layout.maxPacketLength = layout.packetLength = data.packetLength;
+  layout.packetsStart = data.packetsStart;
+  layout.headerSize = data.packetsStart - sizeof(asf_data_object);
+  if (data.packetLength == 0 || data.packetsEnd <= data.packetsStart) return layout;
+  layout.dataSize = data.packetsEnd - data.packetsStart + sizeof(asf_data_object);
+  return layout;
+}
+
 WalkResult WalkPackets(IDataSource* source, const AsfLayout& layout,
-                       const std::function<bool(const Packet&)>& visit, unsigned long long first) {
+                       const std::function<bool(const Packet&)>& visit, unsigned long long first,
+                       PacketView view) {
   BorrowedSource borrowed(source);
   FilePackets packets(&borrowed, layout);
-  const PacketReader reader(layout);
+  const PacketReader reader(layout, view);
   const unsigned long long count = layout.PacketsInData();
   Packet packet = {};
   for (packet.number = first; packet.number < count; ++packet.number) {

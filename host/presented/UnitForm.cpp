@@ -6,6 +6,7 @@
 
 #include "asf/format/CodecTags.h"
 #include "asf/format/FourCc.h"
+#include "qo_host/StreamCodec.h"
 #include "qo_parser_asf/Codecs.h"
 
 namespace qo_host {
@@ -19,19 +20,6 @@ constexpr unsigned int kAc3Tag = 0x2000;
 
 // Block aligns from which on the parser looks for AC-3's sync word.
 constexpr unsigned short kMinAc3Block = 7;
-
-// FourCCs that the parser knows not, but the field does.
-unsigned int CodecOfVideo(unsigned int fourCc) {
-  switch (fourCc) {
-    case FourCc("X264"):
-      return kCodecH264;
-    case FourCc("MP4S"):
-    case FourCc("mp4s"):
-      return kCodecMpeg4;
-    default:
-      return VideoCodecOf(fourCc);
-  }
-}
 
 // The parser cuts other objects of these than blocks, and stamps the parts one step late.
 bool IsWma(unsigned int tag) { return tag >= 0x0160 && tag <= 0x0164; }
@@ -94,32 +82,11 @@ bool IsEac3(const std::vector<unsigned char>& bytes) {
   return bytes[0] == 0x77 && bytes[1] == 0x0B && bytes[4] >> 3 > 10;
 }
 
-void NameExtensible(const ExtensibleFormat& format, StreamForm* form) {
-  // Sub-formats that stand for no format tag.
-  static constexpr struct {
-    Guid subFormat;
-    unsigned int codec;
-  } kSubFormats[] = {
-      {{{0x2C, 0x80, 0x6D, 0xE0, 0x46, 0xDB, 0xCF, 0x11, 0xB4, 0xD1, 0x00, 0x80, 0x5F, 0x6C, 0xBB,
-         0xEA}},
-       kCodecAc3},
-      {{{0xAF, 0x87, 0xFB, 0xA7, 0x02, 0x2D, 0xFB, 0x42, 0xA4, 0xD4, 0x05, 0xCD, 0x93, 0x84, 0x3B,
-         0xDD}},
-       kCodecEac3},
-  };
-  if (format.formatTag) {
-    form->codecTag = *format.formatTag;
-    form->codec = AudioCodecOf(form->codecTag);
-  }
-  for (const auto& row : kSubFormats) {
-    if (row.subFormat == format.subFormat) form->codec = row.codec;
-  }
-}
-
 StreamForm AudioForm(const StreamHeader& stream, const FirstObjects& objects) {
   const unsigned int tag = stream.codecTag;
   const unsigned short blockAlign = stream.audio ? stream.audio->blockAlign : 0;
-  StreamForm form{UnitForm::kParser, tag, tag, AudioCodecOf(tag)};
+  const StreamCodec codec = CodecOf(stream);
+  StreamForm form{UnitForm::kParser, tag, codec.tag, codec.codec};
   const auto present = [&form](UnitForm as) {
     form.form = as;
     form.presentedTag = kNeutralTag;
@@ -137,9 +104,6 @@ StreamForm AudioForm(const StreamHeader& stream, const FirstObjects& objects) {
       if (blockAlign >= kMinAc3Block) break;
       present(UnitForm::kWhole);
       break;
-    case kExtensibleTag:
-      if (stream.extensible) NameExtensible(*stream.extensible, &form);
-      break;
     default:
       if (!IsWma(tag)) break;
       if (stream.audio && AreBlocks(objects.sizes, blockAlign)) {
@@ -156,7 +120,7 @@ StreamForm AudioForm(const StreamHeader& stream, const FirstObjects& objects) {
 StreamForm VideoForm(const FileHeader& header, const StreamHeader& stream,
                      const FirstObjects& objects) {
   const unsigned int fourCc = stream.codecTag;
-  StreamForm form{UnitForm::kParser, fourCc, fourCc, CodecOfVideo(fourCc)};
+  StreamForm form{UnitForm::kParser, fourCc, fourCc, CodecOf(stream).codec};
   switch (VideoCodecOf(fourCc)) {
     case kCodecH264: {  // start codes and shorter lengths would be taken for lengths of 4 bytes
       const unsigned int prefixBytes = PrefixBytes(header, stream);

@@ -133,7 +133,14 @@ struct ExtendedStream {
   // When its first object begins and its last one ends; 0 = unknown.
   unsigned long long startTimeMs;
   unsigned long long endTimeMs;
-  unsigned int bitsPerSecond;              // without what packets add
+  unsigned int bitsPerSecond;  // without what packets add
+  // A buffer that is emptied at that rate never overflows: how much it holds, and how full
+  // it is at first. The same for the alternate rate, which is the highest of any moment.
+  unsigned int bufferMs;
+  unsigned int initialFullnessMs;
+  unsigned int alternateBitsPerSecond;
+  unsigned int alternateBufferMs;
+  unsigned int alternateInitialFullnessMs;
   unsigned int maximumObjectSize;          // bytes; 0 = unknown
   unsigned long long averageTimePerFrame;  // 100 ns; 0 = unknown
   unsigned int flags;  // bit 0 reliable, 1 seekable, 2 no cleanpoints, 3 resend live cleanpoints

@@ -6,6 +6,7 @@
 #include <map>
 
 #include "qo_host/AsfLayout.h"
+#include "qo_host/FileHeader.h"
 #include "qo_host/PacketReader.h"
 
 namespace qo_host {
@@ -23,7 +24,14 @@ struct WalkResult {
   int status;   // kSourceFailed: the source's (see BorrowedSource for one that throws); otherwise 0
 };
 
-// Visits the packets of the data object in order, as the parser takes them, from
+// Where the packets of a file lie that ReadFileHeader has read, whatever its sizes say: a layout
+// to walk them by, of which nothing else is set. None are in it (see PacketsInData) where
+// the header gives no length for a packet. Reads the first packet's header, what stands behind
+// the data and, where sizes make no sense, the file's last MiB through `source` (not null), whose
+// position it moves. What cannot be read counts as not there.
+AsfLayout FindPackets(IDataSource* source, const FileHeader& header);
+
+// Visits the packets of the data object in order, as `view` takes them, from
 // packet `first` on (see PacketsInData), up to the first of which the source brings
 // nothing. Each packet takes one read of `source` (not null); a part of one beyond
 // its first 64 KiB, or behind a payload that runs over its end, takes reads of its
@@ -31,7 +39,7 @@ struct WalkResult {
 // false ends the walk as cancelled.
 WalkResult WalkPackets(IDataSource* source, const AsfLayout& layout,
                        const std::function<bool(const Packet&)>& visit,
-                       unsigned long long first = 0);
+                       unsigned long long first = 0, PacketView view = PacketView::kParser);
 
 // The packets at the end of a file that LastObjectTimes looks at.
 constexpr unsigned long long kTailPackets = 256;
