@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
@@ -14,14 +15,15 @@
 namespace tool {
 namespace {
 
-volatile std::sig_atomic_t interrupted = 0;
+std::atomic<bool> interrupted{false};  // read in every thread
+static_assert(std::atomic<bool>::is_always_lock_free, "set in a signal handler");
 
 }  // namespace
 
 void NoticeInterruptions() {
   for (const int signal : {SIGPIPE, SIGXFSZ}) std::signal(signal, SIG_IGN);
   struct sigaction action {};
-  action.sa_handler = [](int) { interrupted = 1; };
+  action.sa_handler = [](int) { interrupted = true; };
   action.sa_flags = static_cast<int>(SA_RESETHAND);
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
     struct sigaction before {};
@@ -30,7 +32,7 @@ void NoticeInterruptions() {
   }
 }
 
-bool IsInterrupted() { return interrupted != 0; }
+bool IsInterrupted() { return interrupted; }
 
 OutputFile::OutputFile(const std::string& path) : path_(path), written_(path) {
   struct stat existing {};

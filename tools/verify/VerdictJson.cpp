@@ -39,20 +39,24 @@ Json TotalsJson(const qo_host::Track& track, const qo_host::TrackTotals& total) 
 
 }  // namespace
 
-Json VerdictJson(Input* input, const qo_host::Totals& totals, const Verdict& verdict) {
-  Json json;
-  json["file"] = input->path();
-  const bool isMended = verdict.isMended();
-  const bool isBad = verdict.exitCode() != kExitGood;
-  json["verdict"] = isBad ? "bad" : isMended ? "good-with-kit" : "good";
+Json VerdictJson(Input* input, const PlayOut& played) {
+  Json json = Document(input->path());
+  json["verdict"] = JudgementName(played.judgement());
   json["tracks"] = Json::array();
   for (const qo_host::Track& track : input->session().tracks()) {
-    json["tracks"].push_back(TotalsJson(track, totals.of(track.kind)));
+    json["tracks"].push_back(TotalsJson(track, played.totals.of(track.kind)));
   }
   json["findings"] = Json::array();
-  for (const qo_host::Finding& finding : verdict.findings) {
+  for (const qo_host::Finding& finding : played.verdict.findings) {
     json["findings"].push_back(FindingJson(finding));
   }
+  return json;
+}
+
+Json UnreadJson(const std::string& path, const std::string& reason) {
+  Json json = Document(path);
+  json["verdict"] = JudgementName(Judgement::kUnread);
+  json["error"] = reason;
   return json;
 }
 

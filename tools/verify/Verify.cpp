@@ -1,31 +1,20 @@
-// asftool verify: plays a file out at full speed, looks at all of its packets, and says
-// in plain words what a host should know about it.
-#include "qo_host/FileCheck.h"
+// asftool verify: plays files out at full speed, looks at all of their packets, and says in
+// plain words what a host should know about them.
+#include <algorithm>
+#include <thread>
+
 #include "tools/common/Commands.h"
 #include "tools/common/Output.h"
+#include "tools/common/OutputFile.h"
 #include "tools/common/Verdict.h"
+#include "tools/verify/Collection.h"
+#include "tools/verify/Judge.h"
 #include "tools/verify/VerdictJson.h"
 
 namespace tool {
 namespace {
 
-struct Arguments {
-  std::string file;
-  bool json = false;
-};
-
-// Judges the open file by all there is to see.
-void PlayOut(Input* input, qo_host::Totals* totals, Verdict* verdict) {
-  qo_host::FileCheck check(input->session(), input->file());
-  while (const qo_host::AccessUnit* unit = input->session().NextUnit()) {
-    totals->Add(*unit);
-    input->CheckRead(check.Follow());
-  }
-  JudgePlayOut(input, *totals, verdict);
-  std::vector<qo_host::Finding> findings;
-  input->CheckRead(check.Finish(verdict->findings, &findings));
-  verdict->Add(findings);
-}
+constexpr unsigned int kMaxJobs = 256;
 
 std::string TotalsText(const qo_host::TrackTotals& total) {
   std::string text = Count(total.units, "unit") + ", " + Count(total.bytes, "byte");
@@ -33,40 +22,60 @@ std::string TotalsText(const qo_host::TrackTotals& total) {
   return text;
 }
 
-void PrintText(Input* input, const qo_host::Totals& totals, const Verdict& verdict) {
-  const bool isMended = verdict.isMended();
-  const bool isBad = verdict.exitCode() != kExitGood;
-  const char* const judgement = isBad ? "bad" : isMended ? "good with the kit" : "good";
-  Print(Bold(Printable(input->path()) + ": " + judgement, stdout) + "\n");
+void PrintText(Input* input, const PlayOut& played) {
+  Print(Bold(Printable(input->path()) + ": " + JudgementText(played.judgement()), stdout) + "\n");
   for (const qo_host::Track& track : input->session().tracks()) {
-    Print(std::string("  ") + TrackKindName(track.kind) + "  " + TotalsText(totals.of(track.kind)) +
-          "\n");
+    Print(std::string("  ") + TrackKindName(track.kind) + "  " +
+          TotalsText(played.totals.of(track.kind)) + "\n");
   }
-  for (const std::string& note : verdict.notes) Print("  note: " + Printable(note) + "\n");
+  for (const std::string& note : played.verdict.notes) Print("  note: " + Printable(note) + "\n");
 }
 
-void Run(const Arguments& arguments, const Options& options, int* exitCode) {
-  Input input(options, arguments.file);
-  Verdict verdict = OpenAndJudge(&input);
-  qo_host::Totals totals;
-  if (input.openStatus() == kParserOk) PlayOut(&input, &totals, &verdict);
-  if (arguments.json) {
-    Print(JsonText(VerdictJson(&input, totals, verdict)) + "\n");
+PlayOut JudgeWithProgress(Input* input) {
+  ProgressBar bar(ProgressBar::Measure::kBytes);
+  unsigned long long size = 0;
+  if (input->file()->GetSize(&size) != 0) size = 0;  // then there is no bar
+  return Judge(input, [&](unsigned long long done) {
+    bar.Show(done, size);
+    return true;
+  });
+}
+
+int JudgeFile(const std::string& file, bool json, const Options& options) {
+  Input input(options, file);
+  const PlayOut played = JudgeWithProgress(&input);
+  if (json) {
+    Print(JsonText(VerdictJson(&input, played)) + "\n");
   } else {
-    PrintText(&input, totals, verdict);
+    PrintText(&input, played);
   }
-  PrintProblems(input, verdict);
-  *exitCode = verdict.exitCode();
+  PrintProblems(input, played.verdict);
+  return played.verdict.exitCode();
 }
 
 }  // namespace
 
 void AddVerify(CLI::App& app, const Options& options, int* exitCode) {
-  auto arguments = std::make_shared<Arguments>();
-  CLI::App* command = app.add_subcommand("verify", "Play a file out and judge it");
-  command->add_option("FILE", arguments->file, "The file")->required();
-  command->add_flag("--json", arguments->json, "Print JSON");
-  command->callback([arguments, &options, exitCode] { Run(*arguments, options, exitCode); });
+  auto arguments = std::make_shared<CollectionOptions>();
+  arguments->jobs = std::clamp(std::thread::hardware_concurrency(), 1u, kMaxJobs);
+  CLI::App* command = app.add_subcommand("verify", "Play files out and judge them");
+  command->add_option("FILE", arguments->names, "The files, or with -r folders")->required();
+  command->add_flag("-r,--recursive", arguments->entersFolders,
+                    "Judge what is in folders and below: names ending in .asf, .wma or .wmv");
+  command->add_option("-j,--jobs", arguments->jobs, "Files at once (default: one a core)")
+      ->check(CLI::Range(1u, kMaxJobs))
+      ->type_name("N");
+  command
+      ->add_option("--log", arguments->log,
+                   "Append what is found, and pass over what it has: goes on where it stopped")
+      ->type_name("F");
+  command->add_flag("--json", arguments->json, "Print JSON; of several files a line each");
+  command->callback([arguments, &options, exitCode] {
+    const bool isOne =
+        arguments->names.size() == 1 && !arguments->entersFolders && arguments->log.empty();
+    *exitCode = isOne ? JudgeFile(arguments->names.front(), arguments->json, options)
+                      : JudgeCollection(*arguments, options);
+  });
 }
 
 }  // namespace tool
