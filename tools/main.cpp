@@ -42,6 +42,7 @@ int Run(int argc, char** argv) {
   app.add_flag("--read-ahead", options.readAhead, "Read the file in large pieces, ahead of need");
   tool::AddInfo(app, options, &exitCode);
   tool::AddUnits(app, options, &exitCode);
+  tool::AddTree(app, options, &exitCode);
   tool::AddExtract(app, options, &exitCode);
   tool::AddVerify(app, options, &exitCode);
   tool::AddRepair(app, options, &exitCode);

@@ -30,6 +30,7 @@ CLI::Option* AddTimeOption(CLI::App* command, const std::string& name,
 
 void AddInfo(CLI::App& app, const Options& options, int* exitCode);
 void AddUnits(CLI::App& app, const Options& options, int* exitCode);
+void AddTree(CLI::App& app, const Options& options, int* exitCode);
 void AddExtract(CLI::App& app, const Options& options, int* exitCode);
 void AddVerify(CLI::App& app, const Options& options, int* exitCode);
 void AddRepair(CLI::App& app, const Options& options, int* exitCode);

@@ -42,26 +42,6 @@ const char* LayoutText(LayoutProblem problem) {
   return "";
 }
 
-const char* FaultText(PacketFault fault) {
-  switch (fault) {
-    case PacketFault::kNone:
-      return "";
-    case PacketFault::kNoReplicatedData:
-      return "a payload without replicated data";
-    case PacketFault::kPayloadSize:
-      return "a payload of impossible size";
-    case PacketFault::kEmptySubPayload:
-      return "an empty sub-payload";
-    case PacketFault::kTooManyPayloads:
-      return "more payloads than it has room for";
-    case PacketFault::kErrorCorrection:
-      return "error correction data of unknown length";
-    case PacketFault::kCutShort:
-      return "it ends in what it holds";
-  }
-  return "";
-}
-
 std::string StreamText(const qo_host::StreamLayout& stream) {
   std::string text = "stream " + std::to_string(stream.number) + " (" + StreamKindName(stream.kind);
   if (stream.kind == qo_host::StreamKind::kVideo)
@@ -194,6 +174,26 @@ std::string HeaderFindingText(const qo_host::Finding& finding) {
 }
 
 }  // namespace
+
+const char* FaultText(PacketFault fault) {
+  switch (fault) {
+    case PacketFault::kNone:
+      return "";
+    case PacketFault::kNoReplicatedData:
+      return "a payload without replicated data";
+    case PacketFault::kPayloadSize:
+      return "a payload of impossible size";
+    case PacketFault::kEmptySubPayload:
+      return "an empty sub-payload";
+    case PacketFault::kTooManyPayloads:
+      return "more payloads than it has room for";
+    case PacketFault::kErrorCorrection:
+      return "error correction data of unknown length";
+    case PacketFault::kCutShort:
+      return "it ends in what it holds";
+  }
+  return "";
+}
 
 std::string FindingText(const qo_host::Finding& finding) {
   switch (finding.code) {

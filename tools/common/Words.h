@@ -20,6 +20,9 @@ const char* FindingName(const qo_host::Finding& finding);
 // "note", "mended" or "problem".
 const char* SeverityName(qo_host::Severity severity);
 
+// What is wrong with a packet; empty for one that is right.
+const char* FaultText(qo_host::PacketFault fault);
+
 // What a repair mends.
 std::string RepairText(const qo_host::RepairFinding& finding);
 
