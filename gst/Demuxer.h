@@ -96,6 +96,7 @@ class Demuxer {
   // A seek, step by step.
   struct SeekRequest;
   bool CanSeek(const SeekRequest& request) const;
+  bool IsFirstTime(const SeekRequest& request);
   void Interrupt(const SeekRequest& request);
   GstSegment Move(const SeekRequest& request);
   GstSegment MoveForward(const SeekRequest& request, GstSegment segment);
@@ -122,7 +123,7 @@ class Demuxer {
   GstFlowCombiner* combiner_;
   GstStreamCollection* collection_ = nullptr;
   GstSegment segment_;
-  GstClockTime pieceStart_ = 0;  // of the piece that plays backwards; at first the segment's end
+  GstClockTime pieceStart_ = 0;  // of the piece that plays backwards; at first where play begins
   guint32 seqnum_ = 0;
   bool isStreaming_ = false;  // between Start and Stop
   bool isOpen_ = false;
@@ -140,6 +141,7 @@ class Demuxer {
   void Show();
   mutable std::mutex shownLock_;
   Shown shown_;
+  guint32 lastSeek_ = 0;             // the seqnum of the last one that was taken
   std::vector<std::string> wanted_;  // ids of the streams to select
   std::atomic<bool> hasWanted_{false};
   std::atomic<GstClockTime> position_{0};

@@ -81,12 +81,16 @@ void Output::BeginSegment(const GstSegment& segment) {
   needsSegment_ = isDiscont_ = true;
   isDone_ = isEosSent_ = false;
   position_ = segment.position;
-  end_ = segment.stop;
+  end_ = segment.rate < 0 ? segment.position : segment.stop;
+  isLaterPlayed_ = false;
   pieceStart_.reset();
 }
 
 void Output::BeginPiece(GstClockTime start) {
-  if (pieceStart_) end_ = *pieceStart_;
+  if (pieceStart_) {
+    end_ = *pieceStart_;
+    isLaterPlayed_ = true;
+  }
   pieceStart_.reset();
   isDiscont_ = true;
   isDone_ = false;
@@ -98,18 +102,23 @@ bool Output::HasBuffer() {
   bufferTime_ =
       static_cast<GstClockTime>(std::max<std::int64_t>(reader_->timeMs(), 0)) * GST_MSECOND;
   if (!GST_CLOCK_TIME_IS_VALID(end_) || bufferTime_ < end_) return true;
-  return isVideo_ && !reader_->isKeyFrame() && bufferTime_ < end_ + kReordering;
+  const bool isPieceOver = isLaterPlayed_ && reader_->isKeyFrame();
+  return !reader_->keepsOrder() && !isPieceOver && bufferTime_ < end_ + kReordering;
 }
 
-GstClockTime Output::DurationOf(gsize bytes) const {
-  if (bytesPerSecond_ != 0) return gst_util_uint64_scale(bytes, GST_SECOND, bytesPerSecond_);
-  return frameDuration_;
+void Output::SetDuration(GstBuffer* buffer) const {
+  if (bytesPerSecond_ != 0) {
+    GST_BUFFER_DURATION(buffer) =
+        gst_util_uint64_scale(gst_buffer_get_size(buffer), GST_SECOND, bytesPerSecond_);
+  } else if (!GST_BUFFER_DURATION_IS_VALID(buffer)) {
+    GST_BUFFER_DURATION(buffer) = frameDuration_;
+  }
 }
 
 GstFlowReturn Output::Push(const GstSegment& segment, guint32 seqnum) {
   PushSegment(segment, seqnum);
   GstBuffer* const buffer = reader_->Take();
-  GST_BUFFER_DURATION(buffer) = DurationOf(gst_buffer_get_size(buffer));
+  SetDuration(buffer);
   if (isDiscont_) GST_BUFFER_FLAG_SET(buffer, GST_BUFFER_FLAG_DISCONT);
   // What follows an object that lost something doesn't continue it.
   isDiscont_ = GST_BUFFER_FLAG_IS_SET(buffer, GST_BUFFER_FLAG_CORRUPTED);

@@ -65,7 +65,7 @@ class Output {
 
  private:
   void PushSegment(const GstSegment& segment, guint32 seqnum);
-  GstClockTime DurationOf(gsize bytes) const;
+  void SetDuration(GstBuffer* buffer) const;
 
   const std::unique_ptr<StreamReader> reader_;
   const bool isVideo_;
@@ -85,6 +85,7 @@ class Output {
   GstClockTime bufferTime_ = 0;
   GstClockTime position_ = 0;
   GstClockTime end_ = GST_CLOCK_TIME_NONE;  // of the segment, or of the piece
+  bool isLaterPlayed_ = false;              // what begins at that end, a key frame, has been played
   std::optional<GstClockTime> pieceStart_;  // of the first buffer pushed in the piece
 };
 

@@ -36,6 +36,7 @@ struct Demuxer::SeekRequest {
 bool Demuxer::Seek(GstEvent* event) {
   const SeekRequest request(event);
   if (!CanSeek(request)) return false;
+  if (!IsFirstTime(request)) return true;
   Interrupt(request);
   const TaskLock lock(&taskLock_);
   if (queue_ != nullptr) {
@@ -56,6 +57,14 @@ bool Demuxer::CanSeek(const SeekRequest& request) const {
   // Backwards the end has to be known: play begins there.
   const bool hasEnd = request.rate > 0 || GST_CLOCK_TIME_IS_VALID(shown.segment.duration);
   return shown.canSeek && request.format == GST_FORMAT_TIME && hasEnd;
+}
+
+// A bin hands a seek to all its sinks, each of which sends it here.
+bool Demuxer::IsFirstTime(const SeekRequest& request) {
+  const std::lock_guard<std::mutex> lock(shownLock_);
+  const bool isFirst = request.seqnum != lastSeek_;
+  lastSeek_ = request.seqnum;
+  return isFirst;
 }
 
 // A read that waits upstream and a push that waits downstream end at once by a flush;
@@ -91,8 +100,11 @@ GstSegment Demuxer::Move(const SeekRequest& request) {
     output->SetSilent(!output->isVideo() && Has(request.flags, GST_SEEK_FLAG_TRICKMODE_NO_AUDIO));
   }
   if (segment.rate > 0) return MoveForward(request, segment);
+  // From the end, or, where the request doesn't give one, from where play has got to.
   if (!GST_CLOCK_TIME_IS_VALID(segment.stop)) segment.stop = segment.duration;
-  segment.position = segment.stop;
+  if (request.stopType != GST_SEEK_TYPE_NONE || segment.position > segment.stop)
+    segment.position = segment.stop;
+  segment.offset = segment.stop - segment.position;
   return segment;
 }
 
@@ -154,7 +166,7 @@ void Demuxer::Resume(const SeekRequest& request, const GstSegment& segment) {
   position_ = segment.position;
   Show();
   gst_flow_combiner_reset(combiner_);
-  pieceStart_ = segment.stop;
+  pieceStart_ = segment.position;
   for (const auto& output : outputs_) {
     output->BeginSegment(segment);
     if (segment.rate < 0) output->SetDone();

@@ -15,6 +15,30 @@ std::int64_t SignedMs(unsigned long long timeMs) {
   return static_cast<std::int32_t>(static_cast<std::uint32_t>(timeMs));
 }
 
+// More than ten seconds is nothing that a frame lasts.
+constexpr std::int64_t kLongestMs = 10'000;
+
+bool HasOneOrder(const qo_host::Track& track) {
+  if (track.kind == qo_host::TrackKind::kAudio) return true;
+  switch (track.info.codec) {
+    case kCodecMp42:
+      return track.codecTag != GST_MAKE_FOURCC('M', '4', 'S', '2');
+    case kCodecWmv1:
+    case kCodecWmv2:
+    case kCodecMp43:
+    case kCodecDivx3:
+    case kCodecMjpeg:
+    case kCodecH263:
+    case kCodecVp6:
+    case kCodecVp7:
+    case kCodecVp8:
+    case kCodecTheora:
+      return true;
+    default:
+      return false;
+  }
+}
+
 GstMemory* MakeMemory(const unsigned char* data, std::size_t size) {
   GstMemory* const memory = gst_allocator_alloc(nullptr, size, nullptr);
   GstMapInfo map;
@@ -46,6 +70,7 @@ std::unique_ptr<StreamReader> StreamReader::Open(std::unique_ptr<IDataSource> so
                         !reader->session_.tracks().empty();
   if (!isPlayed) return nullptr;
   reader->kind_ = reader->track().kind;
+  reader->keepsOrder_ = HasOneOrder(reader->track());
   reader->joinsUnits_ = reader->track().info.codec == kCodecH264;
   const std::vector<unsigned char> sets = qo_host::H264ParameterSets(reader->track());
   if (!sets.empty()) reader->parameterSets_ = MakeMemory(sets.data(), sets.size());
@@ -93,7 +118,16 @@ GstBuffer* StreamReader::Take() {
   GST_BUFFER_PTS(buffer) =
       static_cast<GstClockTime>(std::max<std::int64_t>(timeMs_, 0)) * GST_MSECOND;
   if (!isKeyFrame_) GST_BUFFER_FLAG_SET(buffer, GST_BUFFER_FLAG_DELTA_UNIT);
+  if (keepsOrder_) GST_BUFFER_DURATION(buffer) = TakeDuration();
   return buffer;
+}
+
+// Up to the next unit; of the last one, as long as the one before.
+GstClockTime StreamReader::TakeDuration() {
+  const AccessUnit* const next = session_.PeekUnit(kind_, keyFramesOnly_);
+  const std::int64_t ms = next != nullptr ? SignedMs(next->timeMs) - timeMs_ : 0;
+  if (ms > 0 && ms <= kLongestMs) duration_ = static_cast<GstClockTime>(ms) * GST_MSECOND;
+  return duration_;
 }
 
 void StreamReader::Drop() {

@@ -29,8 +29,11 @@ class StreamReader {
   // Of the buffer that waits, ms; negative in front of the presentation's start.
   std::int64_t timeMs() const { return timeMs_; }
   bool isKeyFrame() const { return isKeyFrame_; }
-  // Hands the buffer that waits over: with its time, and marked where it is no key
-  // frame, or lost fragments.
+  // Whether units come in the order in which they are presented: all audio, and video
+  // of codecs that have no other.
+  bool keepsOrder() const { return keepsOrder_; }
+  // Hands the buffer that waits over: with its time and, where units keep order, a
+  // duration up to the next one; marked where it is no key frame, or lost fragments.
   GstBuffer* Take();
 
   // From here on nothing but key frames of video.
@@ -48,6 +51,7 @@ class StreamReader {
   explicit StreamReader(std::unique_ptr<IDataSource> source);
   const qo_host::AccessUnit* Next();
   const qo_host::AccessUnit* PeekKeyFrame();
+  GstClockTime TakeDuration();
   void Drop();
   void SeekPlainly(std::int64_t timeMs);
 
@@ -55,13 +59,15 @@ class StreamReader {
   qo_host::TrackKind kind_ = qo_host::TrackKind::kAudio;
   std::unique_ptr<qo_host::ExactSeeker> seeker_;  // null before the first seek
   bool joinsUnits_ = false;                       // H.264: the NAL units of a time are one buffer
+  bool keepsOrder_ = true;
   GstMemory* parameterSets_ = nullptr;
   bool keyFramesOnly_ = false;
   // The buffer that waits; null without one.
   GstBuffer* buffer_ = nullptr;
   std::int64_t timeMs_ = 0;
   bool isKeyFrame_ = false;
-  bool isFirst_ = true;  // since opening or a seek
+  GstClockTime duration_ = GST_CLOCK_TIME_NONE;  // of the last buffer for which it was known
+  bool isFirst_ = true;                          // since opening or a seek
 };
 
 #endif  // QO_GST_STREAMREADER_H

@@ -1,0 +1,102 @@
+// GLib's locks stand on futexes, of which the thread sanitizer knows nothing: it would call
+// each hand-over between threads of GStreamer's a race. Under it these functions take their
+// place in the whole program and tell it what they do. Otherwise this source is empty.
+#if defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+
+#pragma GCC visibility push(default)
+#include <glib.h>
+#pragma GCC visibility pop
+
+#include <dlfcn.h>
+#include <sanitizer/tsan_interface.h>
+
+namespace {
+
+// GLib's own function of that name.
+template <typename Function>
+Function* Real(const char* name) {
+  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+// A wait gives the lock back and takes it again.
+template <typename Wait>
+auto Waiting(GMutex* mutex, Wait wait) {
+  __tsan_mutex_pre_unlock(mutex, 0);
+  __tsan_mutex_post_unlock(mutex, 0);
+  const auto result = wait();
+  __tsan_mutex_pre_lock(mutex, 0);
+  __tsan_mutex_post_lock(mutex, 0, 0);
+  return result;
+}
+
+// What a pool of threads runs.
+struct Work {
+  GFunc function;
+  gpointer data;
+};
+
+void Run(gpointer task, gpointer work) {
+  __tsan_acquire(task);
+  static_cast<Work*>(work)->function(task, static_cast<Work*>(work)->data);
+}
+
+}  // namespace
+
+extern "C" {
+
+// A pool lives as long as the program, and so does what it runs.
+GThreadPool* g_thread_pool_new(GFunc function, gpointer data, gint maxThreads, gboolean exclusive,
+                               GError** error) {
+  static const auto real =
+      Real<GThreadPool*(GFunc, gpointer, gint, gboolean, GError**)>("g_thread_pool_new");
+  return real(Run, new Work{function, data}, maxThreads, exclusive, error);
+}
+
+gboolean g_thread_pool_push(GThreadPool* pool, gpointer task, GError** error) {
+  static const auto real = Real<gboolean(GThreadPool*, gpointer, GError**)>("g_thread_pool_push");
+  __tsan_release(task);
+  return real(pool, task, error);
+}
+
+void g_mutex_lock(GMutex* mutex) {
+  static const auto real = Real<void(GMutex*)>("g_mutex_lock");
+  __tsan_mutex_pre_lock(mutex, 0);
+  real(mutex);
+  __tsan_mutex_post_lock(mutex, 0, 0);
+}
+
+gboolean g_mutex_trylock(GMutex* mutex) {
+  static const auto real = Real<gboolean(GMutex*)>("g_mutex_trylock");
+  __tsan_mutex_pre_lock(mutex, __tsan_mutex_try_lock);
+  const gboolean isLocked = real(mutex);
+  __tsan_mutex_post_lock(mutex, isLocked ? __tsan_mutex_try_lock : __tsan_mutex_try_lock_failed, 0);
+  return isLocked;
+}
+
+void g_mutex_unlock(GMutex* mutex) {
+  static const auto real = Real<void(GMutex*)>("g_mutex_unlock");
+  __tsan_mutex_pre_unlock(mutex, 0);
+  real(mutex);
+  __tsan_mutex_post_unlock(mutex, 0);
+}
+
+void g_mutex_clear(GMutex* mutex) {
+  static const auto real = Real<void(GMutex*)>("g_mutex_clear");
+  real(mutex);
+  __tsan_mutex_destroy(mutex, 0);
+}
+
+void g_cond_wait(GCond* condition, GMutex* mutex) {
+  static const auto real = Real<void(GCond*, GMutex*)>("g_cond_wait");
+  Waiting(mutex, [&] { return real(condition, mutex), 0; });
+}
+
+gboolean g_cond_wait_until(GCond* condition, GMutex* mutex, gint64 end) {
+  static const auto real = Real<gboolean(GCond*, GMutex*, gint64)>("g_cond_wait_until");
+  return Waiting(mutex, [&] { return real(condition, mutex, end); });
+}
+}
+
+#endif
+#endif
