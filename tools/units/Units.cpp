@@ -2,6 +2,7 @@
 #include <limits>
 #include <optional>
 
+#include "qo_host/UnitPlaces.h"
 #include "tools/common/Commands.h"
 #include "tools/common/Json.h"
 #include "tools/common/Output.h"
@@ -14,12 +15,12 @@ struct Arguments {
   std::string file;
   std::string track;  // "audio", "video"; empty: both
   unsigned long long limit = std::numeric_limits<unsigned long long>::max();
-  double from = -1;  // seconds; below 0: the beginning
+  std::optional<unsigned long long> fromMs;  // nothing: the beginning
   bool json = false;
 
   // Whether the whole file is played out, so that it can be judged.
   bool isWhole() const {
-    return track.empty() && from < 0 && limit == std::numeric_limits<unsigned long long>::max();
+    return track.empty() && !fromMs && limit == std::numeric_limits<unsigned long long>::max();
   }
 };
 
@@ -29,44 +30,91 @@ const qo_host::AccessUnit* NextUnit(const Arguments& arguments, qo_host::ParserS
                                                       : qo_host::TrackKind::kVideo);
 }
 
-std::string UnitLine(unsigned long long number, const qo_host::AccessUnit& unit) {
-  return std::to_string(number) + "\t" + TrackKindName(unit.kind) + "\t" +
-         std::to_string(unit.timeMs) + "\t" + std::to_string(unit.size) + "\t" +
-         Md5Text(unit.data, unit.size) + "\n";
+// A unit, and what is told of it besides.
+struct ListedUnit {
+  unsigned long long number;  // in the list
+  const qo_host::AccessUnit& unit;
+  bool isPresented;  // otherwise neither key frames nor places are known
+  std::optional<qo_host::UnitPlace> place;
+};
+
+constexpr char kColumns[] = "#number\ttrack\tms\tsize\tmd5";
+constexpr char kPresentedColumns[] = "\tkey\tposition\tpacket";
+
+std::string UnitLine(const ListedUnit& listed) {
+  const qo_host::AccessUnit& unit = listed.unit;
+  std::string line = std::to_string(listed.number) + "\t" + TrackKindName(unit.kind) + "\t" +
+                     std::to_string(unit.timeMs) + "\t" + std::to_string(unit.size) + "\t" +
+                     Md5Text(unit.data, unit.size);
+  if (!listed.isPresented) return line + "\n";
+  const auto& place = listed.place;
+  line += unit.isKeyFrame ? "\t1" : "\t0";
+  line += "\t" + (place ? std::to_string(place->position) : "-");
+  line += "\t" + (place ? std::to_string(place->packet) : "-");
+  return line + "\n";
 }
 
-// An access unit, with its number in the list of them.
-Json UnitJson(unsigned long long number, const qo_host::AccessUnit& unit) {
-  return {{"number", number},
+Json UnitJson(const ListedUnit& listed) {
+  const qo_host::AccessUnit& unit = listed.unit;
+  const auto& place = listed.place;
+  return {{"number", listed.number},
           {"track", TrackKindName(unit.kind)},
           {"time_ms", unit.timeMs},
           {"size", unit.size},
-          {"md5", Md5Text(unit.data, unit.size)}};
+          {"md5", Md5Text(unit.data, unit.size)},
+          {"key_frame", listed.isPresented ? Json(unit.isKeyFrame) : Json()},
+          {"position", place ? Json(place->position) : Json()},
+          {"packet", place ? Json(place->packet) : Json()}};
 }
 
-std::string JsonElement(unsigned long long number, const qo_host::AccessUnit& unit) {
-  return (number == 0 ? "\n" : ",\n") + JsonText(UnitJson(number, unit), -1);
-}
+// Prints units as they come.
+class UnitPrinter {
+ public:
+  UnitPrinter(const std::string& path, bool json, bool isPresented)
+      : json_(json), isPresented_(isPresented) {
+    if (!json) {
+      Print(kColumns + std::string(isPresented ? kPresentedColumns : "") + "\n");
+      return;
+    }
+    std::string beginning = JsonText(Document(path), -1);
+    beginning.pop_back();
+    Print(beginning + ",\"units\":[");
+  }
+
+  void Add(const qo_host::AccessUnit& unit, std::optional<qo_host::UnitPlace> place) {
+    const ListedUnit listed{number_++, unit, isPresented_, place};
+    if (!json_) return Print(UnitLine(listed));
+    Print((listed.number == 0 ? "\n" : ",\n") + JsonText(UnitJson(listed), -1));
+  }
+  void End() const {
+    if (json_) Print("\n]}\n");
+  }
+
+ private:
+  const bool json_;
+  const bool isPresented_;
+  unsigned long long number_ = 0;
+};
 
 void Run(const Arguments& arguments, const Options& options, int* exitCode) {
   Input input(options, arguments.file);
   Verdict verdict = OpenAndJudge(&input);
   qo_host::ParserSession& session = input.session();
-  if (arguments.from >= 0) SeekPlainly(&input, SecondsToMs(arguments.from), kSeekPreviousSync);
-  qo_host::Totals totals;
-  if (arguments.json) {
-    Print("{\"format\": " + std::to_string(kJsonFormat) +
-          ", \"file\": " + JsonText(Json(arguments.file)) + ", \"units\": [");
-  } else {
-    Print("#number\ttrack\tms\tsize\tmd5\n");
+  if (arguments.fromMs) {
+    CheckTime(input, *arguments.fromMs);
+    SeekPlainly(&input, *arguments.fromMs, kSeekPreviousSync);
   }
-  for (unsigned long long number = 0; number < arguments.limit; ++number) {
+  qo_host::Totals totals;
+  qo_host::UnitPlaces places(session, input.file());
+  UnitPrinter printer(arguments.file, arguments.json,
+                      session.presented() != nullptr && session.presented()->isPresented());
+  for (unsigned long long left = arguments.limit; left != 0; --left) {
     const qo_host::AccessUnit* unit = NextUnit(arguments, &session);
     if (!unit) break;
     totals.Add(*unit);
-    Print(arguments.json ? JsonElement(number, *unit) : UnitLine(number, *unit));
+    printer.Add(*unit, places.Find(*unit));
   }
-  if (arguments.json) Print("\n]}\n");
+  printer.End();
   if (arguments.isWhole()) JudgePlayOut(&input, totals, &verdict);
   PrintProblems(input, verdict);
   *exitCode = verdict.exitCode();
@@ -77,16 +125,15 @@ void Run(const Arguments& arguments, const Options& options, int* exitCode) {
 void AddUnits(CLI::App& app, const Options& options, int* exitCode) {
   auto arguments = std::make_shared<Arguments>();
   CLI::App* command = app.add_subcommand(
-      "units", "List the access units: number, track, time in ms, size in bytes, MD5");
+      "units",
+      "List the access units: track, time in ms, size in bytes, MD5, key frame, file position");
   command->add_option("FILE", arguments->file, "The file")->required();
   command->add_option("--track", arguments->track, "One track only")
       ->check(CLI::IsMember({"audio", "video"}));
   command->add_option("--limit", arguments->limit, "Stop after so many units")
       ->check(NotNegative())
       ->type_name("N");
-  command->add_option("--from", arguments->from, "Seek there first")
-      ->check(NotNegative())
-      ->type_name("SECONDS");
+  AddTimeOption(command, "--from", &arguments->fromMs, "Seek there first");
   command->add_flag("--json", arguments->json, "Print JSON");
   command->callback([arguments, &options, exitCode] { Run(*arguments, options, exitCode); });
 }
