@@ -4,7 +4,8 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 # What a build needs, as Debian 12 names it.
-build_packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev nettle-dev)
+build_packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev nettle-dev
+  libebml-dev libmatroska-dev)
 # What the GStreamer plugin needs to be built.
 gstreamer_packages=(pkg-config libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev)
 # What the tests need besides.

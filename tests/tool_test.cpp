@@ -98,10 +98,10 @@ TEST_F(Tool, ExitCodesTellBadFilesFromCommandsThatCannotRun) {
       {"extract " + good, 2, "nothing to extract"},
       {"units --limit -1 " + good, 2, "must be 0 or more"},
       {"extract --cover c " + good, 1, "no cover art"},
-      {"extract --video ./cut.asf cut.asf", 2, "cut.asf: is the input"},
-      {"extract --video v --audio ./v " + good, 2, "v: named for two outputs"},
-      {"extract --video nowhere/v " + good, 2, "nowhere/v: cannot be written"},
-      {"extract --video /dev/full " + good, 2, "No space left"},
+      {"extract --raw --video ./cut.asf cut.asf", 2, "cut.asf: is the input"},
+      {"extract --raw --video v --audio ./v " + good, 2, "v: named for two outputs"},
+      {"extract --raw --video nowhere/v " + good, 2, "nowhere/v: cannot be written"},
+      {"extract --raw --video /dev/full " + good, 2, "No space left"},
       {"units " + good + " >/dev/full", 2, "standard output"},
   };
   for (const auto& c : cases) {
@@ -137,7 +137,7 @@ TEST_F(Tool, VerifyTellsItsFindingsByTheirCodes) {
 
 TEST_F(Tool, ExtractsWholeFilesOrNone) {
   const Outcome outcome =
-      Run("extract --audio a --video v --config-video c " + Sample("wmv2_wma2.wmv"));
+      Run("extract --raw --audio a --video v --config-video c " + Sample("wmv2_wma2.wmv"));
   EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
   EXPECT_EQ(fs::file_size(Path("c")), 4u);
   std::size_t bytes = 0;
@@ -155,11 +155,11 @@ TEST_F(Tool, ExtractsWholeFilesOrNone) {
     silent.replace(at, 3, 3, '\0');
   }
   std::ofstream(Path("silent.wma"), std::ios::binary) << silent;
-  EXPECT_EQ(Run("extract --audio kept silent.wma").exitCode, 1);
+  EXPECT_EQ(Run("extract --raw --audio kept silent.wma").exitCode, 1);
   EXPECT_EQ(FileBytes(Path("kept")), "kept");
   // Nor does an interruption, here while a pipe waits for its reader.
   ASSERT_EQ(mkfifo(Path("pipe").c_str(), 0600), 0);
-  EXPECT_EQ(Run("extract --audio kept --video pipe " + Sample("wmv2_wma2.wmv") +
+  EXPECT_EQ(Run("extract --raw --audio kept --video pipe " + Sample("wmv2_wma2.wmv") +
                 " & until ls | grep -q part; do sleep 0.1; done; sleep 0.2; kill -TERM $!; wait $!")
                 .exitCode,
             2);

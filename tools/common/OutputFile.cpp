@@ -39,7 +39,19 @@ OutputFile::OutputFile(const std::string& path) : path_(path), written_(path) {
   const bool isDevice = stat(path.c_str(), &existing) == 0 && !S_ISREG(existing.st_mode);
   if (!isDevice) written_ += ".part-" + std::to_string(getpid());
   const int flags = O_WRONLY | O_CLOEXEC | (isDevice ? 0 : O_CREAT | O_EXCL);
-  const int descriptor = open(written_.c_str(), flags, 0666);
+  Hold(open(written_.c_str(), flags, 0666));
+}
+
+OutputFile::OutputFile(const std::string& name, int descriptor) : path_(name), written_(name) {
+  Hold(descriptor);
+}
+
+std::unique_ptr<OutputFile> OutputFile::Standard() {
+  return std::unique_ptr<OutputFile>(
+      new OutputFile("standard output", fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0)));
+}
+
+void OutputFile::Hold(int descriptor) {
   if (descriptor < 0) Fail();
   file_.reset(fdopen(descriptor, "wb"));
   if (!file_) Fail();
@@ -52,6 +64,12 @@ OutputFile::~OutputFile() {
 
 void OutputFile::Write(const unsigned char* data, std::size_t size) {
   if (std::fwrite(data, 1, size, file_.get()) != size) Fail();
+}
+
+void OutputFile::WriteAt(std::uint64_t position, const unsigned char* data, std::size_t size) {
+  if (fseeko(file_.get(), static_cast<off_t>(position), SEEK_SET) != 0) Fail();
+  Write(data, size);
+  if (fseeko(file_.get(), 0, SEEK_END) != 0) Fail();
 }
 
 const std::string& OutputFile::Flush() {

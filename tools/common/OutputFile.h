@@ -7,6 +7,7 @@
 #define QO_TOOLS_COMMON_OUTPUTFILE_H
 
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -29,12 +30,19 @@ class OutputFile {
   // A device or a pipe at `path` is written as it is. Throws
   // Failure(kExitCannotRun), as all here do.
   explicit OutputFile(const std::string& path);
+  // The standard output, written as it is.
+  static std::unique_ptr<OutputFile> Standard();
   // Removes what was not finished.
   ~OutputFile();
   OutputFile(const OutputFile&) = delete;
   OutputFile& operator=(const OutputFile&) = delete;
 
   void Write(const unsigned char* data, std::size_t size);
+  // Whether WriteAt may be called: not for a device, a pipe or the standard output.
+  bool canWriteAt() const { return written_ != path_; }
+  // Writes over `size` bytes that have been written before, from `position` on. What
+  // is written next goes on behind all there is.
+  void WriteAt(std::uint64_t position, const unsigned char* data, std::size_t size);
   // All that was written can be read under this name.
   const std::string& Flush();
   // Gives the file its final name; the last call.
@@ -44,6 +52,8 @@ class OutputFile {
   struct Closer {
     void operator()(std::FILE* file) const { std::fclose(file); }
   };
+  OutputFile(const std::string& name, int descriptor);
+  void Hold(int descriptor);
   [[noreturn]] void Fail() const;
 
   const std::string path_;

@@ -1,31 +1,43 @@
-// asftool extract: writes elementary streams, configuration bytes and cover art
-// to files.
+// asftool extract: the command line, and the play-out that feeds what is written.
+#include <algorithm>
 #include <filesystem>
-#include <map>
 #include <memory>
+#include <optional>
 #include <set>
+#include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "tools/common/Commands.h"
 #include "tools/common/Output.h"
 #include "tools/common/OutputFile.h"
 #include "tools/common/Verdict.h"
+#include "tools/extract/Format.h"
+#include "tools/extract/StreamReader.h"
+#include "tools/extract/Texts.h"
 
 namespace tool {
 namespace {
 
 namespace fs = std::filesystem;
 
+using qo_host::TrackKind;
+
+constexpr const char* kStandardOutput = "-";
+
 struct Arguments {
   std::string file;
-  std::string audio, video;              // elementary streams
+  std::vector<std::string> outputs;      // formats by their names
+  std::string audio, video;              // of one kind, or raw
   std::string configAudio, configVideo;  // codec configuration bytes
   std::string cover;
+  std::string format;  // of the standard output
+  bool raw = false;
 
   // The paths to be written, of what was asked for.
-  std::vector<std::string> Outputs() const {
-    std::vector<std::string> paths;
+  std::vector<std::string> Paths() const {
+    std::vector<std::string> paths = outputs;
     for (const std::string* path : {&audio, &video, &configAudio, &configVideo, &cover}) {
       if (!path->empty()) paths.push_back(*path);
     }
@@ -36,13 +48,16 @@ struct Arguments {
 // Throws Failure where an output would take the place of the input or of another
 // output.
 void CheckOutputs(const Arguments& arguments) {
-  const std::vector<std::string> paths = arguments.Outputs();
+  const std::vector<std::string> paths = arguments.Paths();
   if (paths.empty()) {
-    throw Failure(kExitCannotRun, "nothing to extract: name at least one output, --video F say");
+    throw Failure(kExitCannotRun, "nothing to extract: name at least one output, out.mkv say");
   }
   std::error_code ignored;  // a path that cannot be looked up fails when it is opened
   std::set<fs::path> seen;
   for (const std::string& path : paths) {
+    if (path == kStandardOutput && paths.size() > 1) {
+      throw Failure(kExitCannotRun, "-: the standard output takes one output, and no other");
+    }
     if (fs::equivalent(path, arguments.file, ignored)) {
       throw Failure(kExitCannotRun, path + ": is the input: name another file to write");
     }
@@ -52,101 +67,325 @@ void CheckOutputs(const Arguments& arguments) {
   }
 }
 
-void ExtractConfig(Input* input, qo_host::TrackKind kind, const std::string& path,
-                   Verdict* verdict) {
-  if (path.empty()) return;
-  const qo_host::Track* track = input->session().FindTrack(kind);
-  if (!track || track->config.empty()) {
-    verdict->problems.push_back(std::string("no ") + TrackKindName(kind) +
-                                " configuration to put into " + path);
-    return;
-  }
-  WriteWhole(path, track->config.data(), track->config.size());
+std::unique_ptr<OutputFile> OpenOutput(const std::string& path) {
+  return path == kStandardOutput ? OutputFile::Standard() : std::make_unique<OutputFile>(path);
 }
 
-void ExtractCover(Input* input, const std::string& path, Verdict* verdict) {
+const char* TakenText(const Format& format) {
+  if (format.takes == Format::Takes::kStreams) return "";
+  return format.takes == Format::Takes::kAudio ? "audio " : "video ";
+}
+
+// An output that takes frames.
+struct StreamOutput {
+  std::string path;
+  const Format* format;                // null: raw
+  std::vector<StreamReader*> streams;  // as its writer counts them
+  std::unique_ptr<OutputFile> file;
+  WriterPointer writer;
+};
+
+// One run of the command.
+class Extraction {
+ public:
+  Extraction(const Arguments& arguments, const Options& options)
+      : arguments_(arguments), options_(options), input_(options, arguments.file) {}
+
+  int Run();
+
+ private:
+  void AddHeaderOutputs();
+  void AddConfig(TrackKind kind, const std::string& path);
+  void AddPicture(const Format* format, const std::string& path);
+  void AddText(const Format& format, const std::string& path);
+  void AddStreamOutputs();
+  void AddRaw(TrackKind kind, const std::string& path);
+  void AddFormat(const Format& format, const std::string& path, std::optional<TrackKind> kind);
+  std::vector<StreamReader*> StreamsFor(const Format& format, std::optional<TrackKind> kind);
+  std::vector<StreamReader*> AllStreams(std::optional<TrackKind> kind);
+  StreamReader* ReaderOf(TrackKind kind);
+  StreamReader* ReaderOf(const qo_host::StreamHeader& stream);
+  const Format& FormatOf(const std::string& path) const;
+  void WriteBytes(const std::string& path, const std::string& bytes);
+  void AddProblem(const std::string& problem) { verdict_.problems.push_back(problem); }
+
+  void Begin(StreamOutput* output);
+  void PlayOut();
+  StreamReader* FirstInTime();
+  void Finish();
+
+  const Arguments& arguments_;
+  const Options& options_;
+  Input input_;
+  Verdict verdict_;
+  std::vector<std::unique_ptr<StreamReader>> readers_;
+  std::vector<StreamOutput> outputs_;
+};
+
+int Extraction::Run() {
+  verdict_ = OpenAndJudge(&input_);
+  AddStreamOutputs();
+  AddHeaderOutputs();
+  PlayOut();
+  Finish();
+  PrintProblems(input_, verdict_);
+  return verdict_.exitCode();
+}
+
+const Format& Extraction::FormatOf(const std::string& path) const {
+  if (path != kStandardOutput) return FormatOfName(path);
+  if (!arguments_.format.empty()) return FormatOfEnding(arguments_.format);
+  throw Failure(kExitCannotRun, "-: say with --format what is to be written");
+}
+
+void Extraction::WriteBytes(const std::string& path, const std::string& bytes) {
+  const std::unique_ptr<OutputFile> file = OpenOutput(path);
+  file->Write(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size());
+  file->Finish();
+}
+
+// What needs no frames.
+void Extraction::AddHeaderOutputs() {
+  AddConfig(TrackKind::kAudio, arguments_.configAudio);
+  AddConfig(TrackKind::kVideo, arguments_.configVideo);
+  if (!arguments_.cover.empty()) AddPicture(nullptr, arguments_.cover);
+  for (const std::string& path : arguments_.outputs) {
+    const Format& format = FormatOf(path);
+    if (format.takes == Format::Takes::kPicture) AddPicture(&format, path);
+    if (format.takes == Format::Takes::kCaptions || format.takes == Format::Takes::kTexts)
+      AddText(format, path);
+  }
+}
+
+void Extraction::AddConfig(TrackKind kind, const std::string& path) {
   if (path.empty()) return;
-  const auto& picture = input->session().picture();
+  const qo_host::Track* const track = input_.session().FindTrack(kind);
+  if (track == nullptr || track->config.empty()) {
+    AddProblem(std::string("no ") + TrackKindName(kind) + " configuration to put into " + path);
+    return;
+  }
+  WriteBytes(path, {track->config.begin(), track->config.end()});
+}
+
+void Extraction::AddPicture(const Format* format, const std::string& path) {
+  const auto& picture = input_.session().picture();
   if (!picture) {
-    verdict->problems.push_back("no cover art to put into " + path);
+    AddProblem("no cover art to put into " + path);
     return;
   }
-  WriteWhole(path, picture->bytes.data(), picture->bytes.size());
+  const std::string ending = PictureEnding(picture->bytes);
+  if (format != nullptr && ending != format->ending) {
+    throw Failure(kExitCannotRun, path + ": the cover art goes into a file " +
+                                      (ending.empty() ? "that --cover names" : ending) +
+                                      ", not into " + format->ending);
+  }
+  WriteBytes(path, {picture->bytes.begin(), picture->bytes.end()});
 }
 
-using Outputs = std::map<qo_host::TrackKind, std::unique_ptr<OutputFile>>;
-
-void OpenOutput(Input* input, qo_host::TrackKind kind, const std::string& path, Outputs* outputs,
-                Verdict* verdict) {
-  if (path.empty()) return;
-  if (input->session().FindTrack(kind)) {
-    (*outputs)[kind] = std::make_unique<OutputFile>(path);
+void Extraction::AddText(const Format& format, const std::string& path) {
+  const bool isCaptions = format.takes == Format::Takes::kCaptions;
+  const qo_host::FileHeader& header = input_.header();
+  const std::string text =
+      isCaptions ? CaptionsText(header, input_.session().durationMs()) : CommandsText(header);
+  if (!text.empty()) {
+    WriteBytes(path, text);
   } else {
-    verdict->problems.push_back(std::string("no ") + TrackKindName(kind) + " track to put into " +
-                                path);
+    AddProblem(std::string("no ") + (isCaptions ? "captions" : "script commands or markers") +
+               " to put into " + path);
   }
 }
 
-// Plays out the tracks that are wanted: all by time, or a single one.
-qo_host::Totals ExtractStreams(Input* input, const Outputs& outputs) {
-  qo_host::Totals totals;
-  if (outputs.empty()) return totals;
-  qo_host::ParserSession& session = input->session();
-  const bool isSingle = outputs.size() == 1;
-  ProgressBar bar;
-  while (const qo_host::AccessUnit* unit =
-             isSingle ? session.NextUnit(outputs.begin()->first) : session.NextUnit()) {
-    if (IsInterrupted()) throw Failure(kExitCannotRun, input->path() + ": interrupted");
-    totals.Add(*unit);
-    outputs.at(unit->kind)->Write(unit->data, unit->size);
-    bar.Show(unit->timeMs, session.durationMs());
-  }
-  return totals;
-}
-
-// Gives the streams that hold anything their names.
-void FinishStreams(const Outputs& outputs, const qo_host::Totals& totals, Verdict* verdict) {
-  for (const auto& [kind, file] : outputs) {
-    if (totals.of(kind).units != 0) {
-      file->Finish();
+void Extraction::AddStreamOutputs() {
+  for (const std::string& path : arguments_.outputs) AddFormat(FormatOf(path), path, std::nullopt);
+  const std::pair<TrackKind, const std::string*> kinds[] = {{TrackKind::kAudio, &arguments_.audio},
+                                                            {TrackKind::kVideo, &arguments_.video}};
+  for (const auto& [kind, path] : kinds) {
+    if (path->empty()) continue;
+    if (arguments_.raw) {
+      AddRaw(kind, *path);
     } else {
-      verdict->problems.push_back(std::string("no unit came out of the ") + TrackKindName(kind) +
-                                  " track");
+      AddFormat(FormatOf(*path), *path, kind);
     }
+  }
+}
+
+void Extraction::AddRaw(TrackKind kind, const std::string& path) {
+  StreamOutput output{path, nullptr, {ReaderOf(kind)}, nullptr, nullptr};
+  if (output.streams.front() != nullptr) {
+    Begin(&output);
+  } else {
+    AddProblem(std::string("no ") + TrackKindName(kind) + " track to put into " + path);
+  }
+}
+
+void Extraction::AddFormat(const Format& format, const std::string& path,
+                           std::optional<TrackKind> kind) {
+  if (format.fits == nullptr) {
+    if (!kind) return;
+    throw Failure(kExitCannotRun, path + ": is no format for " + TrackKindName(*kind));
+  }
+  if (options_.asIs) {
+    throw Failure(kExitCannotRun, path + ": with --as-is units are written as they are: --raw");
+  }
+  StreamOutput output{path, &format, StreamsFor(format, kind), nullptr, nullptr};
+  if (!output.streams.empty()) {
+    Begin(&output);
+  } else {
+    AddProblem(std::string("no ") + TakenText(format) + "track to put into " + path);
+  }
+}
+
+std::vector<StreamReader*> Extraction::StreamsFor(const Format& format,
+                                                  std::optional<TrackKind> kind) {
+  if (format.takes == Format::Takes::kStreams) return AllStreams(kind);
+  const bool isAudio = format.takes == Format::Takes::kAudio;
+  StreamReader* const reader = ReaderOf(isAudio ? TrackKind::kAudio : TrackKind::kVideo);
+  const bool isWanted = reader != nullptr && reader->header() != nullptr &&
+                        kind.value_or(reader->track().kind) == reader->track().kind;
+  return isWanted ? std::vector<StreamReader*>{reader} : std::vector<StreamReader*>{};
+}
+
+// Of each kind all streams of the file, or the one that was chosen.
+std::vector<StreamReader*> Extraction::AllStreams(std::optional<TrackKind> kind) {
+  std::vector<StreamReader*> readers;
+  for (const qo_host::StreamHeader& stream : input_.header().streams) {
+    const bool isAudio = stream.kind == qo_host::StreamKind::kAudio;
+    if (!isAudio && stream.kind != qo_host::StreamKind::kVideo) continue;
+    if (kind && isAudio != (*kind == TrackKind::kAudio)) continue;
+    const std::optional<int>& chosen = isAudio ? options_.audioStream : options_.videoStream;
+    if (chosen.value_or(stream.number) != stream.number) continue;
+    if (StreamReader* const reader = ReaderOf(stream)) {
+      // A number may come twice.
+      if (std::find(readers.begin(), readers.end(), reader) == readers.end())
+        readers.push_back(reader);
+    } else {
+      AddProblem(std::string(StreamKindName(stream.kind)) + " stream " +
+                 std::to_string(stream.number) + " can't be played");
+    }
+  }
+  return readers;
+}
+
+// Of the session's own track; null without one.
+StreamReader* Extraction::ReaderOf(TrackKind kind) {
+  const qo_host::Track* const track = input_.session().FindTrack(kind);
+  if (track == nullptr) return nullptr;
+  for (const auto& reader : readers_) {
+    if (reader->track().kind == kind && reader->track().stream == track->stream)
+      return reader.get();
+  }
+  readers_.push_back(std::make_unique<StreamReader>(&input_.session(), kind));
+  return readers_.back().get();
+}
+
+// Null where the stream can't be played.
+StreamReader* Extraction::ReaderOf(const qo_host::StreamHeader& stream) {
+  const TrackKind kind =
+      stream.kind == qo_host::StreamKind::kAudio ? TrackKind::kAudio : TrackKind::kVideo;
+  const qo_host::Track* const track = input_.session().FindTrack(kind);
+  if (track != nullptr && track->stream == stream.number) return ReaderOf(kind);
+  for (const auto& reader : readers_) {
+    if (reader->track().stream == stream.number) return reader.get();
+  }
+  auto reader = StreamReader::OpenBeside(LoadParser(options_), input_.session().source(), stream);
+  if (reader == nullptr) return nullptr;
+  readers_.push_back(std::move(reader));
+  return readers_.back().get();
+}
+
+// A stream without frames is left out; an output that none is left of isn't made.
+void Extraction::Begin(StreamOutput* output) {
+  std::vector<StreamReader*> streams;
+  StreamList facts;
+  for (StreamReader* const reader : output->streams) {
+    if (reader->Peek() == nullptr) {
+      AddProblem(std::string("no unit came out of the ") + TrackKindName(reader->track().kind) +
+                 " track");
+      continue;
+    }
+    streams.push_back(reader);
+    if (output->format == nullptr) continue;
+    facts.push_back(reader->facts());
+    CheckFit(*output->format, output->path, facts.back());
+  }
+  if (streams.empty()) return;
+  output->streams = std::move(streams);
+  output->file = OpenOutput(output->path);
+  output->writer = output->format != nullptr ? output->format->make(output->file.get(), facts)
+                                             : MakeRawWriter(output->file.get());
+  outputs_.push_back(std::move(*output));
+}
+
+// Null when all are at their ends.
+StreamReader* Extraction::FirstInTime() {
+  StreamReader* first = nullptr;
+  for (const auto& reader : readers_) {
+    const Frame* const frame = reader->Peek();
+    if (frame != nullptr && (first == nullptr || frame->timeMs < first->Peek()->timeMs))
+      first = reader.get();
+  }
+  return first;
+}
+
+// One walk over the file for all that is written.
+void Extraction::PlayOut() {
+  if (outputs_.empty()) return;
+  ProgressBar bar;
+  while (StreamReader* const reader = FirstInTime()) {
+    if (IsInterrupted()) throw Failure(kExitCannotRun, input_.path() + ": interrupted");
+    const Frame& frame = *reader->Peek();
+    for (const StreamOutput& output : outputs_) {
+      for (std::size_t i = 0; i < output.streams.size(); ++i) {
+        if (output.streams[i] == reader) output.writer->Write(i, frame);
+      }
+    }
+    bar.Show(static_cast<unsigned long long>(std::max<std::int64_t>(frame.timeMs, 0)),
+             input_.session().durationMs());
+    reader->Drop();
+  }
+}
+
+void Extraction::Finish() {
+  for (const StreamOutput& output : outputs_) {
+    output.writer->Finish();
+    output.file->Finish();
+  }
+  for (const auto& reader : readers_) {
+    if (reader->incompleteFrames() == 0) continue;
+    const std::string noun = std::string(TrackKindName(reader->track().kind)) + " unit";
+    AddProblem(Count(reader->incompleteFrames(), noun.c_str()) +
+               " lost fragments: what is left of them is written");
   }
 }
 
 void Run(const Arguments& arguments, const Options& options, int* exitCode) {
   CheckOutputs(arguments);
   NoticeInterruptions();
-  Input input(options, arguments.file);
-  Verdict verdict = OpenAndJudge(&input);
-  ExtractConfig(&input, qo_host::TrackKind::kAudio, arguments.configAudio, &verdict);
-  ExtractConfig(&input, qo_host::TrackKind::kVideo, arguments.configVideo, &verdict);
-  ExtractCover(&input, arguments.cover, &verdict);
-  Outputs outputs;
-  OpenOutput(&input, qo_host::TrackKind::kAudio, arguments.audio, &outputs, &verdict);
-  OpenOutput(&input, qo_host::TrackKind::kVideo, arguments.video, &outputs, &verdict);
-  FinishStreams(outputs, ExtractStreams(&input, outputs), &verdict);
-  PrintProblems(input, verdict);
-  *exitCode = verdict.exitCode();
+  *exitCode = Extraction(arguments, options).Run();
 }
 
 }  // namespace
 
 void AddExtract(CLI::App& app, const Options& options, int* exitCode) {
   auto arguments = std::make_shared<Arguments>();
-  CLI::App* command =
-      app.add_subcommand("extract", "Write elementary streams, configuration and cover art");
+  CLI::App* command = app.add_subcommand("extract", "Write streams to files that play");
   command->add_option("FILE", arguments->file, "The file")->required();
+  CLI::Option* const outputs = command->add_option(
+      "OUT", arguments->outputs, "Files to write, each in the format that its name ends in");
   const auto output = [command](const char* name, std::string* path, const char* text) {
-    command->add_option(name, *path, text)->type_name("F");
+    return command->add_option(name, *path, text)->type_name("F");
   };
-  output("--audio", &arguments->audio, "The audio units, one behind the other");
-  output("--video", &arguments->video, "The video units, one behind the other");
+  output("--audio", &arguments->audio, "The audio alone, in the format of this name");
+  output("--video", &arguments->video, "The video alone, in the format of this name");
   output("--config-audio", &arguments->configAudio, "The audio codec's configuration bytes");
   output("--config-video", &arguments->configVideo, "The video codec's configuration bytes");
-  output("--cover", &arguments->cover, "The cover art's picture");
+  output("--cover", &arguments->cover, "The cover art, of whatever kind");
+  output("--format", &arguments->format, "The format of -, the standard output: mkv, say");
+  command
+      ->add_flag("--raw", arguments->raw,
+                 "--audio and --video as they are: one unit behind the other, under any name")
+      ->excludes(outputs);
+  command->footer("Formats:\n" + FormatList());
   command->callback([arguments, &options, exitCode] { Run(*arguments, options, exitCode); });
 }
 

@@ -1,0 +1,79 @@
+// StreamReader: owns the frame that waits, and puts it together where it comes in parts.
+#include "tools/extract/StreamReader.h"
+
+#include <utility>
+
+#include "qo_host/BorrowedSource.h"
+
+namespace tool {
+namespace {
+
+using qo_host::TrackKind;
+
+// More units of one time are frames of their own: only a file that means harm has them.
+constexpr std::size_t kMaxFrameBytes = std::size_t{16} << 20;
+
+// Times have 32 bits, and those in front of the start have wrapped.
+std::int64_t SignedMs(unsigned long long timeMs) {
+  return static_cast<std::int32_t>(static_cast<std::uint32_t>(timeMs));
+}
+
+}  // namespace
+
+StreamReader::StreamReader(qo_host::ParserSession* session, TrackKind kind)
+    : session_(session), track_(*session->FindTrack(kind)) {}
+
+StreamReader::StreamReader(std::unique_ptr<qo_host::ParserSession> session)
+    : owned_(std::move(session)), session_(owned_.get()), track_(owned_->tracks().front()) {}
+
+std::unique_ptr<StreamReader> StreamReader::OpenBeside(const qo_host::ParserFactory& factory,
+                                                       IDataSource* shared,
+                                                       const qo_host::StreamHeader& stream) {
+  auto session = std::make_unique<qo_host::ParserSession>(
+      factory, std::make_unique<qo_host::BorrowedSource>(shared));
+  qo_host::OpenOptions options;
+  options.streams = qo_host::StreamChoice::Only(stream);
+  if (session->Open(options) < 0 || session->tracks().empty()) return nullptr;
+  return std::unique_ptr<StreamReader>(new StreamReader(std::move(session)));
+}
+
+const qo_host::StreamHeader* StreamReader::header() const {
+  const qo_host::PresentedFile* const file = session_->presented();
+  if (file == nullptr) return nullptr;
+  return track_.kind == TrackKind::kAudio ? file->audio() : file->video();
+}
+
+StreamFacts StreamReader::facts() {
+  return {session_->presented()->header(), *header(), track_, *Peek()};
+}
+
+const Frame* StreamReader::Peek() {
+  if (!hasFrame_) hasFrame_ = Read();
+  return hasFrame_ ? &frame_ : nullptr;
+}
+
+bool StreamReader::Read() {
+  const qo_host::AccessUnit* const unit = session_->NextUnit(track_.kind);
+  if (unit == nullptr) return false;
+  frame_ = {unit->data, unit->size, SignedMs(unit->timeMs), unit->isKeyFrame, unit->isIncomplete};
+  if (track_.info.codec == kCodecH264) Join(unit->timeMs);
+  ++frames_;
+  if (frame_.isIncomplete) ++incompleteFrames_;
+  return true;
+}
+
+// Looking at the next unit overwrites this one.
+void StreamReader::Join(unsigned long long timeMs) {
+  joined_.assign(frame_.data, frame_.data + frame_.size);
+  const qo_host::AccessUnit* unit;
+  while ((unit = session_->PeekUnit(track_.kind)) != nullptr && unit->timeMs == timeMs &&
+         joined_.size() + unit->size <= kMaxFrameBytes) {
+    session_->NextUnit(track_.kind);
+    joined_.insert(joined_.end(), unit->data, unit->data + unit->size);
+    frame_.isIncomplete |= unit->isIncomplete;
+  }
+  frame_.data = joined_.data();
+  frame_.size = joined_.size();
+}
+
+}  // namespace tool
