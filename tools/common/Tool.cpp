@@ -1,13 +1,19 @@
 // Loading the library and opening a file, with every failure in words.
 #include "tools/common/Tool.h"
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <regex>
+#include <system_error>
 #include <utility>
 
 #include "qo_host/FileHeader.h"
 #include "qo_host/FileSource.h"
+#include "qo_host/PipeSource.h"
 #include "qo_host/ReadAheadSource.h"
 #include "qo_host/StatusText.h"
 #include "tools/common/Output.h"
@@ -67,7 +73,29 @@ qo_host::ParserFactory LoadParser(const Options& options) {
   return library->factory();
 }
 
+bool IsPipe(const std::string& path) {
+  struct stat status {};
+  return path == "-" && (fstat(STDIN_FILENO, &status) != 0 || !S_ISREG(status.st_mode));
+}
+
+void RefusePipe(const std::string& path) {
+  if (!IsPipe(path)) return;
+  throw Failure(kExitCannotRun,
+                "standard input is a pipe, and this reads to and fro: save it to a file first");
+}
+
 std::unique_ptr<IDataSource> OpenSource(const std::string& path) {
+  struct stat status {};
+  if (IsPipe(path)) {
+    if (isatty(STDIN_FILENO)) {
+      throw Failure(kExitCannotRun, "standard input is a terminal: pipe a file into it");
+    }
+    return std::make_unique<qo_host::PipeSource>(STDIN_FILENO);
+  }
+  if (path == "-") return OpenSource("/dev/stdin");
+  if (stat(path.c_str(), &status) == 0 && S_ISFIFO(status.st_mode)) {
+    throw Failure(kExitCannotRun, path + ": is a pipe: name - in its place, and < " + path);
+  }
   std::string error;
   std::unique_ptr<IDataSource> source = qo_host::FileSource::OpenPath(path, &error);
   if (!source) throw Failure(kExitCannotRun, error);
@@ -82,6 +110,7 @@ Input::Input(const Options& options, const std::string& path, Trace trace) : pat
   const qo_host::ParserFactory parser = LoadParser(options);
   std::unique_ptr<IDataSource> source = OpenSource(path);
   file_ = source.get();
+  pipe_ = dynamic_cast<qo_host::PipeSource*>(file_);
   CheckStreamChoice(options, path, file_);
   if (trace == Trace::kOn) {
     auto traced = std::make_unique<qo_host::TraceSource>(std::move(source));
@@ -96,7 +125,10 @@ Input::Input(const Options& options, const std::string& path, Trace trace) : pat
 
 void Input::Open() {
   openStatus_ = session_->Open(openOptions_);
-  if (openStatus_ == kParserOk) return;
+  if (openStatus_ == kParserOk) {
+    if (pipe_ != nullptr) playedLayout();  // its beginning may be gone later
+    return;
+  }
   throw Failure(IsVerdictOnFile(openStatus_) ? kExitBadFile : kExitCannotRun,
                 path_ + ": " + qo_host::StatusText(qo_host::Action::kOpen, openStatus_));
 }
@@ -131,7 +163,19 @@ const qo_host::AsfLayout& Input::LayoutOf(IDataSource* source,
   return **layout;
 }
 
+void Input::CheckWhole() const {
+  if (pipe_ == nullptr || pipe_->failure() == 0) return;
+  const int error = -pipe_->failure();
+  const std::string reason =
+      error == ESPIPE
+          ? "what is needed of it lies too far apart for a pipe: save it to a file first"
+      : error == EINTR ? "interrupted"
+                       : std::generic_category().message(error);
+  throw Failure(kExitCannotRun, "standard input: " + reason);
+}
+
 void Input::CheckRead(int status) const {
+  if (status < 0) CheckWhole();
   if (status >= 0) return;
   throw Failure(kExitCannotRun, path_ + ": " + qo_host::StatusText(qo_host::Action::kRead, status));
 }

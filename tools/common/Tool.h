@@ -12,6 +12,7 @@
 #include "qo_host/FileHeader.h"
 #include "qo_host/ParserLibrary.h"
 #include "qo_host/ParserSession.h"
+#include "qo_host/PipeSource.h"
 #include "qo_host/TraceSource.h"
 
 namespace tool {
@@ -74,6 +75,9 @@ class Input {
   const qo_host::FileHeader& header();
   // That of what the parser reads.
   const qo_host::AsfLayout& playedLayout();
+  // Behind a play-out from a pipe, and in front of giving what was written its name: throws
+  // Failure(kExitCannotRun) where the end of the data was none.
+  void CheckWhole() const;
   // Throws Failure(kExitCannotRun) for the status of a read that failed.
   void CheckRead(int status) const;
 
@@ -85,6 +89,7 @@ class Input {
   int openStatus_ = kParserOk;
   // Owned by the session, with all that lies between.
   IDataSource* file_ = nullptr;
+  const qo_host::PipeSource* pipe_ = nullptr;  // the same where it is one; otherwise null
   qo_host::TraceSource* fileCalls_ = nullptr;
   std::unique_ptr<qo_host::ParserSession> session_;
   qo_host::OpenOptions openOptions_;
@@ -102,7 +107,12 @@ void CheckStreamChoice(const Options& options, const std::string& path, IDataSou
 // From any thread. Throws Failure(kExitCannotRun).
 qo_host::ParserFactory LoadParser(const Options& options);
 
-// Opens the file at `path` for reading. Throws Failure(kExitCannotRun).
+// Throws Failure(kExitCannotRun) where `path` is "-" and the standard input a pipe: for
+// what reads to and fro.
+void RefusePipe(const std::string& path);
+
+// Opens the file at `path` for reading; "-": the standard input, which may be a pipe.
+// Throws Failure(kExitCannotRun).
 std::unique_ptr<IDataSource> OpenSource(const std::string& path);
 
 // Milliseconds of a time that a user gave: "62.5", "1:02.5" or "1:02:03". Nothing where it

@@ -47,6 +47,7 @@ Verdict OpenAndJudge(Input* input) {
 }
 
 void JudgePlayOut(Input* input, const qo_host::Totals& totals, Verdict* verdict) {
+  input->CheckWhole();
   std::vector<qo_host::Finding> findings;
   input->CheckRead(qo_host::JudgePlayOut(Played(input), totals, &findings));
   verdict->Add(findings);

@@ -102,6 +102,7 @@ bool Mend(const Arguments& arguments, const qo_host::ParserFactory& factory, IDa
 
 void Run(const Arguments& arguments, const Options& options) {
   CheckOutput(arguments);
+  RefusePipe(arguments.in);
   NoticeInterruptions();
   const qo_host::ParserFactory parser = LoadParser(options);
   const auto in = OpenSource(arguments.in);
