@@ -37,7 +37,7 @@ void SeekByParser(qo_host::ParserSession* session, unsigned long long timeMs) {
 
 void SeekExactly(qo_host::ParserSession* session, unsigned long long timeMs) {
   using Outcome = qo_host::ExactSeek::Outcome;
-  // A player keeps its seeker: the first seek walks all packets, the others profit.
+  // A player keeps its seeker: what one seek learns of the file, the others profit from.
   qo_host::ExactSeeker seeker(session);
   const qo_host::ExactSeek seek = seeker.Seek(timeMs);
   if (seek.outcome == Outcome::kFound) {

@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-inline std::vector<std::filesystem::path> SamplePaths() {
+inline std::vector<std::filesystem::path> SamplePaths(const char* folder = QO_SAMPLES_DIR) {
   std::vector<std::filesystem::path> paths;
-  for (const auto& entry : std::filesystem::directory_iterator(QO_SAMPLES_DIR)) {
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
     const std::filesystem::path kind = entry.path().extension();
     if (kind == ".asf" || kind == ".wmv" || kind == ".wma") paths.push_back(entry.path());
   }

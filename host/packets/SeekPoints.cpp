@@ -43,6 +43,12 @@ void SeekPoints::Add(const Packet& packet, const AsfLayout& layout) {
   overflowed_ = video_.size() > kMaxSeekPoints;
 }
 
+void SeekPoints::Append(const SeekPoints& later) {
+  video_.insert(video_.end(), later.video_.begin(), later.video_.end());
+  for (const SeekPoint& point : later.audio_) KeepAudio(point);
+  overflowed_ = video_.size() > kMaxSeekPoints;
+}
+
 void SeekPoints::AddVideo(const Packet& packet, unsigned char stream) {
   unsigned int before = 0;
   for (const Payload& payload : packet.payloads) {
@@ -56,8 +62,12 @@ void SeekPoints::AddAudio(const Packet& packet, unsigned char stream) {
   const auto first = std::find_if(
       packet.payloads.begin(), packet.payloads.end(),
       [stream](const Payload& payload) { return payload.stream == stream && payload.offset == 0; });
-  if (first == packet.payloads.end() || audioPackets_++ % audioKeptOneIn_ != 0) return;
-  audio_.push_back({packet.number, first->timeMs, 0});
+  if (first != packet.payloads.end()) KeepAudio({packet.number, first->timeMs, 0});
+}
+
+void SeekPoints::KeepAudio(const SeekPoint& point) {
+  if (audioPackets_++ % audioKeptOneIn_ != 0) return;
+  audio_.push_back(point);
   if (audio_.size() < kMaxSeekPoints) return;
   for (std::size_t i = 0; 2 * i < audio_.size(); ++i) audio_[i] = audio_[2 * i];
   audio_.resize((audio_.size() + 1) / 2);

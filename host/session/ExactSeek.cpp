@@ -1,6 +1,6 @@
-// ExactSeeker: a walk over the packets tells where units may begin; a parser of its
-// own, the probe, tells which of them the delivery accepts. What the probe has found
-// the session then goes on with.
+// ExactSeeker: packets tell where units may begin; a parser of its own, the probe, tells
+// which of them the delivery accepts. What the probe has found the session then goes on
+// with.
 #include "qo_host/ExactSeek.h"
 
 #include <algorithm>
@@ -26,15 +26,16 @@ class ExactSeeker::Search {
 
   Streams SessionStreams() const;
   // False: `result_` says why.
-  bool Learn(const SeekPoints::Progress& progress);
-  bool Walk(const SeekPoints::Progress& progress);
+  bool Prepare();
   bool OpenProbe();
   bool Fail(ExactSeek::Problem problem, int status = kParserOk);
   bool Find(UnitFinder* finder, long long target);
   void Settle(const UnitFinder& finder, bool found);
+  void SettleUnsure(const UnitFinder& finder);
 
   ParserSession* const session_;
-  std::optional<KnownPoints> known_;
+  std::optional<NearPoints> near_;
+  IDataSource* source_ = nullptr;  // that they are of
   Streams streams_;
   // Of the seek under way.
   BorrowedSource* view_ = nullptr;  // the probe's source
@@ -54,8 +55,9 @@ ExactSeek ExactSeeker::Search::Run(unsigned long long timeMs,
                                    const SeekPoints::Progress& progress) {
   constexpr auto kLargest = static_cast<unsigned long long>(std::numeric_limits<long long>::max());
   result_ = {};
-  if (Learn(progress) && OpenProbe()) {
-    UnitFinder finder(*known_, probe_.get(), view_);
+  if (Prepare() && OpenProbe()) {
+    near_->SetProgress(&progress);
+    UnitFinder finder(&*near_, probe_.get(), view_);
     const bool found = Find(&finder, static_cast<long long>(std::min(timeMs, kLargest)));
     Settle(finder, found);
   }
@@ -76,30 +78,17 @@ ExactSeeker::Search::Streams ExactSeeker::Search::SessionStreams() const {
   return streams;
 }
 
-bool ExactSeeker::Search::Learn(const SeekPoints::Progress& progress) {
+bool ExactSeeker::Search::Prepare() {
   Streams streams = SessionStreams();
   if (streams.empty()) return Fail(ExactSeek::Problem::kNoTrack);
-  if (known_ && streams == streams_) return true;
-  known_.reset();
+  if (near_ && source_ == session_->view() && streams == streams_) return true;
+  near_.reset();
+  source_ = session_->view();
   streams_ = std::move(streams);
-  return Walk(progress);
-}
-
-bool ExactSeeker::Search::Walk(const SeekPoints::Progress& progress) {
   AsfLayout layout;
-  const int status = ReadLayout(session_->view(), &layout);
+  const int status = ReadLayout(source_, &layout);
   if (status < 0) return Fail(ExactSeek::Problem::kSourceFailed, status);
-  SeekPoints points;
-  const WalkResult walk = points.Learn(session_->view(), layout, progress);
-  if (points.overflowed()) return Fail(ExactSeek::Problem::kTooManyPoints);
-  if (walk.end == WalkEnd::kSourceFailed) {
-    return Fail(ExactSeek::Problem::kSourceFailed, walk.status);
-  }
-  if (walk.end == WalkEnd::kCancelled) {
-    result_.outcome = ExactSeek::Outcome::kCancelled;
-    return false;
-  }
-  known_.emplace(layout, std::move(points));
+  near_.emplace(source_, std::move(layout));
   return true;
 }
 
@@ -120,7 +109,7 @@ bool ExactSeeker::Search::Find(UnitFinder* finder, long long target) {
   }
   const auto point = finder->FindVideo(target);
   if (!point) return false;
-  finder->FindAudio(SignedMs(known_->layout(), point->timeMs));
+  finder->FindAudio(SignedMs(near_->layout(), point->timeMs));
   result_.packet = point->packet;
   result_.timeMs = point->timeMs;
   return finder->StartAtKeyFrame(*point);
@@ -128,15 +117,27 @@ bool ExactSeeker::Search::Find(UnitFinder* finder, long long target) {
 
 // Whatever failed on the way may have hidden the unit wanted: nothing moves then.
 void ExactSeeker::Search::Settle(const UnitFinder& finder, bool found) {
-  if (view_->failure() < 0) {
-    Fail(ExactSeek::Problem::kSourceFailed, view_->failure());
-  } else if (finder.status() < 0) {
-    Fail(ExactSeek::Problem::kParserRefused, finder.status());
+  if (!finder.IsSure()) {
+    SettleUnsure(finder);
   } else if (found) {
     result_.outcome = ExactSeek::Outcome::kFound;
     session_->TakeOver(probe_.get());
   } else {
     session_->Rewind();
+  }
+}
+
+void ExactSeeker::Search::SettleUnsure(const UnitFinder& finder) {
+  if (view_->failure() < 0) {
+    Fail(ExactSeek::Problem::kSourceFailed, view_->failure());
+  } else if (finder.status() < 0) {
+    Fail(ExactSeek::Problem::kParserRefused, finder.status());
+  } else if (near_->result().end == WalkEnd::kSourceFailed) {
+    Fail(ExactSeek::Problem::kSourceFailed, near_->result().status);
+  } else if (near_->overflowed()) {
+    Fail(ExactSeek::Problem::kTooManyPoints);
+  } else {
+    result_.outcome = ExactSeek::Outcome::kCancelled;
   }
 }
 

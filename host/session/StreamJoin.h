@@ -6,14 +6,13 @@
 #include <optional>
 
 #include "host/session/UnitFinder.h"
-#include "qo_host/AsfLayout.h"
 #include "qo_host/BorrowedSource.h"
 #include "qo_host/ParserSession.h"
 
 namespace qo_host {
 
-// Only the packets around the place are read, back to where the unit wanted begins. So
-// streams are expected not to lie far apart, and times to grow along the file.
+// The packets around the place are read, back to where the unit wanted begins; all only
+// where times don't ascend along the file (see NearPoints).
 class StreamJoin {
  public:
   // `session` reads through `view`; both outlive this.
@@ -28,18 +27,12 @@ class StreamJoin {
   int JoinVideo();
 
  private:
-  template <typename Find>
-  int Search(TrackKind kind, Find find);
-  unsigned long long PacketAtTime() const;
-  std::optional<long long> TimeIn(unsigned long long first, unsigned long long end) const;
-  int Learn(unsigned long long first, TrackKind kind, std::optional<KnownPoints>* known) const;
-  bool IsBehind(const Packet& packet, TrackKind kind) const;
+  int StatusOf(const UnitFinder& finder) const;
 
   ParserSession* const session_;
   BorrowedSource* const view_;
-  AsfLayout layout_;
-  long long target_ = 0;           // ms
-  unsigned long long packet_ = 0;  // in which other streams are at the target
+  long long target_ = 0;  // ms
+  std::optional<NearPoints> near_;
 };
 
 }  // namespace qo_host

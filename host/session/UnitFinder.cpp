@@ -3,13 +3,10 @@
 #include "host/session/UnitFinder.h"
 
 #include <algorithm>
-#include <numeric>
 #include <utility>
 
 namespace qo_host {
 namespace {
-
-constexpr long long kTimesInAll = 1ll << 32;
 
 std::ptrdiff_t Signed(std::size_t index) { return static_cast<std::ptrdiff_t>(index); }
 
@@ -28,21 +25,6 @@ std::size_t NextPointBehind(const std::vector<SeekPoint>& points, std::size_t fr
 
 }  // namespace
 
-KnownPoints::KnownPoints(const AsfLayout& layout, SeekPoints points)
-    : layout_(layout), points_(std::move(points)), byTime_(video().size()) {
-  std::iota(byTime_.begin(), byTime_.end(), std::size_t{0});
-  std::stable_sort(byTime_.begin(), byTime_.end(), [this](std::size_t a, std::size_t b) {
-    return SignedMs(layout_, video()[a].timeMs) < SignedMs(layout_, video()[b].timeMs);
-  });
-}
-
-long long SignedMs(const AsfLayout& layout, unsigned long long timeMs) {
-  const auto time = static_cast<long long>(timeMs);
-  const auto preroll = static_cast<long long>(
-      std::min(layout.prerollMs, static_cast<unsigned long long>(kTimesInAll / 2)));
-  return time >= kTimesInAll - preroll ? time - kTimesInAll : time;
-}
-
 // Moves one track to a packet. Packet 0 takes a rewind: audio follows a video packet
 // only where that is not 0. So video goes there first, wherever it stands.
 void UnitFinder::StartAt(TrackKind kind, unsigned long long packet) {
@@ -50,13 +32,13 @@ void UnitFinder::StartAt(TrackKind kind, unsigned long long packet) {
     probe_->Rewind(kind);
     return;
   }
-  unsigned long long offset = known_.layout().PacketPosition(packet);
+  unsigned long long offset = near_->layout().PacketPosition(packet);
   if (HasVideo()) {
     const int status = probe_->SeekToOffset(TrackKind::kVideo, offset);
     if (status < 0) status_ = status;
     if (kind == TrackKind::kVideo) return;
   } else {
-    offset -= known_.layout().packetLength;  // one packet further than it says
+    offset -= near_->layout().packetLength;  // one packet further than it says
   }
   const int status = probe_->SeekToOffset(TrackKind::kAudio, offset);
   if (status < 0) status_ = status;
@@ -72,43 +54,64 @@ const AccessUnit* UnitFinder::FirstKeyFrame(const SeekPoint& point) {
   return probe_->PeekUnit(TrackKind::kVideo, true);
 }
 
-// The delivery's own key frame test may refuse a frame that is flagged as one. So
-// the points up to the target are tried in growing numbers, the latest first, until
-// one of them comes out.
+// Asks for more points until those that count are all there, and then of `find` which one
+// it is. Points in front are needed as well where those that there are won't do.
+template <typename Found, typename Find>
+std::optional<Found> UnitFinder::Search(StreamKind kind, long long target, Find find) {
+  bool isLearned = near_->LookAround(kind, target);
+  for (; isLearned; isLearned = near_->LookFurther()) {
+    const std::optional<Found> found = find();
+    if (found || known().fromStart() || !IsSure()) return found;
+  }
+  isUnsure_ = true;
+  return std::nullopt;
+}
+
 std::optional<SeekPoint> UnitFinder::FindVideo(long long target) {
-  const std::vector<SeekPoint>& points = known_.video();
-  const auto behind =
-      std::partition_point(known_.byTime().begin(), known_.byTime().end(),
-                           [&](std::size_t point) { return Ms(points[point].timeMs) <= target; });
-  const auto count = static_cast<std::size_t>(behind - known_.byTime().begin());
+  return Search<SeekPoint>(StreamKind::kVideo, target, [&]() -> std::optional<SeekPoint> {
+    const std::size_t count = known().VideoUpTo(target);
+    if (count == 0 || !near_->HasAllSince(Ms(known().video()[known().byTime()[count - 1]].timeMs)))
+      return std::nullopt;
+    const auto point = FindKnownVideo(target, count);
+    return point && near_->HasAllSince(Ms(point->timeMs)) ? point : std::nullopt;
+  });
+}
+
+// The delivery's own key frame test may refuse a frame that is flagged as one. So
+// the first `count` points by time are tried in growing numbers, the latest first, until
+// one of them comes out.
+std::optional<SeekPoint> UnitFinder::FindKnownVideo(long long target, std::size_t count) {
+  const std::vector<SeekPoint>& points = known().video();
+  const auto behind = known().byTime().begin() + Signed(count);
   std::size_t low = count;
   for (std::size_t span = 1; low != 0; span *= 2) {
     const std::size_t high = low;
+    if (span > count && !known().fromStart()) break;
     low = count - std::min(count, span);
     while (low != 0 && HasTimeOfNext(low - 1)) --low;
-    const auto [first, last] = std::minmax_element(known_.byTime().begin() + Signed(low), behind);
+    const auto [first, last] = std::minmax_element(known().byTime().begin() + Signed(low), behind);
     const Times seen =
-        KeyFrameTimes(*first, *last, points[known_.byTime()[count - 1]].timeMs, target);
+        KeyFrameTimes(*first, *last, points[known().byTime()[count - 1]].timeMs, target);
     if (const auto found = LastThatCameOut(low, high, seen)) return points[*found];
   }
   return std::nullopt;
 }
 
 bool UnitFinder::HasTimeOfNext(std::size_t k) const {
-  const std::vector<SeekPoint>& points = known_.video();
-  return points[known_.byTime()[k]].timeMs == points[known_.byTime()[k + 1]].timeMs;
+  const std::vector<SeekPoint>& points = known().video();
+  return points[known().byTime()[k]].timeMs == points[known().byTime()[k + 1]].timeMs;
 }
 
-// Of the points known_.byTime()[low] to known_.byTime()[high - 1] the latest whose time was seen,
+// Of the points known().byTime()[low] to known().byTime()[high - 1] the latest whose time was seen,
 // among equals the last in the file that the delivery accepts.
 std::optional<std::size_t> UnitFinder::LastThatCameOut(std::size_t low, std::size_t high,
                                                        const Times& seen) {
   for (std::size_t end = high; end > low;) {
     std::size_t begin = end - 1;
     while (begin > low && HasTimeOfNext(begin - 1)) --begin;
-    if (Has(seen, known_.video()[known_.byTime()[begin]].timeMs)) {
-      const std::vector<std::size_t> group(known_.byTime().begin() + Signed(begin),
-                                           known_.byTime().begin() + Signed(end));
+    if (Has(seen, known().video()[known().byTime()[begin]].timeMs)) {
+      const std::vector<std::size_t> group(known().byTime().begin() + Signed(begin),
+                                           known().byTime().begin() + Signed(end));
       if (const auto found = LastAccepted(group)) return found;
     }
     end = begin;
@@ -120,7 +123,7 @@ std::optional<std::size_t> UnitFinder::LastThatCameOut(std::size_t low, std::siz
 // Reading that starts with a point brings that time as long as one that is accepted
 // lies ahead.
 std::optional<std::size_t> UnitFinder::LastAccepted(const std::vector<std::size_t>& group) {
-  const std::vector<SeekPoint>& points = known_.video();
+  const std::vector<SeekPoint>& points = known().video();
   const unsigned long long time = points[group[0]].timeMs;
   std::size_t from = 0;
   for (std::size_t beyond = group.size(); beyond - from > 1;) {
@@ -138,7 +141,7 @@ std::optional<std::size_t> UnitFinder::LastAccepted(const std::vector<std::size_
 // come, or one behind `target` that is none of the points.
 UnitFinder::Times UnitFinder::KeyFrameTimes(std::size_t first, std::size_t last,
                                             unsigned long long wanted, long long target) {
-  const std::vector<SeekPoint>& points = known_.video();
+  const std::vector<SeekPoint>& points = known().video();
   Times known;
   for (std::size_t i = first; i <= last; ++i) known.push_back(points[i].timeMs);
   std::sort(known.begin(), known.end());
@@ -153,7 +156,7 @@ UnitFinder::Times UnitFinder::KeyFrameTimes(std::size_t first, std::size_t last,
       if (!isPassed) probe_->NextUnit(TrackKind::kVideo);
     }
     // A packet that fails ends the reading; behind it there may be more.
-    first = NextPointBehind(points, first, known_.layout().PacketAt(view_->lastReadAt()));
+    first = NextPointBehind(points, first, near_->layout().PacketAt(view_->lastReadAt()));
   }
   std::sort(seen.begin(), seen.end());
   return seen;
@@ -164,34 +167,35 @@ bool UnitFinder::StartAtKeyFrame(const SeekPoint& point) {
   return unit != nullptr && unit->timeMs == point.timeMs;
 }
 
+std::optional<UnitFinder::AudioPlace> UnitFinder::FindAudio(long long target) {
+  const auto found =
+      Search<AudioPlace>(StreamKind::kAudio, target, [&] { return FindKnownAudio(target); });
+  if (!found) probe_->Rewind(TrackKind::kAudio);
+  return found;
+}
+
 // The packet of the last point before the target need not bring a unit: units may be
 // stamped later than their object.
-std::optional<UnitFinder::AudioPlace> UnitFinder::FindAudio(long long target) {
-  const std::vector<SeekPoint>& points = known_.audio();
-  std::optional<std::size_t> best;
-  for (std::size_t i = 0; i < points.size(); ++i) {
-    const long long time = Ms(points[i].timeMs);
-    if (time <= target && (!best || time >= Ms(points[*best].timeMs))) best = i;
-  }
-  const auto point = best ? LastWithAudio(*best, target) : std::nullopt;
+std::optional<UnitFinder::AudioPlace> UnitFinder::FindKnownAudio(long long target) {
+  const std::vector<SeekPoint>& points = known().audio();
+  const std::size_t best = known().LastAudioUpTo(target);
+  if (best == points.size() || !near_->HasAllSince(Ms(points[best].timeMs))) return std::nullopt;
+  const auto point = LastWithAudio(best, target);
   const auto unit = point ? LastAudioUnit(points[*point].packet, target) : std::nullopt;
-  if (!unit || !StartAtAudio(points[*point].packet, *unit)) {
-    probe_->Rewind(TrackKind::kAudio);
-    return std::nullopt;
-  }
+  if (!unit || !StartAtAudio(points[*point].packet, *unit)) return std::nullopt;
   return AudioPlace{points[*point].packet, unit->timeMs};
 }
 
 // The last point up to `best` from which reading begins at or before the target.
 std::optional<std::size_t> UnitFinder::LastWithAudio(std::size_t best, long long target) {
   const auto begins = [&](std::size_t point) {
-    StartAt(TrackKind::kAudio, known_.audio()[point].packet);
+    StartAt(TrackKind::kAudio, known().audio()[point].packet);
     const AccessUnit* unit = probe_->PeekUnit(TrackKind::kAudio);
     return unit != nullptr && Ms(unit->timeMs) <= target;
   };
   std::size_t found = best, beyond = best + 1;
   for (std::size_t step = 1; !begins(found); step *= 2) {
-    if (found == 0) return std::nullopt;
+    if (found == 0 || (step > found && !known().fromStart())) return std::nullopt;
     beyond = found;
     found -= std::min(found, step);
   }

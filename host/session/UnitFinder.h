@@ -6,39 +6,17 @@
 #include <optional>
 #include <vector>
 
-#include "qo_host/AsfLayout.h"
+#include "host/session/NearPoints.h"
 #include "qo_host/BorrowedSource.h"
 #include "qo_host/ParserSession.h"
-#include "qo_host/SeekPoints.h"
 
 namespace qo_host {
 
-// Points of a whole file, or of a part of it.
-class KnownPoints {
- public:
-  KnownPoints(const AsfLayout& layout, SeekPoints points);
-
-  const AsfLayout& layout() const { return layout_; }
-  const std::vector<SeekPoint>& video() const { return points_.video(); }
-  const std::vector<SeekPoint>& audio() const { return points_.audio(); }
-  // Indices of video(), the earliest first, equals in file order.
-  const std::vector<std::size_t>& byTime() const { return byTime_; }
-
- private:
-  AsfLayout layout_;
-  SeekPoints points_;
-  std::vector<std::size_t> byTime_;
-};
-
-// The time as a number that may lie before 0: one that lies within the preroll of a
-// compressed payload has wrapped in 32 bits.
-long long SignedMs(const AsfLayout& layout, unsigned long long timeMs);
-
 class UnitFinder {
  public:
-  // `probe` reads through `view`; all outlive this.
-  UnitFinder(const KnownPoints& known, ParserSession* probe, const BorrowedSource* view)
-      : known_(known), probe_(probe), view_(view) {}
+  // `near` is of the file that `probe` reads through `view`; all outlive this.
+  UnitFinder(NearPoints* near, ParserSession* probe, const BorrowedSource* view)
+      : near_(near), probe_(probe), view_(view) {}
 
   // The last key frame at or before `target` ms that the delivery accepts: the one with
   // the greatest time, among equals the last in the file.
@@ -54,7 +32,9 @@ class UnitFinder {
   };
   std::optional<AudioPlace> FindAudio(long long target);
 
-  // kParserOk, or how the parser refused to go to a packet: what was found may be wrong.
+  // False: not all could be looked at, so that what was found may be wrong. `near` says why,
+  // or the view, or status(): how the parser refused to go to a packet, otherwise kParserOk.
+  bool IsSure() const { return !isUnsure_ && status_ >= 0 && view_->failure() >= 0; }
   int status() const { return status_; }
 
  private:
@@ -66,11 +46,16 @@ class UnitFinder {
     unsigned int count;
   };
 
-  long long Ms(unsigned long long timeMs) const { return SignedMs(known_.layout(), timeMs); }
+  const KnownPoints& known() const { return near_->points(); }
+  long long Ms(unsigned long long timeMs) const { return SignedMs(near_->layout(), timeMs); }
   bool HasVideo() const { return probe_->FindTrack(TrackKind::kVideo) != nullptr; }
   void StartAt(TrackKind kind, unsigned long long packet);
   const AccessUnit* FirstKeyFrame(const SeekPoint& point);
 
+  template <typename Found, typename Find>
+  std::optional<Found> Search(StreamKind kind, long long target, Find find);
+  std::optional<SeekPoint> FindKnownVideo(long long target, std::size_t count);
+  std::optional<AudioPlace> FindKnownAudio(long long target);
   // Ranges are places in byTime().
   bool HasTimeOfNext(std::size_t k) const;
   std::optional<std::size_t> LastThatCameOut(std::size_t low, std::size_t high, const Times& seen);
@@ -82,10 +67,11 @@ class UnitFinder {
   std::optional<UnitMark> LastAudioUnit(unsigned long long packet, long long target);
   bool StartAtAudio(unsigned long long packet, UnitMark mark);
 
-  const KnownPoints& known_;
+  NearPoints* const near_;
   ParserSession* const probe_;
   const BorrowedSource* const view_;
   int status_ = kParserOk;
+  bool isUnsure_ = false;
 };
 
 }  // namespace qo_host

@@ -29,7 +29,7 @@ struct ExactSeek {
   enum class Problem : unsigned char {
     kNone,
     kNoTrack,        // the session is not open, or the file has none
-    kTooManyPoints,  // the video track has more than kMaxSeekPoints key frames
+    kTooManyPoints,  // all were walked, and the video track has more than kMaxSeekPoints key frames
     kSourceFailed,   // or threw; `status` is its failure
     kParserRefused,  // `status` is the parser's
   };
@@ -57,10 +57,22 @@ class ExactSeeker {
   // its time, or, without one, with the track's first. Without video it finds the
   // last audio unit at or before `timeMs`.
   //
-  // The first such seek, and the first after the session has changed streams, walks
-  // all packets and keeps what it learns; `progress` may be empty. Every seek tries its way with a
-  // parser of its own, which then takes the place of the session's: a seek that fails has moved
-  // nothing. No exception of the source passes; one of `progress` does, with nothing moved.
+  // Reads the packets around the place: a few evenly over the file, a few more to halve
+  // what lies between, and then in a row from in front of the key frame to half a second behind
+  // the target; the longer the key frames lie apart, and the less the times of a stream ascend
+  // along the file, the more. All packets are walked, once, where the times seen are more than 10 s
+  // out of order, or where half as many packets have been looked at, seeks before included;
+  // then nothing but what is played is read any more. What is learned is kept until the session
+  // changes streams.
+  //
+  // The answer is that of a walk over all packets, provided that what has not been read is in
+  // no worse order than what has. An object far from its place, alone in a long file, is missed:
+  // say, one whose time is damaged.
+  //
+  // `progress` may be empty; it is called with the packets looked at, over all seeks, or, while all
+  // are walked, with those walked. Every seek tries its way with a parser of its own, which then
+  // takes the place of the session's: a seek that fails has moved nothing. No exception of the
+  // source passes; one of `progress` does, with nothing moved.
   ExactSeek Seek(unsigned long long timeMs, const SeekPoints::Progress& progress = {});
 
  private:

@@ -32,6 +32,8 @@ class SeekPoints {
   WalkResult Learn(IDataSource* source, const AsfLayout& layout, const Progress& progress);
   // Adds those of one packet, which lies behind all that were added before.
   void Add(const Packet& packet, const AsfLayout& layout);
+  // Adds those of packets that lie behind all that were added before.
+  void Append(const SeekPoints& later);
 
   // The objects of the video track that are flagged as key frames, in file order.
   const std::vector<SeekPoint>& video() const { return video_; }
@@ -44,6 +46,7 @@ class SeekPoints {
  private:
   void AddVideo(const Packet& packet, unsigned char stream);
   void AddAudio(const Packet& packet, unsigned char stream);
+  void KeepAudio(const SeekPoint& point);
 
   std::vector<SeekPoint> video_;
   std::vector<SeekPoint> audio_;
