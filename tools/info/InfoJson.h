@@ -1,22 +1,14 @@
-// The JSON of asftool info.
+// What asftool info prints for programs.
 #ifndef QO_TOOLS_INFO_INFOJSON_H
 #define QO_TOOLS_INFO_INFOJSON_H
 
-#include <string>
-
-#include "qo_host/AsfLayout.h"
-#include "qo_host/FileHeader.h"
-#include "qo_host/ParserSession.h"
 #include "tools/common/Json.h"
+#include "tools/info/Description.h"
 
 namespace tool {
 
-// A file: its name, container, tracks, tags and picture.
-Json FileJson(const std::string& path, const qo_host::ParserSession& session,
-              const qo_host::AsfLayout& layout);
-
-// Every tag of a file under its own name, several values of one name among them.
-Json FileTagsJson(const qo_host::FileHeader& header);
+// All that is known of a file.
+Json DescriptionJson(Input* input, const Description& description);
 
 }  // namespace tool
 
