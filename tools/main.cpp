@@ -47,6 +47,7 @@ int Run(int argc, char** argv) {
   tool::AddVerify(app, options, &exitCode);
   tool::AddRepair(app, options, &exitCode);
   tool::AddSeek(app, options, &exitCode);
+  tool::AddReport(app, options, &exitCode);
   tool::AddTrace(app, options, &exitCode);
   try {
     app.parse(argc, argv);

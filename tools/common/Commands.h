@@ -35,6 +35,7 @@ void AddExtract(CLI::App& app, const Options& options, int* exitCode);
 void AddVerify(CLI::App& app, const Options& options, int* exitCode);
 void AddRepair(CLI::App& app, const Options& options, int* exitCode);
 void AddSeek(CLI::App& app, const Options& options, int* exitCode);
+void AddReport(CLI::App& app, const Options& options, int* exitCode);
 void AddTrace(CLI::App& app, const Options& options, int* exitCode);
 
 }  // namespace tool

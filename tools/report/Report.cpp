@@ -1,0 +1,60 @@
+// asftool report: a page about a file, to be looked at in a browser.
+#include <filesystem>
+#include <system_error>
+
+#include "tools/common/Commands.h"
+#include "tools/common/OutputFile.h"
+#include "tools/report/Page.h"
+#include "tools/report/Sections.h"
+
+namespace tool {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Arguments {
+  std::string file;
+  std::string output;
+};
+
+void WritePage(const Gathered& gathered, OutputFile* out) {
+  const auto write = [out](const std::string& text) {
+    out->Write(reinterpret_cast<const unsigned char*>(text.data()), text.size());
+  };
+  write(PageStart(fs::path(gathered.input->path()).filename().string()));
+  for (const auto section : {OverviewSection, StreamsSection, TagsSection, BitrateSection,
+                             KeyFrameSection, InterleaveSection, PacketSection, SeekSection}) {
+    write(section(gathered));
+  }
+  write(PageEnd());
+}
+
+void Run(const Arguments& arguments, const Options& options, int* exitCode) {
+  std::error_code ignored;  // a path that cannot be looked up fails when it is opened
+  if (fs::equivalent(arguments.file, arguments.output, ignored)) {
+    throw Failure(kExitCannotRun, arguments.output + ": is the input: name another file to write");
+  }
+  NoticeInterruptions();
+  Input input(options, arguments.file);
+  OutputFile out(arguments.output);
+  const Gathered gathered = Gather(&input);
+  WritePage(gathered, &out);
+  out.Finish();
+  PrintProblems(input, gathered.verdict);
+  *exitCode = gathered.verdict.exitCode();
+}
+
+}  // namespace
+
+void AddReport(CLI::App& app, const Options& options, int* exitCode) {
+  auto arguments = std::make_shared<Arguments>();
+  CLI::App* command =
+      app.add_subcommand("report", "Write a page about a file, to be looked at in a browser");
+  command->add_option("FILE", arguments->file, "The file")->required();
+  command->add_option("-o,--output", arguments->output, "The page (HTML)")
+      ->required()
+      ->type_name("PAGE");
+  command->callback([arguments, &options, exitCode] { Run(*arguments, options, exitCode); });
+}
+
+}  // namespace tool
