@@ -21,6 +21,10 @@ std::string Fact(const char* name, const std::string& value) {
   return Element("div", Element("dt", name) + Element("dd", value));
 }
 
+std::string SizeAndBytes(unsigned long long bytes) {
+  return SizeText(static_cast<double>(bytes)) + " (" + Grouped(bytes) + " bytes)";
+}
+
 std::string PacketsFact(const Gathered& gathered) {
   const PacketExtent& extent = gathered.extent;
   if (extent.layout.packetLength == 0) return "none that can be found";
@@ -40,10 +44,7 @@ std::string Facts(const Gathered& gathered) {
   const qo_host::AsfLayout& layout = gathered.input->layout();
   const qo_host::ParserSession& session = gathered.input->session();
   std::string facts;
-  if (layout.fileSize) {
-    facts += Fact("File size", SizeText(static_cast<double>(*layout.fileSize)) + " (" +
-                                   Grouped(*layout.fileSize) + " bytes)");
-  }
+  if (layout.fileSize) facts += Fact("File size", SizeAndBytes(*layout.fileSize));
   const unsigned long long durationMs = session.durationMs();
   if (durationMs != 0) facts += Fact("Duration", TimeText(durationMs));
   if (durationMs != 0 && layout.fileSize) {
@@ -94,7 +95,7 @@ std::string StreamFacts(const ListedStream& stream, const StreamMeasure& measure
   if (stream.hidden) state += ", in the header extension only";
   if (stream.encrypted) state += ", encrypted";
   add("State", state);
-  add("Payload", SizeText(static_cast<double>(measure.bytes)));
+  facts += Fact("Payload", SizeAndBytes(measure.bytes));
   facts += Fact("Media objects", Grouped(measure.objects));
   add("Times", TimesText(measure));
   return facts;

@@ -113,6 +113,10 @@ std::string Table(const std::vector<std::string>& headings, const Rows& rows) {
   return Element("div", Element("table", table), "class=\"scroll\"") + "\n";
 }
 
+std::string Folded(const std::string& summary, const std::string& body) {
+  return Element("details", Element("summary", summary) + body) + "\n";
+}
+
 std::string PageStart(const std::string& title) {
   return "<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\"/>\n"
          "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; "

@@ -21,6 +21,9 @@ using Rows = std::vector<std::vector<std::string>>;
 // A table that a narrow page scrolls.
 std::string Table(const std::vector<std::string>& headings, const Rows& rows);
 
+// What is folded away under a line of words until it is asked for; markup.
+std::string Folded(const std::string& summary, const std::string& body);
+
 // The page up to its parts, and what closes it. `title` is text.
 std::string PageStart(const std::string& title);
 std::string PageEnd();

@@ -36,14 +36,22 @@ std::string ModeWords(const SurveyedMode& mode) {
   return words + ".";
 }
 
+std::string TimeOr(const std::optional<long long>& timeMs, const char* otherwise) {
+  return timeMs ? TimeText(static_cast<unsigned long long>(*timeMs)) : otherwise;
+}
+
 std::string Tooltip(const SurveyedSeek& seek) {
-  std::string text = "to " + TimeText(seek.targetMs);
-  if (seek.shouldMs)
-    text += ", should be at " + TimeText(static_cast<unsigned long long>(*seek.shouldMs));
-  if (seek.landedMs)
-    text += ", landed at " + TimeText(static_cast<unsigned long long>(*seek.landedMs));
-  return text + (seek.landedMs ? "" : ", landed nowhere") + ", " + Count(seek.probes, "packet") +
-         " probed";
+  return "to " + TimeText(seek.targetMs) + ", should land at " + TimeOr(seek.shouldMs, "no place") +
+         ", landed at " + TimeOr(seek.landedMs, "no place");
+}
+
+std::string ModeNumbers(const SurveyedMode& mode) {
+  Rows rows;
+  for (const SurveyedSeek& seek : mode.seeks) {
+    rows.push_back({TimeText(seek.targetMs), TimeOr(seek.shouldMs, "nowhere"),
+                    TimeOr(seek.landedMs, "nowhere"), Grouped(seek.probes)});
+  }
+  return Folded("In numbers", Table({"Target", "Should land", "Landed", "Packets probed"}, rows));
 }
 
 std::string ModeFigure(const SurveyedMode& mode, double endMs) {
@@ -67,7 +75,7 @@ std::string ModeFigure(const SurveyedMode& mode, double endMs) {
                   isRight ? "hit" : "miss", Tooltip(seek));
   }
   const std::string name = std::string("seek-") + mode.name;
-  return Figure(name, ModeWords(mode), "", chart.Svg(name));
+  return Figure(name, ModeWords(mode), "", chart.Svg(name) + ModeNumbers(mode));
 }
 
 std::string LegendItem(const char* shape, const char* style, const char* words) {

@@ -12,6 +12,7 @@ namespace tool {
 namespace {
 
 constexpr std::size_t kStreamsDrawn = 8;
+constexpr std::size_t kRowsOfNumbers = 24;
 
 using NumberedStream = std::pair<unsigned char, const StreamMeasure*>;
 
@@ -85,6 +86,21 @@ const Point& Highest(const std::vector<Point>& points) {
 
 std::string ClockAt(double ms) { return TimeText(static_cast<unsigned long long>(ms)); }
 
+// The same bins, fewer of them, for whom a picture tells nothing.
+std::string BitrateNumbers(const StreamMeasure& stream, long long binMs) {
+  const long long used = stream.times.greatest / binMs + 1;
+  const auto bins = static_cast<std::size_t>(used);
+  const std::size_t atOnce = (bins - 1) / kRowsOfNumbers + 1;
+  Rows rows;
+  for (std::size_t bin = 0; bin < bins; bin += atOnce) {
+    unsigned long long bytes = 0;
+    for (std::size_t i = bin; i < std::min(bin + atOnce, bins); ++i) bytes += stream.bytesOver[i];
+    rows.push_back(
+        {ClockAt(static_cast<double>(bin) * static_cast<double>(binMs)), Grouped(bytes)});
+  }
+  return Folded("In numbers", Table({"From", "Bytes"}, rows));
+}
+
 std::string BitrateFigure(const NumberedStream& numbered, const Measures& measures) {
   const StreamMeasure& stream = *numbered.second;
   const std::vector<Point> steps = Steps(stream, measures.binMs());
@@ -101,7 +117,7 @@ std::string BitrateFigure(const NumberedStream& numbered, const Measures& measur
   Chart chart(TimeAxis(EndMs(measures)), BitrateAxis(peak.y));
   chart.AddArea({steps}, StyleOf(stream.kind));
   const std::string name = "bitrate-" + std::to_string(numbered.first);
-  return Figure(name, words, "", chart.Svg(name));
+  return Figure(name, words, "", chart.Svg(name) + BitrateNumbers(stream, measures.binMs()));
 }
 
 // Of the bins of time, those in which a key frame comes after another.
