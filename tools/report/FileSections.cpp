@@ -65,12 +65,12 @@ std::string FindingRow(const qo_host::Finding& finding) {
                            Escaped(FindingText(finding)));
 }
 
-std::string VerdictText(const Verdict& verdict) {
-  if (verdict.exitCode() != kExitGood) {
+std::string VerdictText(Judgement judgement) {
+  if (judgement == Judgement::kBad) {
     return Element("p", "\u2716 Bad: something of it is lost or played wrongly",
                    "class=\"verdict problem\"");
   }
-  if (verdict.isMended()) {
+  if (judgement == Judgement::kGoodWithKit) {
     return Element("p", "\u2714 Good with the kit, which mends what a bare host would meet",
                    "class=\"verdict mended\"");
   }
@@ -159,9 +159,10 @@ std::string Cover(const qo_host::ParserSession& session) {
 std::string OverviewSection(const Gathered& gathered) {
   const std::string name = std::filesystem::path(gathered.input->path()).filename().string();
   std::string findings;
-  for (const qo_host::Finding& finding : gathered.verdict.findings) findings += FindingRow(finding);
-  std::string overview = Element("h1", FileText(name)) + VerdictText(gathered.verdict) + "\n" +
-                         Section("The file", Element("dl", Facts(gathered)));
+  for (const qo_host::Finding& finding : gathered.played.verdict.findings)
+    findings += FindingRow(finding);
+  std::string overview = Element("h1", FileText(name)) + VerdictText(gathered.played.judgement()) +
+                         "\n" + Section("The file", Element("dl", Facts(gathered)));
   if (!findings.empty()) {
     overview += Section("Findings", Element("ul", findings, "class=\"findings\""));
   }
@@ -170,7 +171,9 @@ std::string OverviewSection(const Gathered& gathered) {
 
 std::string StreamsSection(const Gathered& gathered) {
   std::string streams;
-  for (const ListedStream& stream : ListStreams(gathered.input)) {
+  const std::vector<ListedStream> listed = ListStreams(gathered.input);
+  for (std::size_t i = 0; i < std::min(listed.size(), kRowsShown); ++i) {
+    const ListedStream& stream = listed[i];
     const StreamMeasure& measure = gathered.measures.streams().at(stream.number);
     streams += Element("h3", "Stream " + std::to_string(stream.number) + ", " +
                                  StreamKindName(stream.kind)) +

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 
-#include "qo_host/FileCheck.h"
 #include "tools/common/Output.h"
 #include "tools/common/OutputFile.h"
 
@@ -12,28 +11,6 @@ namespace {
 
 // Passes over the file, for the progress bar.
 constexpr unsigned long long kPasses = 2;
-
-void Show(const Input& input, ProgressBar* bar, unsigned long long done, unsigned long long total) {
-  if (IsInterrupted()) throw Failure(kExitCannotRun, input.path() + ": interrupted");
-  bar->Show(done, total);
-}
-
-void JudgeByPlayOut(Input* input, ProgressBar* bar, Verdict* verdict) {
-  const unsigned long long fileSize = input->layout().fileSize.value_or(0);
-  qo_host::FileCheck check(input->session(), input->file());
-  qo_host::Totals totals;
-  while (const qo_host::AccessUnit* unit = input->session().NextUnit()) {
-    totals.Add(*unit);
-    input->CheckRead(check.Follow());
-    unsigned long long position = 0;
-    input->session().view()->GetPosition(&position);
-    Show(*input, bar, position, kPasses * fileSize);
-  }
-  JudgePlayOut(input, totals, verdict);
-  std::vector<qo_host::Finding> findings;
-  input->CheckRead(check.Finish(verdict->findings, &findings));
-  verdict->Add(findings);
-}
 
 // The stream that is played of a kind; otherwise the first described.
 std::optional<unsigned char> StreamOf(Input* input, qo_host::StreamKind kind) {
@@ -60,7 +37,7 @@ Measures::Expectation Expected(Input* input, const PacketExtent& extent) {
   return expected;
 }
 
-Measures Measured(Input* input, const PacketExtent& extent, ProgressBar* bar) {
+Measures Measured(Input* input, const PacketExtent& extent, const Watch& watch) {
   Measures measures(Expected(input, extent));
   for (const qo_host::StreamHeader& stream : input->header().streams) {
     measures.AddStream(stream.number, stream.kind);
@@ -70,8 +47,7 @@ Measures Measured(Input* input, const PacketExtent& extent, ProgressBar* bar) {
     const bool isDamaged =
         presented != nullptr && presented->damage().packets.count(packet.number) != 0;
     measures.Add(packet, isDamaged);
-    Show(*input, bar, extent.count + packet.number, kPasses * extent.count);
-    return true;
+    return watch(packet.number * extent.layout.packetLength);
   });
   return measures;
 }
@@ -79,13 +55,20 @@ Measures Measured(Input* input, const PacketExtent& extent, ProgressBar* bar) {
 }  // namespace
 
 Gathered Gather(Input* input) {
-  ProgressBar bar;
-  Verdict verdict = OpenAndJudge(input);
-  if (input->openStatus() == kParserOk) JudgeByPlayOut(input, &bar, &verdict);
+  ProgressBar bar(ProgressBar::Measure::kBytes);
+  unsigned long long size = 0;
+  if (input->file()->GetSize(&size) != 0) size = 0;  // then there is no bar
+  const auto pass = [&](unsigned int number) -> Watch {
+    return [&bar, size, number](unsigned long long done) {
+      bar.Show(number * size + done, kPasses * size);
+      return !IsInterrupted();
+    };
+  };
+  PlayOut played = Judge(input, pass(0));
   PacketExtent extent = FindPackets(input);
-  Measures measures = Measured(input, extent, &bar);
+  Measures measures = Measured(input, extent, pass(1));
   std::vector<SurveyedMode> seeks = SurveySeeks(input, measures.Targets());
-  return {input, std::move(verdict), std::move(extent), std::move(measures), std::move(seeks)};
+  return {input, std::move(played), std::move(extent), std::move(measures), std::move(seeks)};
 }
 
 }  // namespace tool

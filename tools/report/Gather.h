@@ -5,16 +5,16 @@
 
 #include <vector>
 
-#include "tools/common/Verdict.h"
 #include "tools/report/Measures.h"
 #include "tools/report/PacketScan.h"
 #include "tools/report/SeekSurvey.h"
+#include "tools/verify/Judge.h"
 
 namespace tool {
 
 struct Gathered {
   Input* input;  // opened, with success or not
-  Verdict verdict;
+  PlayOut played;
   PacketExtent extent;
   Measures measures;
   std::vector<SurveyedMode> seeks;

@@ -9,7 +9,7 @@
 namespace tool {
 namespace {
 
-constexpr std::size_t kLongestText = 4000;  // bytes
+constexpr std::size_t kLongestText = 1000;  // bytes
 constexpr const char* kReplacement = "\uFFFD";
 
 struct CodePoint {

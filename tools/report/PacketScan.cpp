@@ -67,7 +67,7 @@ void ScanPackets(const Input& input, const PacketExtent& extent,
     for (unsigned long long at = 0; at < got; at += length) {
       const unsigned long long present = std::min(length, got - at);
       reader.Read(block.data() + at, static_cast<std::size_t>(present), &packet);
-      if (!visit(packet)) return;
+      if (!visit(packet)) throw Failure(kExitCannotRun, input.path() + ": interrupted");
       ++packet.number;
     }
   }

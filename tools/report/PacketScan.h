@@ -21,7 +21,7 @@ struct PacketExtent {
 PacketExtent FindPackets(Input* input);
 
 // Hands the packets to `visit` in file order, each taken as it says and by its own bytes
-// alone; false ends the scan. Memory: 64 KiB or a packet. Throws Failure.
+// alone. Memory: 64 KiB or a packet. Throws Failure, also where `visit` answers false.
 void ScanPackets(const Input& input, const PacketExtent& extent,
                  const std::function<bool(const qo_host::Packet&)>& visit);
 

@@ -22,8 +22,9 @@ void WritePage(const Gathered& gathered, OutputFile* out) {
     out->Write(reinterpret_cast<const unsigned char*>(text.data()), text.size());
   };
   write(PageStart(fs::path(gathered.input->path()).filename().string()));
-  for (const auto section : {OverviewSection, StreamsSection, TagsSection, BitrateSection,
-                             KeyFrameSection, InterleaveSection, PacketSection, SeekSection}) {
+  for (const auto section :
+       {OverviewSection, StreamsSection, TagsSection, BitrateSection, KeyFrameSection,
+        InterleaveSection, PacketSection, SeekSection, TreeSection}) {
     write(section(gathered));
   }
   write(PageEnd());
@@ -40,8 +41,8 @@ void Run(const Arguments& arguments, const Options& options, int* exitCode) {
   const Gathered gathered = Gather(&input);
   WritePage(gathered, &out);
   out.Finish();
-  PrintProblems(input, gathered.verdict);
-  *exitCode = gathered.verdict.exitCode();
+  PrintProblems(input, gathered.played.verdict);
+  *exitCode = gathered.played.verdict.exitCode();
 }
 
 }  // namespace

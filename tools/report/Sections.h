@@ -23,6 +23,9 @@ std::string PacketSection(const Gathered& gathered);
 
 std::string SeekSection(const Gathered& gathered);
 
+// Its objects and their fields, folded. Reads the file; throws Failure.
+std::string TreeSection(const Gathered& gathered);
+
 }  // namespace tool
 
 #endif  // QO_TOOLS_REPORT_SECTIONS_H
