@@ -114,9 +114,12 @@ std::string TimesFigure(const Gathered& gathered) {
   times.ticks = kept;
   Chart chart(PositionAxis(gathered), times);
   for (const PlacedStream& stream : streams) chart.AddLine({stream.points}, stream.style.c_str());
-  const std::string words = Element("b", "Times in the file") +
-                            ": the presentation time that each stream has reached at each "
-                            "place of the file. An even file gives straight lines that lie close.";
+  const std::string words =
+      Element("b", "Times in the file") +
+      ": the presentation time that each stream has reached at each "
+      "place of the file" +
+      (streams.size() == 1 ? ". An even file gives a straight line."
+                           : ". An even file gives straight lines that lie close.");
   return Figure("times", words, LegendOf(streams), chart.Svg("times"));
 }
 

@@ -47,7 +47,7 @@ std::string Facts(const Gathered& gathered) {
   if (layout.fileSize) facts += Fact("File size", SizeAndBytes(*layout.fileSize));
   const unsigned long long durationMs = session.durationMs();
   if (durationMs != 0) facts += Fact("Duration", TimeText(durationMs));
-  if (durationMs != 0 && layout.fileSize) {
+  if (durationMs != 0 && layout.fileSize && !layout.IsTruncated()) {
     facts += Fact("Bit rate, on average", BitrateText(static_cast<double>(*layout.fileSize) * 8000 /
                                                       static_cast<double>(durationMs)));
   }

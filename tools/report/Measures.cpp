@@ -6,7 +6,7 @@
 namespace tool {
 namespace {
 
-constexpr long long kNarrowestBinMs = 500;
+constexpr long long kNarrowestBinMs = 100;
 
 // Objects that jump further ahead than this, and behind the end that is expected, carry a
 // time that came of damage: one of them would press all others into a single bin.

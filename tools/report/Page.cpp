@@ -32,7 +32,7 @@ figcaption { margin-bottom: 0.25rem; }
 .verdict { font-size: 1.1rem; font-weight: 600; }
 .good { color: var(--good); } .mended { color: var(--mended); } .problem { color: var(--bad); }
 .dim { color: var(--dim); }
-dl { display: grid; grid-template-columns: repeat(auto-fill, minmax(9.5rem, 1fr)); gap: 0.5rem 1rem;
+dl { display: grid; grid-template-columns: repeat(auto-fill, minmax(12rem, 1fr)); gap: 0.5rem 1rem;
   margin: 0; }
 dt { color: var(--dim); font-size: 0.85rem; }
 dd { margin: 0; }
@@ -74,7 +74,8 @@ svg { overflow: visible; }
 .hurt { fill: none; stroke: var(--bad); stroke-width: 1.6; }
 .gone { fill: none; stroke: var(--dim); stroke-width: 0.6; stroke-dasharray: 1.5 1.5; }
 @media (max-width: 40rem) {
-  body { padding: 0.6rem; } section { padding: 0.75rem; } .wide { display: none; }
+  body { padding: 0.6rem; } dl { grid-template-columns: repeat(auto-fill, minmax(8.5rem, 1fr)); }
+  section { padding: 0.75rem; } .wide { display: none; }
   .findings li { padding-left: 0; text-indent: 0; } .findings b { width: auto; margin-right: 0.4rem; }
 }
 @media print { section { break-inside: avoid; } }

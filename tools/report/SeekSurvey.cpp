@@ -29,11 +29,12 @@ std::optional<long long> Closest(const SeekTarget& target) {
 }
 
 const Mode kModes[] = {
-    {"previous", "the last key frame at or before the target", kSeekPreviousSync,
+    {"previous", "the last place at or before the target where playing can start",
+     kSeekPreviousSync,
      [](const SeekTarget& target) { return OrElse(target.before, target.after); }},
-    {"next", "the first key frame at or after the target", kSeekNextSync,
+    {"next", "the first place at or after the target where playing can start", kSeekNextSync,
      [](const SeekTarget& target) { return OrElse(target.after, target.before); }},
-    {"closest", "the key frame nearest to the target", kSeekClosestSync, Closest},
+    {"closest", "of these two places the nearer one", kSeekClosestSync, Closest},
 };
 
 // By the first unit of the track of `kind`.

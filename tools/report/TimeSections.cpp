@@ -1,5 +1,6 @@
 // What changes over the presentation's time: bit rates, key frames.
 #include <algorithm>
+#include <cmath>
 
 #include "qo_host/StreamKind.h"
 #include "tools/common/Output.h"
@@ -49,21 +50,26 @@ double EndMs(const Measures& measures) {
   return static_cast<double>(endMs);
 }
 
-// So many bins of time at once that a stream of few objects does not fall to nothing between
-// them.
-std::size_t BinsAtOnce(const StreamMeasure& stream, long long binMs) {
-  const long long lengthMs = std::max(stream.times.greatest - stream.times.least, 1ll);
-  const auto objects = static_cast<long long>(std::max(stream.objects, 1ull));
-  return static_cast<std::size_t>(1 + 2 * lengthMs / objects / binMs);
+// Ms from the first object to the end of the last, which lasts as long as others do.
+double LengthMs(const StreamMeasure& stream) {
+  const auto betweenMs = static_cast<double>(stream.times.greatest - stream.times.least);
+  return betweenMs +
+         std::max(betweenMs / static_cast<double>(std::max(stream.objects, 2ull) - 1), 1.0);
 }
 
-// Bits per second as steps. The last one goes as far as its last object lasts.
+// So many bins of time at once that a stream of few objects does not fall to nothing between
+// them, and that of a file of usual length a second goes together.
+std::size_t BinsAtOnce(const StreamMeasure& stream, long long binMs) {
+  const double objectMs = LengthMs(stream) / static_cast<double>(std::max(stream.objects, 1ull));
+  const double wishedMs = std::max(2 * objectMs, std::min(LengthMs(stream) / 24, 1000.0));
+  return static_cast<std::size_t>(std::ceil(wishedMs / static_cast<double>(binMs)));
+}
+
+// Bits per second as steps.
 std::vector<Point> Steps(const StreamMeasure& stream, long long binMs) {
   const std::size_t atOnce = BinsAtOnce(stream, binMs);
   const auto width = static_cast<double>(static_cast<long long>(atOnce) * binMs);
-  const auto lengthMs = static_cast<double>(stream.times.greatest - stream.times.least);
-  const double objectMs = lengthMs / static_cast<double>(std::max(stream.objects, 1ull));
-  const double endMs = static_cast<double>(stream.times.greatest) + std::max(objectMs, 1.0);
+  const double endMs = static_cast<double>(stream.times.least) + LengthMs(stream);
   std::vector<Point> steps;
   for (std::size_t bin = 0; bin < Measures::kBins; bin += atOnce) {
     const double fromMs = static_cast<double>(bin) * static_cast<double>(binMs);
@@ -72,7 +78,8 @@ std::vector<Point> Steps(const StreamMeasure& stream, long long binMs) {
     for (std::size_t i = bin; i < std::min(bin + atOnce, Measures::kBins); ++i) {
       bytes += static_cast<double>(stream.bytesOver[i]);
     }
-    const double coveredMs = std::min(std::max(endMs - fromMs, width / 4), width);
+    // The end of a stream mostly lies within a bin.
+    const double coveredMs = std::clamp(endMs - fromMs, width / 4, width);
     steps.push_back({fromMs, bytes * 8000 / coveredMs});
     steps.push_back({std::min(fromMs + width, endMs), bytes * 8000 / coveredMs});
   }
@@ -105,11 +112,13 @@ std::string BitrateFigure(const NumberedStream& numbered, const Measures& measur
   const StreamMeasure& stream = *numbered.second;
   const std::vector<Point> steps = Steps(stream, measures.binMs());
   const Point& peak = Highest(steps);
-  const double lengthMs = static_cast<double>(stream.times.greatest - stream.times.least);
-  const double mean = static_cast<double>(stream.bytes - stream.astrayBytes) * 8000 / lengthMs;
-  std::string words = Element("b", NameOf(numbered)) + ": ";
-  if (lengthMs > 0) words += Escaped(BitrateText(mean)) + " on average, ";
-  words += "at most " + Escaped(BitrateText(peak.y)) + ", at " + ClockAt(peak.x) + ".";
+  const double mean =
+      static_cast<double>(stream.bytes - stream.astrayBytes) * 8000 / LengthMs(stream);
+  const auto overMs = static_cast<double>(measures.binMs()) *
+                      static_cast<double>(BinsAtOnce(stream, measures.binMs()));
+  std::string words = Element("b", NameOf(numbered)) + ": " + BitrateText(mean) +
+                      " on average; over " + DistanceText(overMs) + " at most " +
+                      BitrateText(peak.y) + ", at " + ClockAt(peak.x) + ".";
   if (stream.astrayBytes != 0) {
     words +=
         " " + Grouped(stream.astrayBytes) + " bytes at times that cannot be right are left out.";
