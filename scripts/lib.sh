@@ -11,6 +11,7 @@ gstreamer_packages=(pkg-config libgstreamer1.0-dev libgstreamer-plugins-base1.0-
 # What the tests need besides.
 test_packages=(binutils make pkg-config python3 libgtest-dev abigail-tools blueprint-tools
   doxygen libavcodec-dev libavutil-dev libswscale-dev
+  ffmpeg gstreamer1.0-tools gstreamer1.0-plugins-good gstreamer1.0-plugins-ugly
   "${gstreamer_packages[@]}")
 # What the presets need besides that build with clang: asan, fuzz, coverage.
 clang_packages=(clang-14 libclang-rt-14-dev)
