@@ -4,7 +4,7 @@
 
 #include "tools/common/Output.h"
 #include "tools/common/Words.h"
-#include "tools/info/Streams.h"
+#include "tools/info/StreamFacts.h"
 #include "tools/report/Axis.h"
 #include "tools/report/Html.h"
 #include "tools/report/Page.h"
@@ -83,17 +83,18 @@ std::string TimesText(const StreamMeasure& stream) {
          TimeText(static_cast<unsigned long long>(stream.times.greatest));
 }
 
-std::string StreamFacts(const ListedStream& stream, const StreamMeasure& measure) {
+std::string StreamText(const StreamFacts& stream, const StreamMeasure& measure) {
   std::string facts;
   const auto add = [&facts](const char* name, const std::string& text) {
     if (!text.empty()) facts += Fact(name, FileText(text));
   };
   add("Codec", stream.codec);
+  add("Profile", stream.profile);
   add("Name", stream.name);
   add("Language", stream.language);
   std::string state = stream.chosen ? "played" : "not played";
-  if (stream.hidden) state += ", in the header extension only";
-  if (stream.encrypted) state += ", encrypted";
+  if (stream.header->hidden) state += ", in the header extension only";
+  if (stream.header->encrypted) state += ", encrypted";
   add("State", state);
   facts += Fact("Payload", SizeAndBytes(measure.bytes));
   facts += Fact("Media objects", Grouped(measure.objects));
@@ -171,13 +172,13 @@ std::string OverviewSection(const Gathered& gathered) {
 
 std::string StreamsSection(const Gathered& gathered) {
   std::string streams;
-  const std::vector<ListedStream> listed = ListStreams(gathered.input);
+  const std::vector<StreamFacts> listed = GatherStreams(gathered.input);
   for (std::size_t i = 0; i < std::min(listed.size(), kRowsShown); ++i) {
-    const ListedStream& stream = listed[i];
-    const StreamMeasure& measure = gathered.measures.streams().at(stream.number);
-    streams += Element("h3", "Stream " + std::to_string(stream.number) + ", " +
-                                 StreamKindName(stream.kind)) +
-               Element("dl", StreamFacts(stream, measure)) + "\n";
+    const StreamFacts& stream = listed[i];
+    const StreamMeasure& measure = gathered.measures.streams().at(stream.header->number);
+    streams += Element("h3", "Stream " + std::to_string(stream.header->number) + ", " +
+                                 StreamKindName(stream.header->kind)) +
+               Element("dl", StreamText(stream, measure)) + "\n";
   }
   return Section("Streams", streams);
 }

@@ -123,9 +123,9 @@ void Sweep(Seeker* seeker, const Targets& targets, int flags) {
   SweepWay(seeker, targets, "exact", {kSeekPreviousSync, flags, true});
 }
 
-// Where a seek to `target` ms landed.
-Json LandingJson(const Landing& landing, unsigned long long target) {
-  Json json;
+// Where a seek to `target` ms in a file landed.
+Json LandingJson(const std::string& file, const Landing& landing, unsigned long long target) {
+  Json json = Document(file);
   json["target_ms"] = target;
   json["packet"] = nullptr;
   if (landing.packet) json["packet"] = *landing.packet;
@@ -167,7 +167,7 @@ void Run(const Arguments& arguments, const Options& options, int* exitCode) {
                   arguments.file + ": seek to " + TimeText(target) + " failed: " + landing.problem);
   }
   if (arguments.json) {
-    Print(JsonText(LandingJson(landing, target)) + "\n");
+    Print(JsonText(LandingJson(arguments.file, landing, target)) + "\n");
   } else {
     PrintLanding(landing, target);
   }
