@@ -22,23 +22,37 @@ int PadSource::Open() { return 0; }
 int PadSource::Close() { return 0; }
 
 int PadSource::GetSize(unsigned long long* size) {
-  gint64 bytes = -1;
-  if (!gst_pad_peer_query_duration(sink_, GST_FORMAT_BYTES, &bytes) || bytes < 0) return -ESPIPE;
-  *size = static_cast<unsigned long long>(bytes);
-  return 0;
+  if (size_ == 0) size_ = QuerySize();
+  *size = size_;
+  return size_ != 0 ? 0 : -ESPIPE;
 }
 
-// Not into memory of our own: an element in between may not be able to fill it, and one
-// that ends early may not say how much of it it has filled.
+// 0 where upstream doesn't know.
+unsigned long long PadSource::QuerySize() {
+  gint64 bytes = -1;
+  const bool isKnown = gst_pad_peer_query_duration(sink_, GST_FORMAT_BYTES, &bytes) && bytes > 0;
+  return isKnown ? static_cast<unsigned long long>(bytes) : 0;
+}
+
+// Into the window itself. What lies at the end, or of a file of no known size, comes in a
+// buffer of upstream's: an element that is given one of ours doesn't always say how much
+// of it it has filled.
 int PadSource::Fetch(unsigned long long offset, void* buffer, unsigned long long* size) {
   const auto wanted = static_cast<guint>(std::min<unsigned long long>(*size, G_MAXINT));
   *size = 0;
-  GstBuffer* got = nullptr;
+  const bool isWhole = offset <= size_ && wanted <= size_ - offset;
+  GstBuffer* const ours =
+      isWhole ? gst_buffer_new_wrapped_full(static_cast<GstMemoryFlags>(0), buffer, wanted, 0,
+                                            wanted, nullptr, nullptr)
+              : nullptr;
+  GstBuffer* got = ours;
   const GstFlowReturn flow = gst_pad_pull_range(sink_, offset, wanted, &got);
   if (flow == GST_FLOW_OK) {
-    *size = gst_buffer_extract(got, 0, buffer, wanted);
-    gst_buffer_unref(got);
+    // Another one, where an element in between doesn't fill what it is given.
+    *size = got == ours ? gst_buffer_get_size(got) : gst_buffer_extract(got, 0, buffer, wanted);
+    if (got != ours) gst_buffer_unref(got);
   }
+  if (ours != nullptr) gst_buffer_unref(ours);
   if (flow == GST_FLOW_OK || flow == GST_FLOW_EOS) return 0;
   if (*flow_ == GST_FLOW_OK) *flow_ = flow;
   return flow == GST_FLOW_FLUSHING ? -ECANCELED : -EIO;

@@ -24,6 +24,9 @@ class PadSource final : public qo_host::CachedSource {
  private:
   int Fetch(unsigned long long offset, void* buffer, unsigned long long* size) override;
 
+  unsigned long long QuerySize();
+
+  unsigned long long size_ = 0;  // bytes; 0: not known, or not asked for
   GstPad* const sink_;
   std::atomic<GstFlowReturn>* const flow_;
 };
