@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "gst/PositionedSource.h"
+
 namespace {
 
 // How far pushes may be ahead of reads. Further ahead than that is nearer by a seek.
@@ -23,7 +25,7 @@ unsigned long long Add(unsigned long long a, unsigned long long b) {
 
 }  // namespace
 
-class QueueSource::Reader final : public IDataSource {
+class QueueSource::Reader final : public PositionedSource {
  public:
   explicit Reader(QueueSource* queue) : queue_(queue) {
     const std::lock_guard<std::mutex> lock(queue_->lock_);
@@ -36,40 +38,23 @@ class QueueSource::Reader final : public IDataSource {
   Reader(const Reader&) = delete;
   Reader& operator=(const Reader&) = delete;
 
-  int Open() override { return 0; }
-  int Close() override { return 0; }
   int GetSize(unsigned long long* size) override {
     if (queue_->size_ < 0) return -ESPIPE;
     *size = static_cast<unsigned long long>(queue_->size_);
     return 0;
   }
-  int ReadAt(unsigned long long offset, void* buffer, unsigned long long* size) override {
+  unsigned long long reached() const { return reached_; }
+
+ private:
+  int Fetch(unsigned long long offset, void* buffer, unsigned long long* size) override {
     {
       const std::lock_guard<std::mutex> lock(queue_->lock_);
       reached_ = offset;
     }
-    const int status = queue_->ReadAt(offset, buffer, size);
-    if (status >= 0) position_ = offset + *size;
-    return status;
-  }
-  int Read(void* buffer, unsigned long long* size) override {
-    return ReadAt(position_, buffer, size);
-  }
-  int SeekTo(unsigned long long offset, int whence) override {
-    if (whence != 0 && whence != 1) return -EINVAL;
-    position_ = whence == 1 ? position_ + offset : offset;
-    return 0;
-  }
-  int GetPosition(unsigned long long* position) override {
-    *position = position_;
-    return 0;
+    return queue_->ReadAt(offset, buffer, size);
   }
 
-  unsigned long long reached() const { return reached_; }
-
- private:
   QueueSource* const queue_;
-  unsigned long long position_ = 0;
   unsigned long long reached_ = 0;  // by the last read; under the queue's lock
 };
 
