@@ -10,7 +10,7 @@ namespace {
 // A jump reads the shortest window; reading on the longest, so that a pull's own cost
 // doesn't count.
 constexpr guint kMinWindowBytes = 64u << 10;
-constexpr guint kMaxWindowBytes = 256u << 10;
+constexpr guint kMaxWindowBytes = 128u << 10;
 
 }  // namespace
 
@@ -81,6 +81,8 @@ guint PadSource::WindowSize(unsigned long long start) const {
 // Has a window with the byte at `offset`, if there is one.
 GstFlowReturn PadSource::OpenWindow(unsigned long long offset) {
   const unsigned long long start = offset - offset % kMinWindowBytes;
+  // First, so that upstream gets its memory for the new one.
+  windows_[oldest_].Drop();
   Window window;
   const GstFlowReturn flow = gst_pad_pull_range(sink_, start, WindowSize(start), &window.buffer);
   if (flow != GST_FLOW_OK) return flow;
@@ -89,7 +91,6 @@ GstFlowReturn PadSource::OpenWindow(unsigned long long offset) {
     return GST_FLOW_ERROR;
   }
   window.offset = start;
-  windows_[oldest_].Drop();
   windows_[oldest_] = window;
   oldest_ = (oldest_ + 1) % windows_.size();
   return GST_FLOW_OK;
