@@ -12,7 +12,7 @@ namespace tool {
 
 struct Description {
   FileFacts file;
-  std::vector<StreamFacts> streams;  // in file order
+  std::vector<DescribedStream> streams;  // in file order
   Verdict verdict;
 };
 

@@ -138,7 +138,7 @@ Json PictureJson(const qo_host::ParserSession& session) {
           {"md5", Md5Text(picture->bytes.data(), picture->bytes.size())}};
 }
 
-Json StreamJson(const StreamFacts& facts) {
+Json StreamJson(const DescribedStream& facts) {
   const qo_host::StreamHeader& stream = *facts.header;
   Json json = {{"number", stream.number},
                {"kind", StreamKindName(stream.kind)},
@@ -197,7 +197,8 @@ Json DescriptionJson(Input* input, const Description& description) {
   Json json = Document(input->path());
   json["container"] = ContainerJson(input, description.file);
   json["streams"] = Json::array();
-  for (const StreamFacts& facts : description.streams) json["streams"].push_back(StreamJson(facts));
+  for (const DescribedStream& facts : description.streams)
+    json["streams"].push_back(StreamJson(facts));
   json["tracks"] = Json::array();
   for (const qo_host::Track& track : session.tracks()) json["tracks"].push_back(TrackJson(track));
   json["codec_list"] = CodecListJson(input->header());

@@ -88,7 +88,7 @@ void PrintContainer(Input* input, const FileFacts& facts) {
   for (const std::string& line : facts.encryption) PrintLine("encryption", Printable(line));
 }
 
-std::string PictureText(const StreamFacts& facts) {
+std::string PictureText(const DescribedStream& facts) {
   const auto& video = facts.header->video;
   if (!video) return "";
   std::string text =
@@ -102,7 +102,7 @@ std::string PictureText(const StreamFacts& facts) {
   return text + ", " + Count(video->bitCount, "bit") + " a pixel";
 }
 
-std::string SoundText(const StreamFacts& facts) {
+std::string SoundText(const DescribedStream& facts) {
   const auto& audio = facts.header->audio;
   if (!audio) return "";
   return std::to_string(audio->samplesPerSecond) + " Hz, " + Count(audio->channels, "channel") +
@@ -110,14 +110,14 @@ std::string SoundText(const StreamFacts& facts) {
          Count(audio->blockAlign, "byte");
 }
 
-std::string TimesText(const StreamFacts& facts) {
+std::string TimesText(const DescribedStream& facts) {
   if (!facts.startMs) return "";
   std::string text = "from " + TimeText(*facts.startMs);
   if (facts.durationMs) text += ", " + TimeText(*facts.durationMs) + " long";
   return text;
 }
 
-void PrintStream(const qo_host::FileHeader& header, const StreamFacts& facts) {
+void PrintStream(const qo_host::FileHeader& header, const DescribedStream& facts) {
   const qo_host::StreamHeader& stream = *facts.header;
   std::string codec = facts.codec == facts.tag ? "" : facts.codec + " ";
   if (!facts.tag.empty()) codec += "(" + facts.tag + ")";
@@ -180,7 +180,7 @@ void PrintDescription(Input* input, const Description& description) {
   const qo_host::FileHeader& header = input->header();
   Print(Bold(Printable(input->path()), stdout) + "\n");
   if (header.isAsf) PrintContainer(input, description.file);
-  for (const StreamFacts& stream : description.streams) PrintStream(header, stream);
+  for (const DescribedStream& stream : description.streams) PrintStream(header, stream);
   // As it is, the parser has its own view of what it plays.
   if (input->session().presented() == nullptr) {
     for (const qo_host::Track& track : input->session().tracks()) {

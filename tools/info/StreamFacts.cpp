@@ -48,7 +48,7 @@ unsigned long long StreamTag(const qo_host::FileHeader& header, unsigned char st
   return 0;
 }
 
-void AddPicture(const qo_host::FileHeader& header, StreamFacts* facts) {
+void AddPicture(const qo_host::FileHeader& header, DescribedStream* facts) {
   const StreamHeader& stream = *facts->header;
   if (!stream.video) return;
   facts->pixelAspect = MakeRatio(StreamTag(header, stream.number, "AspectRatioX"),
@@ -92,17 +92,17 @@ std::optional<Measurable<double>> FrameRateOf(const qo_host::ExtendedStream* ext
 }
 
 // The last object is as long as the first ones are on average.
-void AddTimes(const qo_host::StreamSample& sample, StreamFacts* facts) {
+void AddTimes(const qo_host::StreamSample& sample, DescribedStream* facts) {
   facts->startMs = sample.firstMs;
   if (!sample.firstMs || !sample.lastMs || *sample.lastMs < *sample.firstMs) return;
   const unsigned int step = sample.objects != 0 ? sample.spanMs / sample.objects : 0;
   facts->durationMs = *sample.lastMs - *sample.firstMs + step;
 }
 
-StreamFacts Gather(Input* input, const StreamHeader& stream, const Measured& measured) {
+DescribedStream Gather(Input* input, const StreamHeader& stream, const Measured& measured) {
   const qo_host::FileHeader& header = input->header();
   const qo_host::Track* const track = TrackOf(input, stream);
-  StreamFacts facts = {};
+  DescribedStream facts = {};
   facts.header = &stream;
   facts.tag = CodecTagText(stream);
   // That of a track is told by its data where the tag leaves it open.
@@ -126,7 +126,7 @@ StreamFacts Gather(Input* input, const StreamHeader& stream, const Measured& mea
 
 }  // namespace
 
-std::vector<StreamFacts> GatherStreams(Input* input) {
+std::vector<DescribedStream> GatherStreams(Input* input) {
   const qo_host::FileHeader& header = input->header();
   std::map<unsigned char, qo_host::StreamSample> samples;
   double bitsPerSecond = 0;
@@ -137,7 +137,7 @@ std::vector<StreamFacts> GatherStreams(Input* input) {
     const auto durationMs = static_cast<double>(input->session().durationMs());
     if (durationMs != 0) bitsPerSecond = bytes * 8000 / durationMs;
   }
-  std::vector<StreamFacts> streams;
+  std::vector<DescribedStream> streams;
   for (const StreamHeader& stream : header.streams) {
     const auto found = samples.find(stream.number);
     const bool isThere = found != samples.end();

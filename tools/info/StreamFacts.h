@@ -27,7 +27,7 @@ struct Ratio {
   unsigned int y;
 };
 
-struct StreamFacts {
+struct DescribedStream {
   const qo_host::StreamHeader* header;  // of Input::header()
   std::string codec;                    // its name; where that isn't known, the tag
   std::string tag;                      // see qo_host::CodecTagText
@@ -44,7 +44,7 @@ struct StreamFacts {
 };
 
 // Of all streams that the header describes, in file order. Throws Failure(kExitCannotRun).
-std::vector<StreamFacts> GatherStreams(Input* input);
+std::vector<DescribedStream> GatherStreams(Input* input);
 
 }  // namespace tool
 
