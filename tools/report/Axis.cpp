@@ -16,21 +16,6 @@ struct Unit {
   const char* name;
 };
 
-// Up to two decimals, those that say something.
-std::string Decimal(double value) {
-  char text[48];
-  std::snprintf(text, sizeof text, "%.*f",
-                std::abs(value) < 10    ? 2
-                : std::abs(value) < 100 ? 1
-                                        : 0,
-                value);
-  std::string trimmed = text;
-  if (trimmed.find('.') == std::string::npos) return trimmed;
-  trimmed.erase(trimmed.find_last_not_of('0') + 1);
-  if (trimmed.back() == '.') trimmed.pop_back();
-  return trimmed == "-0" ? "0" : trimmed;
-}
-
 // `units` from the largest down.
 template <std::size_t kCount>
 std::string InUnits(double value, const Unit (&units)[kCount]) {
@@ -38,7 +23,7 @@ std::string InUnits(double value, const Unit (&units)[kCount]) {
   const Unit* const last = units + kCount - 1;
   const Unit* const unit = std::find_if(
       units, last, [&](const Unit& candidate) { return std::abs(value) >= candidate.size; });
-  return Decimal(value / unit->size) + "\u00A0" + unit->name;
+  return DecimalText(value / unit->size) + "\u00A0" + unit->name;
 }
 
 // 1, 2 or 5 times a power of ten: the least such that at most `count` fit into `range`.
@@ -63,7 +48,7 @@ double TimeStep(double endMs) {
 
 // "1:30:00", "2:05", "3.5 s".
 std::string ClockText(double ms, double stepMs) {
-  if (stepMs < 1000) return Decimal(ms / 1000) + "\u00A0s";
+  if (stepMs < 1000) return DecimalText(ms / 1000) + "\u00A0s";
   const auto seconds = static_cast<long long>(ms / 1000 + 0.5);
   char text[64];
   if (seconds >= 3600) {
@@ -109,6 +94,20 @@ Axis BitrateAxis(double most) { return RoundAxis(0, most, BitrateText); }
 
 Axis DistanceAxis(double least, double most) {
   return RoundAxis(std::min(least, 0.0), std::max(most, 0.0), DistanceText);
+}
+
+std::string DecimalText(double value) {
+  char text[48];
+  std::snprintf(text, sizeof text, "%.*f",
+                std::abs(value) < 10    ? 2
+                : std::abs(value) < 100 ? 1
+                                        : 0,
+                value);
+  std::string trimmed = text;
+  if (trimmed.find('.') == std::string::npos) return trimmed;
+  trimmed.erase(trimmed.find_last_not_of('0') + 1);
+  if (trimmed.back() == '.') trimmed.pop_back();
+  return trimmed == "-0" ? "0" : trimmed;
 }
 
 std::string BitrateText(double bitsPerSecond) {

@@ -31,6 +31,7 @@ Axis BitrateAxis(double most);
 // Ms as seconds or milliseconds, from at most `least` to at least `most`, with 0 in between.
 Axis DistanceAxis(double least, double most);
 
+std::string DecimalText(double value);          // up to two decimals, those that say something
 std::string BitrateText(double bitsPerSecond);  // "1.25 Mbit/s"
 std::string SizeText(double bytes);             // "345.6 MB"
 std::string DistanceText(double ms);            // "-1.2 s", "40 ms"

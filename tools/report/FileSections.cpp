@@ -1,9 +1,11 @@
 // What the file is, its streams and its tags.
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 
 #include "tools/common/Output.h"
 #include "tools/common/Words.h"
+#include "tools/info/FileFacts.h"
 #include "tools/info/StreamFacts.h"
 #include "tools/report/Axis.h"
 #include "tools/report/Html.h"
@@ -55,7 +57,10 @@ std::string Facts(const Gathered& gathered) {
   facts += Fact("Packets", PacketsFact(gathered));
   facts += Fact("Preroll", DistanceText(static_cast<double>(layout.prerollMs)));
   facts += Fact("Simple index", IndexFact(layout));
-  facts += Fact("Encrypted", gathered.input->header().IsEncrypted() ? "yes" : "no");
+  const FileFacts file = GatherFile(gathered.input);
+  if (!file.created.empty()) facts += Fact("Created", FileText(file.created));
+  if (!file.writer.empty()) facts += Fact("Written by", FileText(file.writer));
+  for (const std::string& line : file.encryption) facts += Fact("Encrypted", FileText(line));
   return facts;
 }
 
@@ -83,19 +88,37 @@ std::string TimesText(const StreamMeasure& stream) {
          TimeText(static_cast<unsigned long long>(stream.times.greatest));
 }
 
-std::string StreamText(const StreamFacts& stream, const StreamMeasure& measure) {
+std::string StateText(const DescribedStream& stream) {
+  std::string state = stream.chosen ? "played" : "not played";
+  if (stream.header->hidden) state += ", in the header extension only";
+  if (stream.header->encrypted) state += ", encrypted";
+  return state;
+}
+
+// What its pictures or samples are like.
+std::string ShapeText(const DescribedStream& stream) {
+  if (const auto& video = stream.header->video) {
+    std::string text =
+        std::to_string(video->width) + "\u00D7" + std::to_string(std::abs(1ll * video->height));
+    if (stream.frameRate) text += ", " + DecimalText(stream.frameRate->value) + " frames a second";
+    return text;
+  }
+  const auto& audio = stream.header->audio;
+  if (!audio) return "";
+  return Grouped(audio->samplesPerSecond) + " Hz, " + Count(audio->channels, "channel");
+}
+
+std::string StreamFactList(const DescribedStream& stream, const StreamMeasure& measure) {
   std::string facts;
   const auto add = [&facts](const char* name, const std::string& text) {
     if (!text.empty()) facts += Fact(name, FileText(text));
   };
   add("Codec", stream.codec);
   add("Profile", stream.profile);
+  add("Shape", ShapeText(stream));
   add("Name", stream.name);
   add("Language", stream.language);
-  std::string state = stream.chosen ? "played" : "not played";
-  if (stream.header->hidden) state += ", in the header extension only";
-  if (stream.header->encrypted) state += ", encrypted";
-  add("State", state);
+  add("State", StateText(stream));
   facts += Fact("Payload", SizeAndBytes(measure.bytes));
   facts += Fact("Media objects", Grouped(measure.objects));
   add("Times", TimesText(measure));
@@ -131,15 +154,13 @@ std::string Tags(const qo_host::FileHeader& header) {
   return Bounded({"Tag", "Value"}, rows, header.tags.size());
 }
 
-std::string Markers(const qo_host::FileHeader& header) {
-  const unsigned long long prerollMs = header.properties ? header.properties->prerollMs : 0;
+std::string Timed(const char* what, const std::vector<TimedText>& texts) {
   Rows rows;
-  for (std::size_t i = 0; i < header.markers.size() && i < kRowsShown; ++i) {
-    const unsigned long long timeMs = header.markers[i].time / 10000;
-    rows.push_back(
-        {TimeText(timeMs - std::min(timeMs, prerollMs)), FileText(header.markers[i].description)});
+  for (std::size_t i = 0; i < std::min(texts.size(), kRowsShown); ++i) {
+    const std::string type = texts[i].type.empty() ? "" : FileText(texts[i].type) + ": ";
+    rows.push_back({TimeText(texts[i].timeMs), type + FileText(texts[i].text)});
   }
-  return Bounded({"Marker", "Description"}, rows, header.markers.size());
+  return Bounded({what, "Text"}, rows, texts.size());
 }
 
 std::string Cover(const qo_host::ParserSession& session) {
@@ -171,21 +192,22 @@ std::string OverviewSection(const Gathered& gathered) {
 }
 
 std::string StreamsSection(const Gathered& gathered) {
+  const std::vector<DescribedStream> listed = GatherStreams(gathered.input);
   std::string streams;
-  const std::vector<StreamFacts> listed = GatherStreams(gathered.input);
   for (std::size_t i = 0; i < std::min(listed.size(), kRowsShown); ++i) {
-    const StreamFacts& stream = listed[i];
-    const StreamMeasure& measure = gathered.measures.streams().at(stream.header->number);
-    streams += Element("h3", "Stream " + std::to_string(stream.header->number) + ", " +
-                                 StreamKindName(stream.header->kind)) +
-               Element("dl", StreamText(stream, measure)) + "\n";
+    const qo_host::StreamHeader& header = *listed[i].header;
+    const StreamMeasure& measure = gathered.measures.streams().at(header.number);
+    streams += Element("h3", "Stream " + std::to_string(header.number) + ", " +
+                                 StreamKindName(header.kind)) +
+               Element("dl", StreamFactList(listed[i], measure)) + "\n";
   }
   return Section("Streams", streams);
 }
 
 std::string TagsSection(const Gathered& gathered) {
-  const qo_host::FileHeader& header = gathered.input->header();
-  return Section("Tags", Cover(gathered.input->session()) + Tags(header) + Markers(header));
+  const FileFacts facts = GatherFile(gathered.input);
+  return Section("Tags", Cover(gathered.input->session()) + Tags(gathered.input->header()) +
+                             Timed("Marker", facts.markers) + Timed("Command", facts.commands));
 }
 
 }  // namespace tool
