@@ -12,6 +12,7 @@ int ASFParser::Lane::Fill() {
     if (m_IsAudio) {
       LOG_TRACE("[%s] GetAudioData m_CurAudioDataPacketNum %llu", m_Parser.getName(), m_NextPacket);
     }
+    if (m_Place != nullptr && !m_Data.qData.empty()) MoveFront();
     if (!ReadPacket()) return kParserOutOfRange;
   }
   if (!m_Data.qData.empty()) return kParserOk;
@@ -39,9 +40,17 @@ bool ASFParser::Lane::ReadPacket() {
   return !outOfMemory;
 }
 
+// Once: an object that has moved back doesn't fit.
+void ASFParser::Lane::MoveFront() {
+  QueuedMedia& front = m_Data.qData.front();
+  m_PlacedFront = true;
+  front.MoveTo(m_Place, m_RoomOf(front));
+  m_Place = nullptr;
+}
+
 void ASFParser::Lane::DeliverWhole(const HostUnit& unit) {
   const QueuedMedia& object = Front();
-  CopyUnit(unit.buffer, object.pData, object.DataLen);
+  if (object.bytes() != unit.buffer) CopyUnit(unit.buffer, object.bytes(), object.DataLen);
   *unit.size = object.DataLen;
   *unit.timeMs = object.TimeStamp;
   RemoveFront();

@@ -24,6 +24,12 @@ class ASFParser::Lane {
         m_TableState(m_IsAudio ? parser.m_AudFrameTableState : parser.m_VidFrameTableState),
         m_AtEnd(m_IsAudio ? parser.m_bAudioEOS : parser.m_bVideoEOS),
         m_NextPacket(m_IsAudio ? parser.m_CurAudioDataPacketNum : parser.m_CurVideoDataPacketNum) {}
+  // What is still queued is the parser's alone from here on.
+  ~Lane() {
+    if (m_PlacedFront && !m_Data.qData.empty()) m_Data.qData.front().MoveBack();
+  }
+  Lane(const Lane&) = delete;
+  Lane& operator=(const Lane&) = delete;
 
   MediaQueue& Queue() { return m_Data.qData; }
   const QueuedMedia& Front() const { return m_Data.qData.front(); }
@@ -38,6 +44,15 @@ class ASFParser::Lane {
   // out.
   int Fill();
 
+  // How many bytes of an object that has begun may lie in a place of the host's.
+  using RoomRule = unsigned int (*)(const QueuedMedia& object);
+  // Lets Fill put what is missing of the front object straight into `place`, which
+  // holds kMaxAllocBytes, for as long as the lane lives.
+  void PlaceFront(unsigned char* place, RoomRule room) {
+    m_Place = place;
+    m_RoomOf = room;
+  }
+
   // Hands out the front object as it is.
   void DeliverWhole(const HostUnit& unit);
 
@@ -49,6 +64,7 @@ class ASFParser::Lane {
 
  private:
   bool ReadPacket();
+  void MoveFront();
 
   ASFParser& m_Parser;
   const bool m_IsAudio;
@@ -57,6 +73,9 @@ class ASFParser::Lane {
   unsigned int& m_TableState;
   unsigned char& m_AtEnd;
   unsigned long long& m_NextPacket;
+  unsigned char* m_Place = nullptr;  // of the host's; null: none, or in use
+  RoomRule m_RoomOf = nullptr;
+  bool m_PlacedFront = false;
 };
 
 #endif  // QO_ASF_LANE_H

@@ -6,10 +6,32 @@
 #include "asf/UnitCopy.h"
 #include "asf/format/Limits.h"
 
-void QueuedMedia::Reserve(unsigned int bytes) {
-  if (bytes <= m_Capacity) return;
-  const unsigned int doubled = std::min(2 * m_Capacity, kMaxAllocBytes);
-  Resize(std::max(bytes, doubled));
+void QueuedMedia::Grow(unsigned int bytes) {
+  if (bytes > m_Capacity) {
+    const unsigned int doubled = std::min(2 * m_Capacity, kMaxAllocBytes);
+    Resize(std::max(bytes, doubled));
+  }
+  if (bytes > m_Room) MoveBack();
+}
+
+void QueuedMedia::MoveTo(unsigned char* place, unsigned int room) {
+  if (DataLen > room) return;
+  CopyUnit(place, m_Bytes, DataLen);
+  m_Bytes = place;
+  m_PlaceRoom = room;
+  m_Room = std::min(room, m_Capacity);
+}
+
+void QueuedMedia::MoveBack() {
+  if (!IsMoved()) return;
+  CopyUnit(pData, m_Bytes, DataLen);
+  Stay();
+}
+
+void QueuedMedia::Stay() {
+  m_Bytes = pData;
+  m_PlaceRoom = kMaxAllocBytes;
+  m_Room = m_Capacity;
 }
 
 void QueuedMedia::Settle() {
@@ -21,14 +43,19 @@ void QueuedMedia::Settle() {
 void QueuedMedia::Reset() {
   DataLen = 0;
   m_IsShort = false;
+  Stay();
 }
 
 void QueuedMedia::Resize(unsigned int capacity) {
   auto* resized = new unsigned char[capacity];
-  CopyUnit(resized, pData, DataLen);
+  if (!IsMoved()) {
+    CopyUnit(resized, pData, DataLen);
+    m_Bytes = resized;
+  }
   delete[] pData;
   pData = resized;
   m_Capacity = capacity;
+  m_Room = std::min(m_PlaceRoom, capacity);
 }
 
 void QueuedMedia::Adopt(unsigned char* data, unsigned int length) {
@@ -36,6 +63,7 @@ void QueuedMedia::Adopt(unsigned char* data, unsigned int length) {
   pData = data;
   DataLen = length;
   m_Capacity = length;
+  Stay();
 }
 
 namespace {

@@ -4,6 +4,9 @@
 // A queue owns its elements and their buffers. An element that the parser takes
 // off a queue goes to the pool of spares, so that play-out allocates nothing once
 // it runs; flushMediaData frees.
+//
+// While a call is on, the object that it will deliver may be put together where the
+// host wants it, so that its bytes are copied once less. See MoveTo.
 #ifndef QO_ASF_MEDIAQUEUE_H
 #define QO_ASF_MEDIAQUEUE_H
 
@@ -19,7 +22,8 @@ struct ParsedMediaData {
   unsigned char bKeyFrame;  // key frame mark of the first fragment: 0 = no
   unsigned int TimeStamp;   // ms, preroll removed
   unsigned int DataLen;     // bytes of `pData` that count
-  unsigned char* pData;     // a plain new[] block; owned by the queued element
+  unsigned char* pData;     // a plain new[] block; owned by the queued element. Where the
+                            // bytes are unless the element was moved
 };
 
 // A queue's element: the media object and the room that its buffer has.
@@ -32,14 +36,27 @@ class QueuedMedia : public ParsedMediaData {
 
   unsigned int capacity() const { return m_Capacity; }
 
+  // Where its bytes are: in `pData`, or where MoveTo took them.
+  unsigned char* bytes() const { return m_Bytes; }
+
   // Whether it may grow by `bytes` bytes: to 1 to kMaxAllocBytes.
   bool CanGrowBy(unsigned long bytes) const {
     return DataLen <= kMaxAllocBytes && bytes <= kMaxAllocBytes - DataLen && DataLen + bytes != 0;
   }
 
   // Makes room for `bytes` bytes and keeps the first DataLen. Grows
-  // geometrically: an object joined from many fragments costs linear time.
-  void Reserve(unsigned int bytes);
+  // geometrically: an object joined from many fragments costs linear time. Where
+  // the element was moved `pData` has that room, too.
+  void Reserve(unsigned int bytes) {
+    if (bytes > m_Room) Grow(bytes);
+  }
+
+  // Goes on at `place`, which is another's, with room for `room` bytes there;
+  // nothing where it has more already. It moves back when it needs more room, and
+  // MoveBack has to be called before the place goes.
+  void MoveTo(unsigned char* place, unsigned int room);
+  // Goes on in `pData`, which costs no memory. Nothing where it was not moved.
+  void MoveBack();
 
   // A payload promised more bytes than the source brought. Such an object gives
   // back the room that was made for them once it is complete (Settle): a packet
@@ -47,16 +64,22 @@ class QueuedMedia : public ParsedMediaData {
   void NoteShort() { m_IsShort = true; }
   void Settle();
 
-  // Makes it an element without data, as good as new but for its buffer.
+  // Makes it an element without data, in `pData`, as good as new but for its buffer.
   void Reset();
 
   // Takes over a new[] block of `length` bytes; the former one is freed.
   void Adopt(unsigned char* data, unsigned int length);
 
  private:
+  bool IsMoved() const { return m_Bytes != pData; }
+  void Grow(unsigned int bytes);
   void Resize(unsigned int capacity);
+  void Stay();
 
-  unsigned int m_Capacity = 0;
+  unsigned int m_Capacity = 0;                // of `pData`
+  unsigned int m_PlaceRoom = kMaxAllocBytes;  // where it was moved to
+  unsigned int m_Room = 0;                    // the smaller of the two
+  unsigned char* m_Bytes = nullptr;
   bool m_IsShort = false;
 };
 

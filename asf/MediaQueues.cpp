@@ -46,7 +46,7 @@ int ASFParser::AttachParsedMediaData(unsigned char stream, unsigned long, unsign
     }
     const auto length = static_cast<unsigned int>(len);
     last.Reserve(last.DataLen + length);
-    if (length != 0) std::memcpy(last.pData + last.DataLen, data, length);
+    if (length != 0) std::memcpy(last.bytes() + last.DataLen, data, length);
     last.DataLen += length;
     return kParserOk;
   });

@@ -145,7 +145,7 @@ int ASFParser::Demuxer::TakeBody(unsigned int length) {
 int ASFParser::Demuxer::JoinBody(unsigned int length) {
   QueuedMedia& last = m_Stream->qData.back();
   last.Reserve(last.DataLen + length);
-  unsigned char* tail = last.pData + last.DataLen;
+  unsigned char* tail = last.bytes() + last.DataLen;
   unsigned int got;
   const int status = ReadBody(tail, length, &got);
   if (status < 0) return status;

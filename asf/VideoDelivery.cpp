@@ -1,4 +1,5 @@
 // Video delivery: access units from the media objects of the video queue.
+#include <algorithm>
 #include <cstring>
 #include <iterator>
 
@@ -6,6 +7,7 @@
 #include "asf/Log.h"
 #include "asf/UnitCopy.h"
 #include "asf/format/FourCc.h"
+#include "asf/format/Limits.h"
 #include "asf/format/StartCode.h"
 
 namespace {
@@ -34,6 +36,15 @@ unsigned int LoadBe32(const unsigned char* p) {
          static_cast<unsigned int>(p[2]) << 8 | p[3];
 }
 
+// The first unit of an object is all of it, or its first NAL unit.
+unsigned int WholeObject(const QueuedMedia&) { return kMaxAllocBytes; }
+unsigned int FirstNalUnit(const QueuedMedia& object) {
+  if (object.DataLen < kNalPrefixBytes) return 0;
+  const unsigned int size = LoadBe32(object.bytes());
+  if (size == kLengthOfStartCode) return kMaxAllocBytes;
+  return std::min(size, kMaxAllocBytes - kNalPrefixBytes) + kNalPrefixBytes;
+}
+
 // Whether a unit with `prefix` bytes before its own lies within `length` bytes.
 bool Fits(const frame_loc_data& unit, unsigned int prefix, unsigned int length) {
   return static_cast<unsigned long long>(unit.offset) + prefix + unit.size <= length;
@@ -51,6 +62,7 @@ class ASFParser::VideoDelivery {
   int Run(bool keyFrameOnly);
 
  private:
+  void PlaceUnit();
   int DeliverFirst(bool gated);
   bool IsAcceptedKeyFrame() const;
   bool DeliverUnit();
@@ -77,6 +89,7 @@ int ASFParser::GetVideoData(unsigned char* buffer, unsigned long* size, unsigned
 }
 
 int ASFParser::VideoDelivery::DeliverWhole() {
+  m_Lane.PlaceFront(m_Unit.buffer, WholeObject);
   const int status = m_Lane.Fill();
   if (status < 0) return status;
   m_Lane.DeliverWhole(m_Unit);
@@ -84,6 +97,7 @@ int ASFParser::VideoDelivery::DeliverWhole() {
 }
 
 int ASFParser::VideoDelivery::Run(bool keyFrameOnly) {
+  if (!keyFrameOnly && m_Parser.m_bSeeked == 0) PlaceUnit();
   int status = m_Lane.Fill();
   if (status < 0) return status;
   const unsigned char seeked = m_Parser.m_bSeeked;
@@ -95,6 +109,18 @@ int ASFParser::VideoDelivery::Run(bool keyFrameOnly) {
   // Where memory ran out the gate was not passed: it stands for the next call.
   if (status == kParserOutOfRange) m_Parser.m_bSeeked = seeked;
   return status;
+}
+
+// The front object will be delivered, and its first unit first, unless it was split
+// before: that unit is put together in the host's buffer. What is cut into pictures
+// stays where it is, for where the first one ends is not known.
+void ASFParser::VideoDelivery::PlaceUnit() {
+  const auto& streams = m_Parser.m_vStreamProperties;
+  const auto index = static_cast<std::size_t>(m_Parser.m_VideoData.TrackIndex);
+  if (m_Lane.TableState() != 0 || index >= streams.size()) return;
+  const unsigned int fourCc = TypeSpecific<video_specific_data>(*streams[index]).compression;
+  if (IsMpeg12(fourCc)) return;
+  m_Lane.PlaceFront(m_Unit.buffer, IsAvc(fourCc) ? FirstNalUnit : WholeObject);
 }
 
 // Drops objects until one passes the gate and yields a unit.
@@ -110,7 +136,7 @@ int ASFParser::VideoDelivery::DeliverFirst(bool gated) {
 bool ASFParser::VideoDelivery::IsAcceptedKeyFrame() const {
   const QueuedMedia& object = m_Lane.Front();
   return object.bKeyFrame != 0 &&
-         m_Parser.CheckIFrameStartCode(object.pData, object.DataLen, m_FourCc) != 0;
+         m_Parser.CheckIFrameStartCode(object.bytes(), object.DataLen, m_FourCc) != 0;
 }
 
 // False: the front object holds no unit.
@@ -142,7 +168,7 @@ bool ASFParser::VideoDelivery::DeliverNalUnit() {
   ForgetStaleUnits(kNalPrefixBytes);
   if (m_Lane.TableState() == 0) {
     m_Lane.TableState() =
-        static_cast<unsigned int>(m_Parser.CheckAVCStartCode(object.pData, object.DataLen));
+        static_cast<unsigned int>(m_Parser.CheckAVCStartCode(object.bytes(), object.DataLen));
   }
   if (m_Lane.TableState() == 0) {
     m_Lane.DeliverWhole(m_Unit);
@@ -150,9 +176,12 @@ bool ASFParser::VideoDelivery::DeliverNalUnit() {
   }
   if (table.Empty()) return false;
   const frame_loc_data unit = table.Front();
+  const unsigned char* const from = object.bytes() + unit.offset;
+  if (from != m_Unit.buffer) {
+    CopyUnit(m_Unit.buffer + kNalPrefixBytes, from + kNalPrefixBytes, unit.size);
+  }
+  // Where the object lies in the buffer this is all of it: its length has been read.
   std::memcpy(m_Unit.buffer, kNalStartCode, kNalPrefixBytes);
-  CopyUnit(m_Unit.buffer + kNalPrefixBytes, object.pData + unit.offset + kNalPrefixBytes,
-           unit.size);
   *m_Unit.size = unit.size + kNalPrefixBytes;
   *m_Unit.timeMs = object.TimeStamp;
   if (IsLogged(kErrorBit)) {

@@ -55,6 +55,8 @@ class ParserSession {
   template <typename Get>
   std::string Unit(Get get) {
     unsigned long size = 0, timeMs = 0;
+    // A host does as it likes with its buffer between the calls.
+    std::memset(buffer_.get(), '?', 4096);
     const int status = get(buffer_.get(), &size, &timeMs, 1ul);
     if (status != 0) return "(" + std::to_string(status) + ")";
     return std::string(buffer_.get(), buffer_.get() + size) + "@" + std::to_string(timeMs);

@@ -1,4 +1,6 @@
 // Video delivery: the key frame gate, and the splitting of AVC and MPEG-1/2.
+#include <set>
+
 #include "ParserSession.h"
 
 namespace {
@@ -37,6 +39,51 @@ TEST(Video, WaitsForASecondObjectOrTheEnd) {
     EXPECT_EQ("2 [ASFParser] GetVideoData EOS\n", TakeLog());
     EXPECT_EQ("", session.source.TakeCalls());
   }
+}
+
+TEST(Video, ComesWholeFromFragments) {
+  const Bytes nal = Nal("12345678"), nals = Nal("1234") + Nal("56") + Nal("78");
+  const struct {
+    const char* fourcc;
+    Bytes object;
+    std::string units;
+  } cases[] = {
+      {"WMV2", "12345678", "12345678@0 "},
+      {"H264", nal, kStart + "12345678@0 "},
+      {"H264", nals, kStart + "1234@0 " + kStart + "56@0 " + kStart + "78@0 "},
+      {"H264", kStart + "12345678", kStart + "12345678@0 "},
+      {"MPG2", "S" + kPicture + "1" + kPicture + "2", "S" + kPicture + "1@0 " + kPicture + "2@0 "},
+  };
+  for (const auto& [fourcc, object, units] : cases) {
+    for (std::size_t first = 1; first < object.size(); ++first) {
+      for (std::size_t second = first + 1; second < object.size(); ++second) {
+        AsfFile file = VideoFile(fourcc, {object.substr(0, first)});
+        const Bytes middle = object.substr(first, second - first);
+        file.packets.push_back(Packet({Media(2, 3000, middle).Offset(1)}));
+        file.packets.push_back(Packet({Media(2, 3000, object.substr(second)).Offset(1)}));
+        OpenSession session(file);
+        EXPECT_EQ(units, session.AllVideo()) << first << ' ' << second;
+      }
+    }
+  }
+}
+
+// Whatever call on the source meets it, what is queued by then is delivered later.
+TEST(Video, OutlivesACallThatRanOutOfMemory) {
+  AsfFile file = VideoFile("WMV2", {"one", "next"});
+  file.packets.insert(file.packets.begin() + 1, {Packet({Media(2, 3000, "two").Offset(3)}),
+                                                 Packet({Media(2, 3000, "three").Offset(6)})});
+  std::set<std::string> delivered;
+  std::string unit = "(-1008)";
+  for (unsigned long call = 1; unit == "(-1008)"; ++call) {
+    OpenSession session(file);
+    session.source.PlanIn(call, Fault::kThrowBadAlloc);
+    unit = session.Video();
+    delivered.insert((unit == "(-1008)" ? "" : unit + " ") + session.AllVideo());
+  }
+  EXPECT_EQ((std::set<std::string>{"next@100 ", "onethree@0 next@100 ", "onetwo@0 next@100 ",
+                                   "onetwothree@0 ", "onetwothree@0 next@100 "}),
+            delivered);
 }
 
 TEST(Video, DropsWhatIsNoKeyFrame) {

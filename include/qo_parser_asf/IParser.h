@@ -119,8 +119,9 @@ class IParser {
   // Slot 11. The same as GetAudioData for video. `keyFrameOnly` drops everything
   // that is no key frame; the first unit after a seek is always one. AVC comes
   // as one NAL unit per call behind a 00 00 00 01 start code (a media object that
-  // has start codes already: whole), MPEG-1/2 as one picture per call. 0,
-  // kParserEndOfStream or kParserOutOfRange.
+  // has start codes already: whole), MPEG-1/2 as one picture per call. A unit is put
+  // together in `buffer`, so that bytes behind it, or of a unit that didn't come to be,
+  // may change. 0, kParserEndOfStream or kParserOutOfRange.
   virtual int GetVideoData(unsigned char* buffer, unsigned long* size, unsigned long* timeMs,
                            unsigned long capacity, bool keyFrameOnly) = 0;
 
