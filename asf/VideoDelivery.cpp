@@ -117,7 +117,8 @@ int ASFParser::VideoDelivery::Run(bool keyFrameOnly) {
 void ASFParser::VideoDelivery::PlaceUnit() {
   const auto& streams = m_Parser.m_vStreamProperties;
   const auto index = static_cast<std::size_t>(m_Parser.m_VideoData.TrackIndex);
-  if (m_Lane.TableState() != 0 || index >= streams.size()) return;
+  const bool isWhole = m_Lane.Queue().size() > 1;
+  if (isWhole || m_Lane.TableState() != 0 || index >= streams.size()) return;
   const unsigned int fourCc = TypeSpecific<video_specific_data>(*streams[index]).compression;
   if (IsMpeg12(fourCc)) return;
   m_Lane.PlaceFront(m_Unit.buffer, IsAvc(fourCc) ? FirstNalUnit : WholeObject);

@@ -3,7 +3,14 @@
 #include "ParserSession.h"
 
 // The address sanitizer loses its way in a stack that is unwound by force.
-#if defined(__GLIBC__) && !defined(__SANITIZE_ADDRESS__)
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define QO_ADDRESS_SANITIZER
+#endif
+#elif defined(__SANITIZE_ADDRESS__)
+#define QO_ADDRESS_SANITIZER
+#endif
+#if defined(__GLIBC__) && !defined(QO_ADDRESS_SANITIZER)
 #define QO_CANCELS_THREADS
 #include <pthread.h>
 #endif

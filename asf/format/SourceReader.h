@@ -68,19 +68,14 @@ class SourceReader {
 
   // Reads a field whose width a 2-bit length type gives: 0 = absent, 1, 2 or 3 =
   // one, two or four bytes. An absent field and one that cannot be read are 0.
-  // Each width loads what was stored, no more: a wider load would wait for it.
+  // Each width loads what was stored, no more: a wider load would wait for it. The
+  // most frequent widths are asked about first.
   unsigned int ReadCoded(unsigned int lengthType) {
     unsigned char bytes[4];
-    switch (lengthType) {
-      case 1:
-        return Read(bytes, 1) < 0 ? 0 : bytes[0];
-      case 2:
-        return Read(bytes, 2) < 0 ? 0 : LoadLe16(bytes);
-      case 3:
-        return Read(bytes, 4) < 0 ? 0 : LoadLe32(bytes);
-      default:
-        return 0;
-    }
+    if (lengthType == 0) return 0;
+    if (lengthType == 1) return Read(bytes, 1) < 0 ? 0 : bytes[0];
+    if (lengthType == 3) return Read(bytes, 4) < 0 ? 0 : LoadLe32(bytes);
+    return lengthType == 2 && Read(bytes, 2) >= 0 ? LoadLe16(bytes) : 0;
   }
 
  private:
