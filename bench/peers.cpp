@@ -3,7 +3,9 @@
 //
 //   qo_peers TINY FILE...
 //
-// What a program takes for TINY, a small file, is its start-up.
+// What a program takes for TINY, a small file, is its start-up. The first table holds the
+// kit to its peers by the least that each took, for what else runs only adds to that; the
+// second one has the medians of everything.
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/resource.h>
@@ -15,6 +17,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <system_error>
@@ -29,7 +32,16 @@ namespace {
 
 using Command = std::vector<std::string>;
 
-constexpr int kRounds = 7;  // behind one that isn't counted
+constexpr int kRounds = 9;  // behind one that isn't counted
+
+// The rows of the tables; the kit's peers are those that only take the file apart.
+constexpr const char* kFloor = "floor";
+constexpr const char* kKit = "kit";
+constexpr const char* kVerify = "asftool verify";
+constexpr const char* kAvformat = "libavformat";
+constexpr const char* kFfmpeg = "ffmpeg";
+constexpr const char* kGStreamer = "GStreamer";
+constexpr const char* kPeers[] = {kAvformat, kGStreamer};
 
 struct Cost {
   double processor = 0;  // seconds, user and system
@@ -40,6 +52,11 @@ struct Cost {
 struct Program {
   const char* name;
   std::vector<Cost> costs, startUps;
+};
+
+struct Measured {
+  std::string file;
+  std::vector<Program> programs;
 };
 
 [[noreturn]] void Fail(const std::string& text) {
@@ -93,10 +110,11 @@ std::size_t TrackCount(const qo_host::ParserLibrary& library, const std::string&
 }
 
 Command CommandOf(const std::string& name, const std::string& path, std::size_t tracks) {
-  if (name == "floor") return {OwnFolder() + "/qo_copy_floor", path};
-  if (name == "kit") return {OwnFolder() + "/qo_play", path};
-  if (name == "asftool verify") return {OwnFolder() + "/asftool", "verify", path};
-  if (name == "ffmpeg") {
+  if (name == kFloor) return {OwnFolder() + "/qo_copy_floor", path};
+  if (name == kKit) return {OwnFolder() + "/qo_play", path};
+  if (name == kVerify) return {OwnFolder() + "/asftool", "verify", path};
+  if (name == kAvformat) return {OwnFolder() + "/qo_lavf_play", path};
+  if (name == kFfmpeg) {
     return {"ffmpeg", "-v", "error", "-nostdin", "-i",   path, "-map",
             "0",      "-c", "copy",  "-f",       "null", "-"};
   }
@@ -116,6 +134,38 @@ double Median(const std::vector<Cost>& costs, Value value) {
   return *middle;
 }
 
+// Processor time in seconds without the start-up, of the least costs.
+double LeastNet(const Measured& measured, const char* name) {
+  const auto least = [](const std::vector<Cost>& costs) {
+    double processor = costs.front().processor;
+    for (const Cost& cost : costs) processor = std::min(processor, cost.processor);
+    return processor;
+  };
+  for (const Program& program : measured.programs) {
+    if (program.name == std::string(name)) {
+      return std::max(least(program.costs) - least(program.startUps), 1e-4);
+    }
+  }
+  return 0;
+}
+
+void PrintRatios(const std::vector<Measured>& all) {
+  std::printf("| file | kit, ms |");
+  for (const char* peer : kPeers) std::printf(" %s, ms | ratio |", peer);
+  std::printf("\n|---|---|");
+  for (std::size_t k = 0; k < std::size(kPeers); ++k) std::printf("---|---|");
+  std::puts("");
+  for (const Measured& measured : all) {
+    const double kit = LeastNet(measured, kKit);
+    std::printf("| %s | %.1f |", measured.file.c_str(), kit * 1e3);
+    for (const char* peer : kPeers) {
+      const double net = LeastNet(measured, peer);
+      std::printf(" %.1f | %.2f |", net * 1e3, kit / net);
+    }
+    std::puts("");
+  }
+}
+
 void PrintRow(const std::string& file, const Program& program, const Program& floor) {
   const auto& costs = program.costs;
   const auto net = [](const Program& of, std::size_t k) {
@@ -130,20 +180,29 @@ void PrintRow(const std::string& file, const Program& program, const Program& fl
                        return costs[k].processor / std::max(floor.costs[k].processor, 1e-4);
                      }),
               Median(costs, [&](std::size_t k) { return net(program, k) / net(floor, k); }));
-  std::fflush(stdout);
 }
 
-void Compare(const qo_host::ParserLibrary& library, const std::string& tiny,
-             const std::string& path) {
-  std::vector<Program> programs{{"floor", {}, {}},
-                                {"kit", {}, {}},
-                                {"asftool verify", {}, {}},
-                                {"ffmpeg", {}, {}},
-                                {"GStreamer", {}, {}}};
+void PrintMedians(const std::vector<Measured>& all) {
+  std::puts(
+      "| file | program | user + system, ms | wall, ms | peak, MiB | ratio to the floor | less "
+      "start-up |\n|---|---|---|---|---|---|---|");
+  for (const Measured& measured : all) {
+    for (const Program& program : measured.programs) {
+      PrintRow(measured.file, program, measured.programs.front());
+    }
+  }
+}
+
+Measured Measure(const qo_host::ParserLibrary& library, const std::string& tiny,
+                 const std::string& path) {
+  Measured measured{std::filesystem::path(path).filename().string(), {}};
+  for (const char* name : {kFloor, kKit, kAvformat, kVerify, kFfmpeg, kGStreamer}) {
+    measured.programs.push_back({name, {}, {}});
+  }
   const std::size_t tracks = TrackCount(library, path);
   const std::size_t tinyTracks = TrackCount(library, tiny);
   for (int round = 0; round <= kRounds; ++round) {
-    for (Program& program : programs) {
+    for (Program& program : measured.programs) {
       const Cost startUp = Run(CommandOf(program.name, tiny, tinyTracks));
       const Cost cost = Run(CommandOf(program.name, path, tracks));
       if (round == 0) continue;
@@ -151,8 +210,7 @@ void Compare(const qo_host::ParserLibrary& library, const std::string& tiny,
       program.costs.push_back(cost);
     }
   }
-  const std::string file = std::filesystem::path(path).filename().string();
-  for (const Program& program : programs) PrintRow(file, program, programs.front());
+  return measured;
 }
 
 }  // namespace
@@ -162,9 +220,11 @@ int main(int argc, char** argv) {
   std::string error;
   const auto library = qo_host::ParserLibrary::Load("", &error);
   if (library == nullptr) Fail(error);
-  std::puts(
-      "| file | program | user + system, ms | wall, ms | peak, MiB | ratio to the floor | less "
-      "start-up |\n|---|---|---|---|---|---|---|");
-  for (int k = 2; k < argc; ++k) Compare(*library, argv[1], argv[k]);
+  std::vector<Measured> all;
+  for (int k = 2; k < argc; ++k) all.push_back(Measure(*library, argv[1], argv[k]));
+  std::puts("Processor time less start-up, the least of each; ratio: kit to peer\n");
+  PrintRatios(all);
+  std::puts("\nMedians\n");
+  PrintMedians(all);
   return 0;
 }
