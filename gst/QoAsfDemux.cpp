@@ -160,7 +160,7 @@ void InitClass(void* type, void*) {
   GstCaps* const video = gst_riff_create_video_template_caps();
   AddTemplate(element, "video_%u", video, "video/x-asf-unknown");
   GstCaps* const audio = gst_riff_create_audio_template_caps();
-  gst_caps_append(audio, gst_caps_new_empty_simple("audio/x-eac3"));
+  gst_caps_append(audio, gst_caps_from_string("audio/x-eac3; audio/x-flac"));
   AddTemplate(element, "audio_%u", audio, "audio/x-asf-unknown");
 }
 

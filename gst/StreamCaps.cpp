@@ -91,6 +91,26 @@ GstCaps* CapsOfCodec(unsigned int codec) {
   }
 }
 
+// The same for format tags that neither knows. Null for all others.
+GstCaps* CapsOfTag(const StreamFacts& facts) {
+  static const struct {
+    unsigned int tag;
+    const char* caps;
+  } kRows[] = {
+      {0x0020, "audio/x-adpcm,layout=yamaha"},
+      {0x5346, "audio/x-adpcm,layout=swf"},
+      {0xF1AC, "audio/x-flac"},
+  };
+  const auto row = std::find_if(std::begin(kRows), std::end(kRows), [&](const auto& candidate) {
+    return candidate.tag == facts.track.codecTag;
+  });
+  if (!facts.stream.audio || row == std::end(kRows)) return nullptr;
+  GstCaps* const caps = gst_caps_from_string(row->caps);
+  gst_caps_set_simple(caps, "block_align", G_TYPE_INT,
+                      static_cast<int>(facts.stream.audio->blockAlign), nullptr);
+  return caps;
+}
+
 // The number that a tag of the stream, or of the whole file, has; 0 without.
 int NumberTag(const StreamFacts& facts, const char* name) {
   unsigned long long number = 0;
@@ -159,6 +179,7 @@ GstCaps* MakeStreamCaps(const StreamFacts& facts) {
   const bool isAudio = facts.track.kind == TrackKind::kAudio;
   GstCaps* caps = CapsOfCodec(facts.track.info.codec);
   if (caps == nullptr) caps = isAudio ? RiffAudioCaps(facts) : RiffVideoCaps(facts);
+  if (caps == nullptr) caps = CapsOfTag(facts);
   if (caps == nullptr) caps = UnknownCaps(facts);
   if (facts.stream.audio) SetAudioFields(facts, caps);
   if (facts.stream.video) SetVideoFields(facts, caps);
