@@ -82,8 +82,7 @@ bool StreamReader::Fill() {
   const AccessUnit* unit = Next();
   if (unit == nullptr) return false;
   const unsigned long long time = unit->timeMs;
-  buffer_ = gst_buffer_new_allocate(nullptr, unit->size, nullptr);
-  gst_buffer_fill(buffer_, 0, unit->data, unit->size);
+  buffer_ = gst_buffer_new_memdup(unit->data, unit->size);
   timeMs_ = SignedMs(time);
   // What the parser lets pass after a seek is a key frame, whatever the file flags.
   isKeyFrame_ = unit->isKeyFrame || isFirst_ || keyFramesOnly_;
