@@ -18,6 +18,17 @@ constexpr const char* kExitCodes =
     "no unit, truncated, a packet that failed); 2 the command could not run.\n"
     "The parser's log is off unless QOCP_DEBUG_LEVEL is set or --log-level is given.";
 
+// The tool's version and the file that the parser comes from, or why there is none.
+std::string VersionText(const tool::Options& options) {
+  std::string library;
+  try {
+    library = tool::LoadLibrary(options).path();
+  } catch (const tool::Failure& failure) {
+    library = failure.what();
+  }
+  return "asftool " QO_VERSION "\nparser library: " + library;
+}
+
 // Parses the command line, which runs the command. Returns the exit code.
 int Run(int argc, char** argv) {
   CLI::App app(
@@ -49,6 +60,8 @@ int Run(int argc, char** argv) {
   tool::AddSeek(app, options, &exitCode);
   tool::AddReport(app, options, &exitCode);
   tool::AddTrace(app, options, &exitCode);
+  tool::AddCompletion(app, options, &exitCode);
+  app.set_version_flag("--version", [&options] { return VersionText(options); });
   try {
     app.parse(argc, argv);
     if (app.get_subcommands().empty()) throw CLI::RequiredError("A command");

@@ -97,6 +97,7 @@ void AddDamage(const ParserSession& session, std::vector<Finding>* findings) {
 void AddIndex(const JudgedFile& judged, std::vector<Finding>* findings) {
   const Track* video = judged.session.FindTrack(TrackKind::kVideo);
   if (video == nullptr || video->info.seekable != 0) return;
+  if (!judged.layout.fileSize) return;  // nor is it known what stands behind the data
   const auto code =
       judged.layout.simpleIndex ? FindingCode::kIndexUnreached : FindingCode::kNoIndex;
   findings->push_back({code, Severity::kNote});

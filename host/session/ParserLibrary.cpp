@@ -44,6 +44,14 @@ bool FindFunction(void* handle, const char* name, Function* function) {
   return *function != nullptr;
 }
 
+std::string FileOf(const ParserFactory& factory) {
+  Dl_info found;
+  if (dladdr(reinterpret_cast<void*>(factory.create), &found) == 0) return "";
+  std::error_code failed;
+  const std::filesystem::path file = std::filesystem::canonical(found.dli_fname, failed);
+  return failed ? found.dli_fname : file.string();
+}
+
 }  // namespace
 
 std::unique_ptr<ParserLibrary> ParserLibrary::Load(const std::string& path, std::string* error) {
@@ -55,6 +63,7 @@ std::unique_ptr<ParserLibrary> ParserLibrary::Load(const std::string& path, std:
     if (library->handle_ != nullptr &&
         FindFunction(library->handle_, "createParser", &library->factory_.create) &&
         FindFunction(library->handle_, "destroyParser", &library->factory_.destroy)) {
+      library->path_ = FileOf(library->factory_);
       return library;
     }
     *error += ": " + LoaderError();

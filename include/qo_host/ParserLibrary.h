@@ -25,6 +25,10 @@ class ParserLibrary {
   ParserLibrary(const ParserLibrary&) = delete;
   ParserLibrary& operator=(const ParserLibrary&) = delete;
 
+  // The file that was loaded, links followed; on a desktop its name ends in its version.
+  // Empty where the system doesn't tell.
+  const std::string& path() const { return path_; }
+
   // Makes parsers for as long as the library is loaded.
   ParserFactory factory() const { return factory_; }
 
@@ -33,6 +37,7 @@ class ParserLibrary {
 
   void* handle_ = nullptr;
   ParserFactory factory_ = {};
+  std::string path_;
 };
 
 }  // namespace qo_host

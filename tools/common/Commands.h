@@ -37,6 +37,7 @@ void AddRepair(CLI::App& app, const Options& options, int* exitCode);
 void AddSeek(CLI::App& app, const Options& options, int* exitCode);
 void AddReport(CLI::App& app, const Options& options, int* exitCode);
 void AddTrace(CLI::App& app, const Options& options, int* exitCode);
+void AddCompletion(CLI::App& app, const Options& options, int* exitCode);
 
 }  // namespace tool
 

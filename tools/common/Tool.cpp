@@ -47,6 +47,11 @@ void CheckStream(const qo_host::FileHeader& header, const std::string& path,
                                     std::to_string(*number) + ": there " + there);
 }
 
+bool IsPipe(const std::string& path) {
+  struct stat status {};
+  return path == "-" && (fstat(STDIN_FILENO, &status) != 0 || !S_ISREG(status.st_mode));
+}
+
 }  // namespace
 
 void CheckStreamChoice(const Options& options, const std::string& path, IDataSource* file) {
@@ -59,7 +64,7 @@ void CheckStreamChoice(const Options& options, const std::string& path, IDataSou
   CheckStream(header, path, qo_host::StreamKind::kVideo, options.videoStream);
 }
 
-qo_host::ParserFactory LoadParser(const Options& options) {
+const qo_host::ParserLibrary& LoadLibrary(const Options& options) {
   static const std::unique_ptr<qo_host::ParserLibrary> library = [&options] {
     // The parser prints error lines unless told otherwise, some of them once per access
     // unit; it looks at the variable when it is made.
@@ -70,18 +75,17 @@ qo_host::ParserFactory LoadParser(const Options& options) {
     if (!loaded) throw Failure(kExitCannotRun, error);
     return loaded;
   }();
-  return library->factory();
+  return *library;
 }
 
-bool IsPipe(const std::string& path) {
-  struct stat status {};
-  return path == "-" && (fstat(STDIN_FILENO, &status) != 0 || !S_ISREG(status.st_mode));
-}
+qo_host::ParserFactory LoadParser(const Options& options) { return LoadLibrary(options).factory(); }
 
-void RefusePipe(const std::string& path) {
-  if (!IsPipe(path)) return;
-  throw Failure(kExitCannotRun,
-                "standard input is a pipe, and this reads to and fro: save it to a file first");
+void RefuseLongPipe(IDataSource* file) {
+  unsigned long long size = 0;
+  if (dynamic_cast<qo_host::PipeSource*>(file) == nullptr || file->GetSize(&size) == 0) return;
+  throw Failure(kExitCannotRun, "standard input: a pipe of more than " +
+                                    std::to_string(qo_host::PipeSource::kHeldBytes >> 20) +
+                                    " MiB, and this reads to and fro: save it to a file first");
 }
 
 std::unique_ptr<IDataSource> OpenSource(const std::string& path) {
@@ -200,11 +204,6 @@ void CheckTime(const Input& input, unsigned long long timeMs) {
   if (durationMs == 0 || timeMs <= durationMs) return;  // 0: the file doesn't say
   throw Failure(kExitCannotRun, input.path() + ": ends at " + TimeText(durationMs) + ", before " +
                                     TimeText(timeMs));
-}
-
-unsigned long long SecondsToMs(double seconds) {
-  constexpr double kLargest = 9.0e18;
-  return static_cast<unsigned long long>(std::min(seconds * 1000 + 0.5, kLargest));
 }
 
 void SeekPlainly(Input* input, unsigned long long timeMs, int seekMode) {

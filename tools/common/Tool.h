@@ -105,15 +105,17 @@ void CheckStreamChoice(const Options& options, const std::string& path, IDataSou
 // Loads the parser's library and settles its log, as the options have it, when first
 // called: the first call's are those of the process, which keeps the library to its end.
 // From any thread. Throws Failure(kExitCannotRun).
+const qo_host::ParserLibrary& LoadLibrary(const Options& options);
+// The same, for what makes parsers.
 qo_host::ParserFactory LoadParser(const Options& options);
-
-// Throws Failure(kExitCannotRun) where `path` is "-" and the standard input a pipe: for
-// what reads to and fro.
-void RefusePipe(const std::string& path);
 
 // Opens the file at `path` for reading; "-": the standard input, which may be a pipe.
 // Throws Failure(kExitCannotRun).
 std::unique_ptr<IDataSource> OpenSource(const std::string& path);
+
+// Throws Failure(kExitCannotRun) where `file` (not null) is a pipe of which not all is held
+// (see PipeSource): for what seeks, or has to see the end first.
+void RefuseLongPipe(IDataSource* file);
 
 // Milliseconds of a time that a user gave: "62.5", "1:02.5" or "1:02:03". Nothing where it
 // is none.
@@ -121,9 +123,6 @@ std::optional<unsigned long long> ParseTime(const std::string& text);
 
 // Throws Failure(kExitCannotRun) where an open file ends before a time that a user gave.
 void CheckTime(const Input& input, unsigned long long timeMs);
-
-// Milliseconds of a time that a user gave; what is beyond 2^63 is brought to it.
-unsigned long long SecondsToMs(double seconds);
 
 // Seeks all tracks of an open file without an exact walk. Throws
 // Failure(kExitBadFile).

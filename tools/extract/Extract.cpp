@@ -343,6 +343,7 @@ void Extraction::PlayOut() {
              input_.session().durationMs());
     reader->Drop();
   }
+  input_.CheckWhole();
 }
 
 void Extraction::Finish() {

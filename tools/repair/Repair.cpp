@@ -102,10 +102,10 @@ bool Mend(const Arguments& arguments, const qo_host::ParserFactory& factory, IDa
 
 void Run(const Arguments& arguments, const Options& options) {
   CheckOutput(arguments);
-  RefusePipe(arguments.in);
   NoticeInterruptions();
   const qo_host::ParserFactory parser = LoadParser(options);
   const auto in = OpenSource(arguments.in);
+  RefuseLongPipe(in.get());
   CheckStreamChoice(options, arguments.in, in.get());
   qo_host::Repair repair(in.get());
   if (Mend(arguments, parser, in.get(), &repair)) {

@@ -146,8 +146,8 @@ void Run(const Arguments& arguments, const Options& options, int* exitCode) {
   if (arguments.toMs.has_value() == (arguments.sweep != 0)) {
     throw Failure(kExitCannotRun, "name one of --to TIME and --sweep N");
   }
-  RefusePipe(arguments.file);
   Input input(options, arguments.file);
+  RefuseLongPipe(input.file());
   const Verdict verdict = OpenAndJudge(&input);
   *exitCode = verdict.exitCode();
   PrintProblems(input, verdict);

@@ -57,8 +57,8 @@ void PrintTotals(const qo_host::TraceSource& trace) {
 }
 
 void Run(const Arguments& arguments, const Options& options, int* exitCode) {
-  if (arguments.command == "seek") RefusePipe(arguments.file);
   Input input(options, arguments.file, Input::Trace::kOn);
+  if (arguments.command == "seek") RefuseLongPipe(input.file());
   qo_host::TraceSource& trace = *input.fileCalls();
   const auto watch = [&] {
     trace.Reset();

@@ -51,6 +51,7 @@ class TreeCommand {
       : path_(path), source_(OpenSource(path)), packets_(packets), printer_(std::move(printer)) {}
 
   int Run() {
+    RefuseLongPipe(source_.get());
     printer_->Begin(path_);
     Check(qo_host::WalkObjects(source_.get(), [this](const qo_host::ObjectNode& node) {
       problems_ += node.problems.size();

@@ -101,6 +101,7 @@ void Run(const Arguments& arguments, const Options& options, int* exitCode) {
   Verdict verdict = OpenAndJudge(&input);
   qo_host::ParserSession& session = input.session();
   if (arguments.fromMs) {
+    RefuseLongPipe(input.file());
     CheckTime(input, *arguments.fromMs);
     SeekPlainly(&input, *arguments.fromMs, kSeekPreviousSync);
   }
