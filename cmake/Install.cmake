@@ -27,16 +27,27 @@ endforeach()
 
 if(TARGET asftool)
   install(TARGETS asftool RUNTIME COMPONENT tools)
-  find_program(HELP2MAN help2man)
-  if(HELP2MAN AND NOT CMAKE_CROSSCOMPILING)
-    add_custom_command(OUTPUT asftool.1.gz DEPENDS asftool cmake/asftool.h2m
-      COMMAND ${HELP2MAN} --no-info --version-string=${PROJECT_VERSION}
-              --name "look into ASF files (WMA, WMV)" --include ${PROJECT_SOURCE_DIR}/cmake/asftool.h2m
-              --output asftool.1 $<TARGET_FILE:asftool>
-      COMMAND gzip -9nf asftool.1
+  # What the tool says of itself needs it to run.
+  if(NOT CMAKE_CROSSCOMPILING)
+    set(data ${PROJECT_BINARY_DIR}/asftool-data)
+    add_custom_command(OUTPUT ${data}.done
+      DEPENDS asftool cmake/asftool-data cmake/asftool.h2m
+      COMMAND ${PROJECT_SOURCE_DIR}/cmake/asftool-data $<TARGET_FILE:asftool> ${PROJECT_VERSION}
+              ${PROJECT_SOURCE_DIR}/cmake/asftool.h2m ${data}
+      COMMAND ${CMAKE_COMMAND} -E touch ${data}.done
       VERBATIM)
-    add_custom_target(manual ALL DEPENDS asftool.1.gz)
-    install(FILES ${PROJECT_BINARY_DIR}/asftool.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
-            COMPONENT tools)
+    add_custom_target(asftool_data ALL DEPENDS ${data}.done)
+    install(DIRECTORY ${data}/man1 DESTINATION ${CMAKE_INSTALL_MANDIR} COMPONENT tools)
+    # Packages of Debian's leave site-functions to the administrator.
+    set(zsh_folder site-functions)
+    if(QO_PACKAGES)
+      set(zsh_folder vendor-completions)
+    endif()
+    foreach(file bash:bash-completion/completions/asftool zsh:zsh/${zsh_folder}/_asftool
+                 fish:fish/vendor_completions.d/asftool.fish)
+      string(REGEX MATCH "^([^:]+):(.+)/([^/]+)$" file ${file})
+      install(FILES ${data}/completions/${CMAKE_MATCH_1} RENAME ${CMAKE_MATCH_3}
+              DESTINATION ${CMAKE_INSTALL_DATADIR}/${CMAKE_MATCH_2} COMPONENT tools)
+    endforeach()
   endif()
 endif()
