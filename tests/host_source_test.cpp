@@ -1,15 +1,18 @@
 // Byte sources of the host library: whatever stands between the parser and the
 // bytes, every call has the result and leaves the position of the plain source.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <random>
 
 #include "qo_host/FileSource.h"
 #include "qo_host/MemorySource.h"
+#include "qo_host/PipeSource.h"
 #include "qo_host/ReadAheadSource.h"
 #include "qo_host/TraceSource.h"
 
@@ -239,6 +242,61 @@ TEST(HostSource, TraceRecordsEveryCall) {
   EXPECT_EQ(4u, readAt.bytes);
   EXPECT_EQ(8u, trace.AllTotals().calls);
   EXPECT_EQ(7u, trace.AllTotals().bytes);
+}
+
+// A descriptor of a file is read as one of a pipe is, from its first byte to its last.
+class Pipe : public TemporaryFile {
+ public:
+  explicit Pipe(const std::string& bytes)
+      : TemporaryFile(bytes), descriptor_(open(path.c_str(), O_RDONLY | O_CLOEXEC)) {}
+  ~Pipe() { close(descriptor_); }
+  int descriptor() const { return descriptor_; }
+
+ private:
+  const int descriptor_;
+};
+
+TEST(PipeSource, IsLikeAFileWhereAllOfItIsHeld) {
+  const std::string bytes = RandomBytes(700001);
+  const Pipe pipe(bytes);
+  qo_host::MemorySource plain(bytes.data(), bytes.size());
+  qo_host::PipeSource source(pipe.descriptor());
+  ExpectSameAnswers(&plain, &source, bytes.size());
+  unsigned long long size = 0;
+  EXPECT_EQ(source.GetSize(&size), 0);
+  EXPECT_EQ(size, bytes.size());
+  EXPECT_EQ(source.failure(), 0);
+}
+
+TEST(PipeSource, GoesOnWithTwoReadersAndFailsOnlyForWhatIsGone) {
+  constexpr unsigned long long kHeld = qo_host::PipeSource::kHeldBytes;
+  const std::string bytes = RandomBytes(2 * kHeld + 5000);
+  const Pipe pipe(bytes);
+  qo_host::PipeSource source(pipe.descriptor());
+  unsigned long long size = 0;
+  EXPECT_EQ(source.GetSize(&size), -ESPIPE);
+  char buffer[3000];
+  const auto read = [&](unsigned long long offset) {
+    size = sizeof buffer;
+    const int status = source.ReadAt(offset, buffer, &size);
+    return status < 0 ? status : static_cast<int>(size);
+  };
+  EXPECT_EQ(read(kHeld + (2 << 20)), 0) << "ahead, past bytes that nobody has read";
+  constexpr unsigned long long kApart = 15 << 20;
+  for (unsigned long long at = 0; at < bytes.size(); at += sizeof buffer) {
+    for (const unsigned long long offset : {at, at < kApart ? at : at - kApart}) {
+      const int got = read(offset);
+      ASSERT_GT(got, 0) << "at " << offset;
+      ASSERT_EQ(bytes.compare(offset, static_cast<std::size_t>(got), buffer,
+                              static_cast<std::size_t>(got)),
+                0)
+          << "at " << offset;
+    }
+  }
+  EXPECT_EQ(read(bytes.size()), 0);
+  EXPECT_EQ(source.failure(), 0);
+  EXPECT_EQ(read(1000), -ESPIPE);
+  EXPECT_EQ(source.failure(), -ESPIPE);
 }
 
 }  // namespace

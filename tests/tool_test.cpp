@@ -20,6 +20,15 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// A file that holds no unit.
+std::string Silent() {
+  std::string silent = FileBytes(QO_SAMPLES_DIR "/pcm.wma");
+  for (std::size_t at = 0; (at = silent.find("\x82\x00\x00", at, 3)) != std::string::npos; ++at) {
+    silent.replace(at, 3, 3, '\0');
+  }
+  return silent;
+}
+
 TEST_F(Tool, ListsTheUnitsOfEverySampleAsCommitted) {
   for (const fs::path& sample : SamplePaths()) {
     const std::string dump = sample.string() + ".units.txt";
@@ -72,6 +81,8 @@ TEST_F(Tool, ExitCodesTellBadFilesFromCommandsThatCannotRun) {
   write("broken.asf", broken(5));
   write("broken_end.asf", broken(24));
   write("text.asf", "no ASF at all");
+  write("silent.wma", Silent());
+  ASSERT_EQ(mkfifo(Path("pipe").c_str(), 0600), 0);
   const struct {
     std::string arguments;
     int exitCode;
@@ -103,6 +114,18 @@ TEST_F(Tool, ExitCodesTellBadFilesFromCommandsThatCannotRun) {
       {"extract --raw --video nowhere/v " + good, 2, "nowhere/v: cannot be written"},
       {"extract --raw --video /dev/full " + good, 2, "No space left"},
       {"units " + good + " >/dev/full", 2, "standard output"},
+      {"--help >/dev/full", 2, "standard output"},
+      {"info " + good + " >&-", 2, "standard output: Bad file descriptor"},
+      {"info pipe", 2, "pipe: is a pipe: name - in its place"},
+      {"info - <&-", 2, "-: reading failed"},
+      {"info - <text.asf", 1, "-: not an ASF file"},
+      {"verify /dev/zero", 1, "/dev/zero: not an ASF file"},
+      {"seek --to inf " + good, 2, "inf is no time"},
+      {"seek --to 0:61 " + good, 2, "0:61 is no time"},
+      {"seek --to 1:02.5 " + good, 2, "ends at 0:03.046, before 1:02.500"},
+      {"seek --to 0:00.5 silent.wma", 1, "no unit follows 0:00.500"},
+      {"seek --sweep 10001 " + good, 2, "not in range"},
+      {"seek --sweep 9999 " + good + " | head -1", 2, "standard output: Broken pipe"},
   };
   for (const auto& c : cases) {
     const Outcome outcome = Run(c.arguments);
@@ -150,11 +173,7 @@ TEST_F(Tool, ExtractsWholeFilesOrNone) {
 
   // A file that holds no unit leaves nothing behind, and replaces nothing.
   std::ofstream(Path("kept")) << "kept";
-  std::string silent = FileBytes(Sample("pcm.wma"));
-  for (std::size_t at = 0; (at = silent.find("\x82\x00\x00", at, 3)) != std::string::npos; ++at) {
-    silent.replace(at, 3, 3, '\0');
-  }
-  std::ofstream(Path("silent.wma"), std::ios::binary) << silent;
+  std::ofstream(Path("silent.wma"), std::ios::binary) << Silent();
   EXPECT_EQ(Run("extract --raw --audio kept silent.wma").exitCode, 1);
   EXPECT_EQ(FileBytes(Path("kept")), "kept");
   // Nor does an interruption, here while a pipe waits for its reader.

@@ -15,7 +15,8 @@ namespace {
 
 constexpr const char* kExitCodes =
     "Exit codes: 0 the file is good, perhaps with notes; 1 the file is bad (refused, no track,\n"
-    "no unit, truncated, a packet that failed); 2 the command could not run.\n"
+    "no unit, truncated, a packet that failed); 2 the command could not run,\n"
+    "or a file could not be read.\n"
     "The parser's log is off unless QOCP_DEBUG_LEVEL is set or --log-level is given.";
 
 // The tool's version and the file that the parser comes from, or why there is none.

@@ -37,6 +37,7 @@ void Run(const Arguments& arguments, const Options& options, int* exitCode) {
   }
   NoticeInterruptions();
   Input input(options, arguments.file);
+  RefuseLongPipe(input.file());
   OutputFile out(arguments.output);
   const Gathered gathered = Gather(&input);
   WritePage(gathered, &out);
