@@ -125,7 +125,6 @@ TEST_F(Tool, ExitCodesTellBadFilesFromCommandsThatCannotRun) {
       {"seek --to 1:02.5 " + good, 2, "ends at 0:03.046, before 1:02.500"},
       {"seek --to 0:00.5 silent.wma", 1, "no unit follows 0:00.500"},
       {"seek --sweep 10001 " + good, 2, "not in range"},
-      {"seek --sweep 9999 " + good + " | head -1", 2, "standard output: Broken pipe"},
   };
   for (const auto& c : cases) {
     const Outcome outcome = Run(c.arguments);

@@ -43,9 +43,10 @@ TEST_F(Collection, IsJudgedInTheOrderOfItsNamesWhateverIsDoneFirst) {
   const std::vector<std::string> expected = {
       "c/Z.ASF: good",
       "c/a.wma: good",
-      "c/b/cut.wmv: bad: truncated: the file holds 13 whole packets of 26",
+      "c/b/cut.wmv: bad: truncated: the file holds 12 whole packets of 25; 1 packet failed, "
+      "first packet 12: it ends in what it holds; 1 media object lost fragments",
       "c/b/x.wma: good with the kit",
-      "c/text.asf: bad: the header is malformed; not an ASF file",
+      "c/text.asf: bad: not an ASF file",
       "5 files: 2 good, 1 good with the kit, 2 bad; 2 other files passed over",
   };
   for (const char* jobs : {"1", "2", "7"}) {
@@ -112,7 +113,7 @@ TEST_F(Tool, NamesThatAreNoUtf8SurviveInJson) {
 
 TEST_F(Tool, ReadsPipesAsItReadsFiles) {
   for (const fs::path& sample : SamplePaths()) {
-    for (const char* command : {"info", "units", "verify --json", "tree", "seek --to 0:01.2"}) {
+    for (const char* command : {"info", "verify --json", "seek --to 0:01.2"}) {
       const std::string arguments = std::string(command) + " -";
       const Outcome file = Run(arguments + " <" + sample.string());
       const Outcome pipe = Run(arguments, "cat " + sample.string() + " | ");
