@@ -19,6 +19,7 @@ constexpr std::size_t kMapColumns = 40;
 constexpr std::size_t kCellWidth = 10;
 constexpr std::size_t kCellHeight = 7;
 constexpr double kFillHeight = 6;
+constexpr const char* kCross = "<path class=\"hurt\" d=\"M2.5 1l4 4m0-4l-4 4\"/>";
 
 double PositionOf(const Gathered& gathered, const Place& place) {
   return static_cast<double>(gathered.extent.layout.PacketPosition(place.first));
@@ -149,7 +150,7 @@ std::string Cell(const Place& place, std::size_t number) {
   cell += Rectangle(place.packets == 0 ? "gone" : "cell", 0, kFillHeight);
   const double height = fill * kFillHeight;
   if (fill > 0) cell += Rectangle("full", kFillHeight - height, height);
-  if (place.damaged != 0) cell += "<path class=\"hurt\" d=\"M2.5 1l4 4m0-4l-4 4\"/>";
+  if (place.damaged != 0) cell += kCross;
   const std::string at = std::to_string(number % kMapColumns * kCellWidth) + " " +
                          std::to_string(number / kMapColumns * kCellHeight);
   return Element("g", cell, "transform=\"translate(" + at + ")\"");
@@ -176,22 +177,22 @@ std::string MapWords(const Gathered& gathered) {
   return words + ".";
 }
 
-std::string MapLegend() {
-  static constexpr std::pair<const char*, const char*> kItems[] = {
-      {"<rect width=\"9\" height=\"6\" class=\"cell\"/><rect y=\"2\" width=\"9\" height=\"4\" "
-       "class=\"full\"/>",
-       "a stretch of the file, filled as its packets are"},
-      {"<rect width=\"9\" height=\"9\" class=\"cell\"/><path class=\"hurt\" d=\"M1.5 1.5l6 "
-       "6m0-6l-6 "
-       "6\"/>",
-       "damaged packets in it"},
-      {"<rect width=\"9\" height=\"6\" class=\"gone\"/>", "not in the file"}};
-  std::string items;
-  for (const auto& [drawing, words] : kItems) {
-    items +=
+std::string MapLegend(const Gathered& gathered) {
+  const unsigned long long cells = gathered.measures.places().size();
+  const unsigned long long packets = (gathered.extent.stated + cells / 2) / cells;
+  const std::string stretch =
+      packets == 1 ? "a packet, filled as it is"
+                   : "a stretch of some " + Grouped(packets) + " packets, filled as they are";
+  const std::pair<std::string, std::string> items[] = {
+      {Rectangle("cell", 0, kFillHeight) + Rectangle("full", 2, kFillHeight - 2), stretch},
+      {Rectangle("cell", 0, kFillHeight) + kCross, "damaged packets in it"},
+      {Rectangle("gone", 0, kFillHeight), "not in the file"}};
+  std::string list;
+  for (const auto& [drawing, words] : items) {
+    list +=
         Element("li", Element("svg", drawing, "aria-hidden=\"true\" viewBox=\"0 0 9 6\"") + words);
   }
-  return Element("ul", items, "class=\"legend\"");
+  return Element("ul", list, "class=\"legend\"");
 }
 
 std::string DamagedTable(const Measures& measures) {
@@ -228,8 +229,8 @@ std::string PacketSection(const Gathered& gathered) {
                           std::to_string(rows * kCellHeight - 1) + "\"";
   const std::string map =
       Element("svg", cells, "class=\"map\" role=\"img\" aria-labelledby=\"map\" " + box);
-  return Section("Packets",
-                 Figure("map", MapWords(gathered), MapLegend(), map) + DamagedTable(measures));
+  return Section("Packets", Figure("map", MapWords(gathered), MapLegend(gathered), map) +
+                                DamagedTable(measures));
 }
 
 }  // namespace tool

@@ -181,8 +181,10 @@ std::string Cover(const qo_host::ParserSession& session) {
 std::string OverviewSection(const Gathered& gathered) {
   const std::string name = std::filesystem::path(gathered.input->path()).filename().string();
   std::string findings;
-  for (const qo_host::Finding& finding : gathered.played.verdict.findings)
-    findings += FindingRow(finding);
+  std::vector<qo_host::Finding> listed = gathered.played.verdict.findings;
+  std::stable_sort(listed.begin(), listed.end(),
+                   [](const auto& a, const auto& b) { return a.severity > b.severity; });
+  for (const qo_host::Finding& finding : listed) findings += FindingRow(finding);
   std::string overview = Element("h1", FileText(name)) + VerdictText(gathered.played.judgement()) +
                          "\n" + Section("The file", Element("dl", Facts(gathered)));
   if (!findings.empty()) {

@@ -50,7 +50,8 @@ void Measures::Add(const qo_host::Packet& packet, bool isDamaged) {
   ++packets_;
   ++place.packets;
   if (!packet.hasErrorCorrection) ++withoutErrorCorrection_;
-  if (isDamaged || packet.fault != qo_host::PacketFault::kNone) {
+  const bool isBad = isDamaged || packet.fault != qo_host::PacketFault::kNone;
+  if (isBad) {
     ++damaged_;
     ++place.damaged;
     if (damagedList_.size() < kDamagedListed) damagedList_.push_back({packet.number, packet.fault});
@@ -58,17 +59,20 @@ void Measures::Add(const qo_host::Packet& packet, bool isDamaged) {
     place.bytes += expectation_.packetLength;
     place.padding += std::min(packet.padding, expectation_.packetLength);
   }
-  for (const qo_host::Payload& payload : packet.payloads) AddPayload(payload, at);
+  for (const qo_host::Payload& payload : packet.payloads) {
+    const auto stream = streams_.find(payload.stream);
+    if (stream != streams_.end()) {
+      AddPayload(payload, at, &stream->second);
+    } else if (!isBad) {
+      undescribedBytes_ += payload.present;
+    }
+  }
   if (audioMs_ && videoMs_) place.audioAhead.Add(*audioMs_ - *videoMs_);
 }
 
-void Measures::AddPayload(const qo_host::Payload& payload, std::size_t place) {
-  const auto found = streams_.find(payload.stream);
-  if (found == streams_.end()) {
-    undescribedBytes_ += payload.present;
-    return;
-  }
-  StreamMeasure& stream = found->second;
+void Measures::AddPayload(const qo_host::Payload& payload, std::size_t place,
+                          StreamMeasure* measure) {
+  StreamMeasure& stream = *measure;
   const long long timeMs = TimeOf(payload);
   const std::optional<std::size_t> bin = BinOf(timeMs);
   stream.bytes += payload.present;

@@ -83,7 +83,7 @@ class Measures {
   };
   explicit Measures(const Expectation& expectation);
 
-  // A stream that the header describes; others are counted in undescribedBytes().
+  // A stream that the header describes.
   void AddStream(unsigned char number, qo_host::StreamKind kind);
 
   // The next packet, taken as it says. `isDamaged` also where it reads well, but something
@@ -97,13 +97,13 @@ class Measures {
   unsigned long long damaged() const { return damaged_; }
   unsigned long long withoutErrorCorrection() const { return withoutErrorCorrection_; }
   const std::vector<DamagedPacket>& damagedList() const { return damagedList_; }  // the first
+  // Payloads of undescribed streams, but for those of damaged packets.
   unsigned long long undescribedBytes() const { return undescribedBytes_; }
   std::vector<SeekTarget> Targets() const;
   const Expectation& expectation() const { return expectation_; }
 
  private:
-  Place* PlaceOf(unsigned long long packet);
-  void AddPayload(const qo_host::Payload& payload, std::size_t place);
+  void AddPayload(const qo_host::Payload& payload, std::size_t place, StreamMeasure* measure);
   void AddObject(unsigned char number, bool isKey, long long timeMs, StreamMeasure* stream);
   void AddKeyFrame(long long timeMs, std::size_t bin, StreamMeasure* stream);
   std::optional<std::size_t> BinOf(long long timeMs);
