@@ -45,12 +45,14 @@ table { border-collapse: collapse; width: 100%; font-size: 0.9rem; }
 th, td { text-align: left; vertical-align: top; padding: 0.3rem 0.9rem 0.3rem 0;
   border-bottom: 1px solid var(--edge); overflow-wrap: normal; }
 td:last-child { overflow-wrap: anywhere; min-width: 8rem; }
+th:first-child, td:first-child { width: 14rem; }
 th { color: var(--dim); font-weight: 500; }
 .legend { font-size: 0.85rem; color: var(--dim); display: flex; flex-wrap: wrap; gap: 0 1.2rem;
   padding: 0; margin: 0 0 0.25rem; list-style: none; }
 .legend svg { width: 28px; height: 12px; margin-right: 0.35rem; vertical-align: middle; }
 img { max-width: 100%; max-height: 20rem; border-radius: 4px; }
 details { margin: 0.15rem 0; }
+details details { margin-left: 1.1rem; }
 summary { cursor: pointer; }
 svg { overflow: visible; }
 .chart { display: block; margin-left: 4.4rem; width: calc(100% - 4.4rem); }
@@ -74,6 +76,7 @@ svg { overflow: visible; }
 .hurt { fill: none; stroke: var(--bad); stroke-width: 1.6; }
 .gone { fill: none; stroke: var(--dim); stroke-width: 0.6; stroke-dasharray: 1.5 1.5; }
 @media (max-width: 40rem) {
+  th:first-child, td:first-child { width: auto; }
   body { padding: 0.6rem; } dl { grid-template-columns: repeat(auto-fill, minmax(8.5rem, 1fr)); }
   section { padding: 0.75rem; } .wide { display: none; }
   .findings li { padding-left: 0; text-indent: 0; } .findings b { width: auto; margin-right: 0.4rem; }

@@ -56,6 +56,12 @@ void AddReport(CLI::App& app, const Options& options, int* exitCode) {
   command->add_option("-o,--output", arguments->output, "The page (HTML)")
       ->required()
       ->type_name("PAGE");
+  command->footer(
+      "The page tells what verify finds, and draws over time the bit rate of each stream and the\n"
+      "distance of key frames, over the file its interleave and a map of its packets, and where\n"
+      "seeks land against where they should; tags, cover and objects follow. It stands alone:\n"
+      "no network, no script. A file that is bad has a page as well. Exit codes as those of "
+      "verify.");
   command->callback([arguments, &options, exitCode] { Run(*arguments, options, exitCode); });
 }
 

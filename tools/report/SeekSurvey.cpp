@@ -14,7 +14,7 @@ constexpr unsigned int kTargets = 32;
 struct Mode {
   const char* name;
   const char* should;
-  int mode;
+  SeekWay way;
   std::optional<long long> (*place)(const SeekTarget&);
 };
 
@@ -28,19 +28,34 @@ std::optional<long long> Closest(const SeekTarget& target) {
   return timeMs - *target.before <= *target.after - timeMs ? target.before : target.after;
 }
 
+std::optional<long long> Previous(const SeekTarget& target) {
+  return OrElse(target.before, target.after);
+}
+
+std::optional<long long> Next(const SeekTarget& target) {
+  return OrElse(target.after, target.before);
+}
+
 const Mode kModes[] = {
-    {"previous", "the last place at or before the target where playing can start",
-     kSeekPreviousSync,
-     [](const SeekTarget& target) { return OrElse(target.before, target.after); }},
-    {"next", "the first place at or after the target where playing can start", kSeekNextSync,
-     [](const SeekTarget& target) { return OrElse(target.after, target.before); }},
-    {"closest", "of these two places the nearer one", kSeekClosestSync, Closest},
+    {"previous",
+     "the last place at or before the target where playing can start",
+     {kSeekPreviousSync, 0, false},
+     Previous},
+    {"next",
+     "the first place at or after the target where playing can start",
+     {kSeekNextSync, 0, false},
+     Next},
+    {"closest", "of these two places the nearer one", {kSeekClosestSync, 0, false}, Closest},
+    {"exact",
+     "the place of mode \u201Cprevious\u201D, as the kit finds it",
+     {0, 0, true},
+     Previous},
 };
 
 // By the first unit of the track of `kind`.
 SurveyedSeek Survey(Seeker* seeker, qo_host::TrackKind kind, const Mode& mode,
                     const SeekTarget& target) {
-  const Landing landing = seeker->Land(target.timeMs, {mode.mode, 0, false});
+  const Landing landing = seeker->Land(target.timeMs, mode.way);
   SurveyedSeek seek{target.timeMs, mode.place(target), {}, landing.probes};
   const auto found = landing.first.find(kind);
   if (found != landing.first.end()) seek.landedMs = static_cast<long long>(found->second.timeMs);
