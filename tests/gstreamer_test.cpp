@@ -304,7 +304,11 @@ TEST(GStreamer, SeeksLandWhereAPlayOutHasTheFrame) {
           EXPECT_EQ(Frames(first, out.end()), recording.frames) << pad;
           startMs = recording.startMs;
           if (pad.find("video") == 0) {
-            const std::size_t landing = Landing(out, kind.flags, target);
+            // B-frames: a decoder needs more in front of a picture that is to be exact.
+            const bool isReordered = recording.caps.find("wmv") == std::string::npos;
+            const bool isAccurate = (kind.flags & GST_SEEK_FLAG_ACCURATE) != 0;
+            const std::size_t landing =
+                Landing(out, kind.flags, target - (isReordered && isAccurate ? 200 : 0));
             EXPECT_EQ(out[landing], recording.frames.front());
             EXPECT_TRUE((kind.flags & GST_SEEK_FLAG_ACCURATE) == 0 || target == startMs);
           }
