@@ -36,6 +36,7 @@ class ASFParser::Lane {
   // The access units of the front object, and 0 while it is not split.
   FrameTable& Table() { return m_Table; }
   unsigned int& TableState() { return m_TableState; }
+  unsigned int TableState() const { return m_TableState; }
   unsigned char& AtEnd() { return m_AtEnd; }
 
   // Reads packets until two objects are queued: the front one is complete only once
