@@ -4,8 +4,7 @@
 //   qo_peers TINY FILE...
 //
 // What a program takes for TINY, a small file, is its start-up. The first table holds the
-// kit to its peers by the least that each took, for what else runs only adds to that; the
-// second one has the medians of everything.
+// kit to its peers, the second one everything to the floor.
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/resource.h>
@@ -50,7 +49,7 @@ struct Cost {
 };
 
 struct Program {
-  const char* name;
+  std::string name;
   std::vector<Cost> costs, startUps;
 };
 
@@ -134,19 +133,18 @@ double Median(const std::vector<Cost>& costs, Value value) {
   return *middle;
 }
 
-// Processor time in seconds without the start-up, of the least costs.
-double LeastNet(const Measured& measured, const char* name) {
-  const auto least = [](const std::vector<Cost>& costs) {
-    double processor = costs.front().processor;
-    for (const Cost& cost : costs) processor = std::min(processor, cost.processor);
-    return processor;
-  };
-  for (const Program& program : measured.programs) {
-    if (program.name == std::string(name)) {
-      return std::max(least(program.costs) - least(program.startUps), 1e-4);
-    }
-  }
-  return 0;
+const Program& Find(const Measured& measured, const char* name) {
+  return *std::find_if(measured.programs.begin(), measured.programs.end(),
+                       [name](const Program& program) { return program.name == name; });
+}
+
+// Processor time in seconds without the start-up, of a round.
+double Net(const Program& program, std::size_t round) {
+  return std::max(program.costs[round].processor - program.startUps[round].processor, 1e-4);
+}
+
+double MedianNetMs(const Program& program) {
+  return Median(program.costs, [&](std::size_t k) { return Net(program, k) * 1e3; });
 }
 
 void PrintRatios(const std::vector<Measured>& all) {
@@ -156,11 +154,12 @@ void PrintRatios(const std::vector<Measured>& all) {
   for (std::size_t k = 0; k < std::size(kPeers); ++k) std::printf("---|---|");
   std::puts("");
   for (const Measured& measured : all) {
-    const double kit = LeastNet(measured, kKit);
-    std::printf("| %s | %.1f |", measured.file.c_str(), kit * 1e3);
-    for (const char* peer : kPeers) {
-      const double net = LeastNet(measured, peer);
-      std::printf(" %.1f | %.2f |", net * 1e3, kit / net);
+    const Program& kit = Find(measured, kKit);
+    std::printf("| %s | %.1f |", measured.file.c_str(), MedianNetMs(kit));
+    for (const char* name : kPeers) {
+      const Program& peer = Find(measured, name);
+      std::printf(" %.1f | %.2f |", MedianNetMs(peer),
+                  Median(kit.costs, [&](std::size_t k) { return Net(kit, k) / Net(peer, k); }));
     }
     std::puts("");
   }
@@ -168,10 +167,8 @@ void PrintRatios(const std::vector<Measured>& all) {
 
 void PrintRow(const std::string& file, const Program& program, const Program& floor) {
   const auto& costs = program.costs;
-  const auto net = [](const Program& of, std::size_t k) {
-    return std::max(of.costs[k].processor - of.startUps[k].processor, 1e-4);
-  };
-  std::printf("| %s | %s | %.1f | %.1f | %.1f | %.2f | %.2f |\n", file.c_str(), program.name,
+  std::printf("| %s | %s | %.1f | %.1f | %.1f | %.2f | %.2f |\n", file.c_str(),
+              program.name.c_str(),
               Median(costs, [&](std::size_t k) { return costs[k].processor * 1e3; }),
               Median(costs, [&](std::size_t k) { return costs[k].clock * 1e3; }),
               Median(costs, [&](std::size_t k) { return costs[k].peakMiB; }),
@@ -179,7 +176,7 @@ void PrintRow(const std::string& file, const Program& program, const Program& fl
                      [&](std::size_t k) {
                        return costs[k].processor / std::max(floor.costs[k].processor, 1e-4);
                      }),
-              Median(costs, [&](std::size_t k) { return net(program, k) / net(floor, k); }));
+              Median(costs, [&](std::size_t k) { return Net(program, k) / Net(floor, k); }));
 }
 
 void PrintMedians(const std::vector<Measured>& all) {
@@ -222,9 +219,9 @@ int main(int argc, char** argv) {
   if (library == nullptr) Fail(error);
   std::vector<Measured> all;
   for (int k = 2; k < argc; ++k) all.push_back(Measure(*library, argv[1], argv[k]));
-  std::puts("Processor time less start-up, the least of each; ratio: kit to peer\n");
+  std::puts("Processor time less start-up, and the kit's as a multiple of the peer's\n");
   PrintRatios(all);
-  std::puts("\nMedians\n");
+  std::puts("\nWhole processes\n");
   PrintMedians(all);
   return 0;
 }
