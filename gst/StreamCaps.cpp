@@ -113,11 +113,7 @@ GstCaps* CapsOfTag(const StreamFacts& facts) {
 
 // The number that a tag of the stream, or of the whole file, has; 0 without.
 int NumberTag(const StreamFacts& facts, const char* name) {
-  unsigned long long number = 0;
-  for (const qo_host::HeaderTag& tag : facts.header.tags) {
-    const bool isOurs = tag.stream == facts.stream.number || (tag.stream == 0 && number == 0);
-    if (isOurs && tag.name == name) number = tag.number;
-  }
+  const unsigned long long number = facts.header.TagNumber(facts.stream.number, name);
   return number <= G_MAXINT ? static_cast<int>(number) : 0;
 }
 

@@ -50,7 +50,9 @@ std::string Units(const Bytes& file, const qo_host::StreamChoice& choice, std::s
   *planText = PlanText(plan);
   if (!plan.isPresented) return "not presented";
   qo_host::ParserSession session(Library(), presented->MakeSource());
-  EXPECT_EQ(0, session.Open());
+  qo_host::OpenOptions options;
+  options.asIs = true;
+  EXPECT_EQ(0, session.Open(options));
   std::string text;
   while (const qo_host::AccessUnit* unit = session.NextUnit()) {
     Bytes bytes(reinterpret_cast<const char*>(unit->data), unit->size);
@@ -227,6 +229,16 @@ std::vector<PlanCase> Streams() {
        {},
        "2 104; ",
        "v0:" + Hex("00 00 00 01") + "NA v0:" + Hex("00 00 00 01") + "L "},
+      {"H.264 with lengths, by a FourCC that the parser doesn't know",
+       OneStream(VideoStream(2, "X264"), {Packet({Key(2, 3000, prefixed)})}),
+       {},
+       "bent 2, 2 prefixed 104; ",
+       "v0:" + prefixed + " "},
+      {"H.264 with start codes by that FourCC",
+       OneStream(VideoStream(2, "X264"), {Packet({Key(2, 3000, nal)})}),
+       {},
+       "2 104; ",
+       "v0:" + nal + " "},
       {"H.264 with lengths of two bytes",
        OneStream(Stream(ID_VIDEO_MEDIA, 2, VideoFormat("H264", Hex("01 4D 00 1E FD E0 00"))),
                  {Packet({Key(2, 3000, Hex("00 02") + "NA")})}),

@@ -244,6 +244,15 @@ std::optional<unsigned int> FileHeader::Bitrate(unsigned char number) const {
   return std::nullopt;
 }
 
+unsigned long long FileHeader::TagNumber(unsigned char stream, const char* name) const {
+  for (const unsigned char owner : {stream, static_cast<unsigned char>(0)}) {
+    for (const HeaderTag& tag : tags) {
+      if (tag.stream == owner && tag.name == name) return tag.number;
+    }
+  }
+  return 0;
+}
+
 std::string FileHeader::Language(unsigned short index) const {
   return index < languages.size() ? languages[index] : std::string();
 }

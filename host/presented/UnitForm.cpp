@@ -121,12 +121,14 @@ StreamForm VideoForm(const FileHeader& header, const StreamHeader& stream,
                      const FirstObjects& objects) {
   const unsigned int fourCc = stream.codecTag;
   StreamForm form{UnitForm::kParser, fourCc, fourCc, CodecOf(stream).codec};
-  switch (VideoCodecOf(fourCc)) {
+  switch (form.codec) {
     case kCodecH264: {  // start codes and shorter lengths would be taken for lengths of 4 bytes
+      // Otherwise it hands objects out untouched.
+      const bool isKnown = VideoCodecOf(fourCc) == kCodecH264;
       const unsigned int prefixBytes = PrefixBytes(header, stream);
       const bool isPrefixed = objects.isWhole && IsLengthPrefixed(objects.first);
       const bool hasStartCode = !isPrefixed && HasStartCode(objects.first);
-      if (!hasStartCode && prefixBytes == kUsualPrefixBytes) break;
+      if (hasStartCode ? !isKnown : isKnown && prefixBytes == kUsualPrefixBytes) break;
       form.form = hasStartCode ? UnitForm::kWhole : UnitForm::kPrefixed;
       form.prefixBytes = prefixBytes;
       form.presentedTag = kNeutralFourCc;
@@ -150,7 +152,7 @@ constexpr std::size_t kBlocksLookedAt = 3;
 
 std::optional<WantedObjects> ObjectsToKnow(const StreamHeader& stream) {
   if (stream.kind == StreamKind::kVideo) {
-    if (VideoCodecOf(stream.codecTag) != kCodecH264) return std::nullopt;
+    if (CodecOf(stream).codec != kCodecH264) return std::nullopt;
     return WantedObjects{stream.number, 1, kHeadBytes};
   }
   if (IsWma(stream.codecTag)) return WantedObjects{stream.number, kBlocksLookedAt, 0};
@@ -165,7 +167,7 @@ std::optional<WantedObjects> ObjectsToKnow(const StreamHeader& stream) {
 }
 
 bool NeedsWholeObject(const StreamHeader& stream, const FirstObjects& objects) {
-  return stream.kind == StreamKind::kVideo && VideoCodecOf(stream.codecTag) == kCodecH264 &&
+  return stream.kind == StreamKind::kVideo && CodecOf(stream).codec == kCodecH264 &&
          HasStartCode(objects.first);
 }
 

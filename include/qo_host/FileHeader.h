@@ -275,6 +275,9 @@ struct FileHeader {
   // The same for its extended stream properties.
   const ExtendedStream* Extended(unsigned char number) const;
   std::optional<unsigned int> Bitrate(unsigned char number) const;  // bits per second
+  // Of the first tag of this name that a stream has, or else that the whole file has; 0
+  // without one.
+  unsigned long long TagNumber(unsigned char stream, const char* name) const;
 
   // An empty text for an index beyond the list.
   std::string Language(unsigned short index) const;

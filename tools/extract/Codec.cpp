@@ -43,8 +43,8 @@ bool HasStartCode(const unsigned char* data, std::size_t size) {
   return size > 3 && data[0] == 0 && data[1] == 0 && data[2] == 1;
 }
 
-bool IsMpeg4Part2(const StreamFacts& facts) {
-  switch (facts.track.info.codec) {
+bool IsMpeg4Part2(const StreamSetup& setup) {
+  switch (setup.track.info.codec) {
     case kCodecMpeg4:
     case kCodecMp42:
     case kCodecMp4v:
@@ -52,7 +52,7 @@ bool IsMpeg4Part2(const StreamFacts& facts) {
     case kCodecDivx5:
     case kCodecXvid:
       // Some of their FourCCs are those of MS MPEG-4, too, which has no start codes.
-      return HasStartCode(facts.first.data, facts.first.size);
+      return HasStartCode(setup.first.data, setup.first.size);
     default:
       return false;
   }
@@ -65,31 +65,31 @@ PictureSize PictureSizeOf(const qo_host::VideoFormat& format) {
   return {size(format.width), size(format.height)};
 }
 
-bool IsVp9(const StreamFacts& facts) {
-  const std::string fourCc = qo_host::FourCcText(facts.track.codecTag);
-  return facts.track.kind == qo_host::TrackKind::kVideo && (fourCc == "VP90" || fourCc == "vp90");
+bool IsVp9(const StreamSetup& setup) {
+  const std::string fourCc = qo_host::FourCcText(setup.track.codecTag);
+  return setup.track.kind == qo_host::TrackKind::kVideo && (fourCc == "VP90" || fourCc == "vp90");
 }
 
-int MpegAudioLayer(const StreamFacts& facts) {
-  if (facts.track.info.codec != kCodecMpegAudio) return 0;
-  const Frame& first = facts.first;
+int MpegAudioLayer(const StreamSetup& setup) {
+  if (setup.track.info.codec != kCodecMpegAudio) return 0;
+  const Frame& first = setup.first;
   const bool hasHeader = first.size > 1 && first.data[0] == 0xFF && first.data[1] >= 0xE0;
   const int layer = hasHeader ? 4 - (first.data[1] >> 1 & 3) : 4;
   if (layer < 4) return layer;
-  return facts.track.codecTag == kTagLayer3 ? 3 : 2;
+  return setup.track.codecTag == kTagLayer3 ? 3 : 2;
 }
 
-bool IsAdts(const StreamFacts& facts) {
-  const Frame& first = facts.first;
-  return facts.track.info.codec == kCodecAac && first.size > 1 && first.data[0] == 0xFF &&
+bool IsAdts(const StreamSetup& setup) {
+  const Frame& first = setup.first;
+  return setup.track.info.codec == kCodecAac && first.size > 1 && first.data[0] == 0xFF &&
          (first.data[1] & 0xF6) == 0xF0;
 }
 
-std::optional<AdtsSettings> AdtsSettingsOf(const StreamFacts& facts) {
+std::optional<AdtsSettings> AdtsSettingsOf(const StreamSetup& setup) {
   constexpr unsigned int kSpectralBandReplication = 5, kParametricStereo = 29;
   constexpr unsigned int kMaxProfile = 4, kMaxRateIndex = 12, kMaxChannels = 7;
-  if (facts.track.info.codec != kCodecAac || IsAdts(facts)) return std::nullopt;
-  BitReader bits(facts.track.config);
+  if (setup.track.info.codec != kCodecAac || IsAdts(setup)) return std::nullopt;
+  BitReader bits(setup.track.config);
   unsigned int type = TakeObjectType(&bits);
   const unsigned int rateIndex = bits.Take(4);
   const unsigned int channels = bits.Take(4);
@@ -101,16 +101,6 @@ std::optional<AdtsSettings> AdtsSettingsOf(const StreamFacts& facts) {
   if (type == 0 || type > kMaxProfile) return std::nullopt;
   const auto byte = [](unsigned int value) { return static_cast<unsigned char>(value); };
   return AdtsSettings{byte(type - 1), byte(rateIndex), byte(channels)};
-}
-
-unsigned long long NumberTag(const qo_host::FileHeader& header, unsigned short stream,
-                             const char* name) {
-  unsigned long long number = 0;
-  for (const qo_host::HeaderTag& tag : header.tags) {
-    const bool isOurs = tag.stream == stream || (tag.stream == 0 && number == 0);
-    if (isOurs && tag.name == name) number = tag.number;
-  }
-  return number;
 }
 
 }  // namespace tool

@@ -23,7 +23,7 @@ enum WaveTag : unsigned int {
 bool HasStartCode(const unsigned char* data, std::size_t size);
 
 // MPEG-4 video as the standard has it, whatever FourCC it goes by.
-bool IsMpeg4Part2(const StreamFacts& facts);
+bool IsMpeg4Part2(const StreamSetup& setup);
 
 // Pixels.
 struct PictureSize {
@@ -32,10 +32,10 @@ struct PictureSize {
 };
 PictureSize PictureSizeOf(const qo_host::VideoFormat& format);
 
-bool IsVp9(const StreamFacts& facts);
+bool IsVp9(const StreamSetup& setup);
 
 // 1 to 3; 0 for other codecs.
-int MpegAudioLayer(const StreamFacts& facts);
+int MpegAudioLayer(const StreamSetup& setup);
 
 constexpr std::size_t kMaxAdtsFrameBytes = (1u << 13) - 1;
 
@@ -47,14 +47,10 @@ struct AdtsSettings {
 };
 
 // Whether the frames bring ADTS headers.
-bool IsAdts(const StreamFacts& facts);
+bool IsAdts(const StreamSetup& setup);
 // AAC without ADTS headers; nothing where a header can't say what the configuration
 // does, and for other streams.
-std::optional<AdtsSettings> AdtsSettingsOf(const StreamFacts& facts);
-
-// The number of a tag that the stream, or else the whole file, has; 0 without.
-unsigned long long NumberTag(const qo_host::FileHeader& header, unsigned short stream,
-                             const char* name);
+std::optional<AdtsSettings> AdtsSettingsOf(const StreamSetup& setup);
 
 }  // namespace tool
 

@@ -29,13 +29,13 @@ bool StartsWithMpeg4Headers(const Frame& frame) {
   return code <= kLastLayer || code == kSequence || code == kObject;
 }
 
-ByteVector HeadersInFront(const StreamFacts& facts) {
-  const qo_host::Track& track = facts.track;
+ByteVector HeadersInFront(const StreamSetup& setup) {
+  const qo_host::Track& track = setup.track;
   if (track.info.codec == kCodecH264) {
-    const bool hasSets = qo_host::StartsWithH264Parameters(facts.first.data, facts.first.size);
+    const bool hasSets = qo_host::StartsWithH264Parameters(setup.first.data, setup.first.size);
     return hasSets ? ByteVector() : qo_host::H264ParameterSets(track);
   }
-  const bool hasHeaders = !IsMpeg4Part2(facts) || StartsWithMpeg4Headers(facts.first);
+  const bool hasHeaders = !IsMpeg4Part2(setup) || StartsWithMpeg4Headers(setup.first);
   return hasHeaders ? ByteVector() : track.config;
 }
 

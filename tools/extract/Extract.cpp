@@ -184,9 +184,9 @@ void Extraction::AddPicture(const Format* format, const std::string& path) {
 
 void Extraction::AddText(const Format& format, const std::string& path) {
   const bool isCaptions = format.takes == Format::Takes::kCaptions;
-  const qo_host::FileHeader& header = input_.header();
-  const std::string text =
-      isCaptions ? CaptionsText(header, input_.session().durationMs()) : CommandsText(header);
+  const FileFacts facts = GatherFile(&input_);
+  const std::string text = isCaptions ? CaptionsText(facts.commands, input_.session().durationMs())
+                                      : CommandsText(facts);
   if (!text.empty()) {
     WriteBytes(path, text);
   } else {
@@ -296,7 +296,7 @@ StreamReader* Extraction::ReaderOf(const qo_host::StreamHeader& stream) {
 // A stream without frames is left out; an output that none is left of isn't made.
 void Extraction::Begin(StreamOutput* output) {
   std::vector<StreamReader*> streams;
-  StreamList facts;
+  StreamList setup;
   for (StreamReader* const reader : output->streams) {
     if (reader->Peek() == nullptr) {
       AddProblem(std::string("no unit came out of the ") + TrackKindName(reader->track().kind) +
@@ -305,13 +305,13 @@ void Extraction::Begin(StreamOutput* output) {
     }
     streams.push_back(reader);
     if (output->format == nullptr) continue;
-    facts.push_back(reader->facts());
-    CheckFit(*output->format, output->path, facts.back());
+    setup.push_back(reader->setup());
+    CheckFit(*output->format, output->path, setup.back());
   }
   if (streams.empty()) return;
   output->streams = std::move(streams);
   output->file = OpenOutput(output->path);
-  output->writer = output->format != nullptr ? output->format->make(output->file.get(), facts)
+  output->writer = output->format != nullptr ? output->format->make(output->file.get(), setup)
                                              : MakeRawWriter(output->file.get());
   outputs_.push_back(std::move(*output));
 }

@@ -16,13 +16,13 @@ namespace {
 using Takes = Format::Takes;
 
 template <unsigned int... kCodecs>
-bool IsCodec(const StreamFacts& facts) {
-  return ((facts.track.info.codec == kCodecs) || ...);
+bool IsCodec(const StreamSetup& setup) {
+  return ((setup.track.info.codec == kCodecs) || ...);
 }
 
-bool GoesIntoWav(const StreamFacts& facts) {
-  if (!facts.stream.audio) return false;
-  switch (facts.track.codecTag) {
+bool GoesIntoWav(const StreamSetup& setup) {
+  if (!setup.stream.audio) return false;
+  switch (setup.track.codecTag) {
     case kTagAdpcmMs:
     case kTagFloat:
     case kTagALaw:
@@ -31,24 +31,24 @@ bool GoesIntoWav(const StreamFacts& facts) {
       return true;
     default:
       return IsCodec<kCodecPcm, kCodecMuLaw, kCodecG726, kCodecWma1, kCodecWma2, kCodecWmaPro,
-                     kCodecWmaLossless, kCodecWmaVoice>(facts);
+                     kCodecWmaLossless, kCodecWmaVoice>(setup);
   }
 }
 
-bool GoesIntoIvf(const StreamFacts& facts) {
-  return facts.stream.video && (IsCodec<kCodecVp8>(facts) || IsVp9(facts));
+bool GoesIntoIvf(const StreamSetup& setup) {
+  return setup.stream.video && (IsCodec<kCodecVp8>(setup) || IsVp9(setup));
 }
 
 const Format kFormats[] = {
     {".wav", "audio: PCM, mu-law, A-law, ADPCM, Windows Media Audio", Takes::kAudio, GoesIntoWav,
      MakeWavWriter},
     {".aac", "audio: AAC behind ADTS headers", Takes::kAudio,
-     [](const StreamFacts& facts) { return IsAdts(facts) || AdtsSettingsOf(facts).has_value(); },
+     [](const StreamSetup& setup) { return IsAdts(setup) || AdtsSettingsOf(setup).has_value(); },
      MakeAdtsWriter},
     {".mp3", "audio: MPEG layer III", Takes::kAudio,
-     [](const StreamFacts& facts) { return MpegAudioLayer(facts) == 3; }, MakeElementaryWriter},
+     [](const StreamSetup& setup) { return MpegAudioLayer(setup) == 3; }, MakeElementaryWriter},
     {".mp2", "audio: MPEG layer II", Takes::kAudio,
-     [](const StreamFacts& facts) { return MpegAudioLayer(facts) == 2; }, MakeElementaryWriter},
+     [](const StreamSetup& setup) { return MpegAudioLayer(setup) == 2; }, MakeElementaryWriter},
     {".ac3", "audio: AC-3", Takes::kAudio, IsCodec<kCodecAc3>, MakeElementaryWriter},
     {".eac3", "audio: E-AC-3", Takes::kAudio, IsCodec<kCodecEac3>, MakeElementaryWriter},
     {".dts", "audio: DTS", Takes::kAudio, IsCodec<kCodecDts>, MakeElementaryWriter},
@@ -62,7 +62,7 @@ const Format kFormats[] = {
     {".ivf", "video: VP8, VP9", Takes::kVideo, GoesIntoIvf, MakeIvfWriter},
     {".mkv", "Matroska: all audio and video streams of any codec, tags, pictures, chapters",
      Takes::kStreams,
-     [](const StreamFacts& facts) { return facts.stream.audio || facts.stream.video; },
+     [](const StreamSetup& setup) { return setup.stream.audio || setup.stream.video; },
      MakeMatroskaWriter},
     {".jpg", "the cover art, where it is a JPEG image", Takes::kPicture, nullptr, nullptr},
     {".png", "the cover art, where it is a PNG image", Takes::kPicture, nullptr, nullptr},
@@ -87,11 +87,11 @@ const Format* Find(std::string ending) {
 }
 
 // In words; by its tag where the codec has no name.
-std::string CodecText(const StreamFacts& facts) {
-  const std::string name = qo_host::CodecNameOf(facts.stream);
+std::string CodecText(const StreamSetup& setup) {
+  const std::string name = qo_host::CodecNameOf(setup.stream);
   if (!name.empty()) return name;
-  return TrackKindName(facts.track.kind) + std::string(" of the tag ") +
-         qo_host::CodecTagText(facts.stream);
+  return TrackKindName(setup.track.kind) + std::string(" of the tag ") +
+         qo_host::CodecTagText(setup.stream);
 }
 
 }  // namespace
@@ -108,14 +108,14 @@ const Format& FormatOfEnding(const std::string& ending) {
   throw Failure(kExitCannotRun, "--format " + ending + ": there are" + Endings());
 }
 
-void CheckFit(const Format& format, const std::string& path, const StreamFacts& facts) {
-  if (format.fits(facts)) return;
+void CheckFit(const Format& format, const std::string& path, const StreamSetup& setup) {
+  if (format.fits(setup)) return;
   std::string fitting;
   for (const Format& other : kFormats) {
-    if (other.fits == nullptr || !other.fits(facts)) continue;
+    if (other.fits == nullptr || !other.fits(setup)) continue;
     fitting += (fitting.empty() ? "" : " or ") + std::string(other.ending);
   }
-  throw Failure(kExitCannotRun, path + ": " + CodecText(facts) + " doesn't go into " +
+  throw Failure(kExitCannotRun, path + ": " + CodecText(setup) + " doesn't go into " +
                                     format.ending +
                                     (fitting.empty() ? "" : ", but into " + fitting));
 }

@@ -21,7 +21,7 @@ struct Format {
   const char* holds;   // in words, for help
   Takes takes;
   // Of streams only; otherwise null. `fits` is asked of one of them at a time.
-  bool (*fits)(const StreamFacts&);
+  bool (*fits)(const StreamSetup&);
   WriterPointer (*make)(OutputFile*, const StreamList&);
 };
 
@@ -33,7 +33,7 @@ const Format& FormatOfEnding(const std::string& ending);
 
 // Throws Failure(kExitCannotRun) where the stream doesn't go into the format, and says
 // what it does go into.
-void CheckFit(const Format& format, const std::string& path, const StreamFacts& facts);
+void CheckFit(const Format& format, const std::string& path, const StreamSetup& setup);
 
 // All of them, a line each: the ending and what it holds.
 std::string FormatList();

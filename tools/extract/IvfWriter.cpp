@@ -12,14 +12,14 @@ constexpr std::size_t kFrameCountAt = 24;
 
 class IvfWriter final : public Writer {
  public:
-  IvfWriter(OutputFile* file, const StreamFacts& facts) : file_(file) {
+  IvfWriter(OutputFile* file, const StreamSetup& setup) : file_(file) {
     constexpr int kHeaderBytes = 32;
     ByteVector head;
     PutText("DKIF", &head);
     PutLittle(0, 2, &head);  // version
     PutLittle(kHeaderBytes, 2, &head);
-    PutText(IsVp9(facts) ? "VP90" : "VP80", &head);
-    const PictureSize size = PictureSizeOf(*facts.stream.video);
+    PutText(IsVp9(setup) ? "VP90" : "VP80", &head);
+    const PictureSize size = PictureSizeOf(*setup.stream.video);
     PutLittle(size.width, 2, &head);
     PutLittle(size.height, 2, &head);
     PutLittle(1000, 4, &head);  // time units in a second: ms

@@ -15,7 +15,7 @@ using qo_host::NalUnit;
 constexpr int kLengthBytes = 4;
 
 // The configuration that the file has, as it is.
-ByteVector OwnConfiguration(const StreamFacts& facts) { return facts.track.config; }
+ByteVector OwnConfiguration(const StreamSetup& setup) { return setup.track.config; }
 
 // "AVCDecoderConfigurationRecord" of parameter sets behind start codes; nothing without
 // a whole set of them.
@@ -71,42 +71,42 @@ ByteVector XiphHeaders(const ByteVector& config) {
 }
 
 // In ASF a BITMAPINFOHEADER stands behind 11 bytes of its own: size, flags, length.
-MatroskaCodec VideoForWindows(const StreamFacts& facts) {
+MatroskaCodec VideoForWindows(const StreamSetup& setup) {
   constexpr std::size_t kBitmapAt = 11;
-  const qo_host::ByteRange range = facts.stream.typeSpecific;
-  const unsigned char* const data = facts.header.Data(range);
+  const qo_host::ByteRange range = setup.stream.typeSpecific;
+  const unsigned char* const data = setup.header.Data(range);
   return {"V_MS/VFW/FOURCC", ByteVector(data + std::min(kBitmapAt, range.size), data + range.size)};
 }
 
-MatroskaCodec CodecManager(const StreamFacts& facts) {
+MatroskaCodec CodecManager(const StreamSetup& setup) {
   constexpr std::size_t kWaveFormatBytes = 18;
-  const qo_host::ByteRange range = facts.stream.typeSpecific;
-  const unsigned char* const data = facts.header.Data(range);
+  const qo_host::ByteRange range = setup.stream.typeSpecific;
+  const unsigned char* const data = setup.header.Data(range);
   ByteVector format(data, data + range.size);
   format.resize(std::max(format.size(), kWaveFormatBytes));
   return {"A_MS/ACM", std::move(format)};
 }
 
-MatroskaCodec H264(const StreamFacts& facts) {
-  const ByteVector sets = qo_host::H264ParameterSets(facts.track);
+MatroskaCodec H264(const StreamSetup& setup) {
+  const ByteVector sets = qo_host::H264ParameterSets(setup.track);
   std::optional<ByteVector> record = MakeAvcRecord(sets);
   if (!record) {
-    record = MakeAvcRecord({facts.first.data, facts.first.data + facts.first.size});
+    record = MakeAvcRecord({setup.first.data, setup.first.data + setup.first.size});
   }
-  if (!record) return VideoForWindows(facts);
+  if (!record) return VideoForWindows(setup);
   return {"V_MPEG4/ISO/AVC", *std::move(record), true};
 }
 
-MatroskaCodec VideoCodec(const StreamFacts& facts) {
-  if (IsMpeg4Part2(facts)) return {"V_MPEG4/ISO/ASP", OwnConfiguration(facts)};
-  if (IsVp9(facts)) return {"V_VP9", {}};
-  switch (facts.track.info.codec) {
+MatroskaCodec VideoCodec(const StreamSetup& setup) {
+  if (IsMpeg4Part2(setup)) return {"V_MPEG4/ISO/ASP", OwnConfiguration(setup)};
+  if (IsVp9(setup)) return {"V_VP9", {}};
+  switch (setup.track.info.codec) {
     case kCodecH264:
-      return H264(facts);
+      return H264(setup);
     case kCodecMpeg1:
       return {"V_MPEG1", {}};
     case kCodecMpeg2:
-      return {"V_MPEG2", OwnConfiguration(facts)};
+      return {"V_MPEG2", OwnConfiguration(setup)};
     case kCodecMp43:
     case kCodecDivx3:
       return {"V_MPEG4/MS/V3", {}};
@@ -115,31 +115,31 @@ MatroskaCodec VideoCodec(const StreamFacts& facts) {
     case kCodecVp8:
       return {"V_VP8", {}};
     case kCodecTheora: {
-      ByteVector headers = XiphHeaders(facts.track.config);
+      ByteVector headers = XiphHeaders(setup.track.config);
       if (!headers.empty()) return {"V_THEORA", std::move(headers)};
       break;
     }
     default:
       break;
   }
-  return VideoForWindows(facts);
+  return VideoForWindows(setup);
 }
 
-MatroskaCodec Pcm(const StreamFacts& facts) {
-  return {facts.track.codecTag == kTagFloat ? "A_PCM/FLOAT/IEEE" : "A_PCM/INT/LIT",
+MatroskaCodec Pcm(const StreamSetup& setup) {
+  return {setup.track.codecTag == kTagFloat ? "A_PCM/FLOAT/IEEE" : "A_PCM/INT/LIT",
           {},
           false,
-          facts.stream.audio->bitsPerSample};
+          setup.stream.audio->bitsPerSample};
 }
 
-MatroskaCodec AudioCodec(const StreamFacts& facts) {
-  if (facts.track.codecTag == kTagFloat) return Pcm(facts);
-  switch (facts.track.info.codec) {
+MatroskaCodec AudioCodec(const StreamSetup& setup) {
+  if (setup.track.codecTag == kTagFloat) return Pcm(setup);
+  switch (setup.track.info.codec) {
     case kCodecAac:
-      if (IsAdts(facts)) break;
-      return {"A_AAC", OwnConfiguration(facts)};
+      if (IsAdts(setup)) break;
+      return {"A_AAC", OwnConfiguration(setup)};
     case kCodecMpegAudio:
-      return {MpegAudioLayer(facts) == 3 ? "A_MPEG/L3" : "A_MPEG/L2", {}};
+      return {MpegAudioLayer(setup) == 3 ? "A_MPEG/L3" : "A_MPEG/L2", {}};
     case kCodecAc3:
       return {"A_AC3", {}};
     case kCodecEac3:
@@ -147,17 +147,17 @@ MatroskaCodec AudioCodec(const StreamFacts& facts) {
     case kCodecDts:
       return {"A_DTS", {}};
     case kCodecPcm:
-      return Pcm(facts);
+      return Pcm(setup);
     default:
       break;
   }
-  return CodecManager(facts);
+  return CodecManager(setup);
 }
 
 }  // namespace
 
-MatroskaCodec MatroskaCodecOf(const StreamFacts& facts) {
-  return facts.track.kind == qo_host::TrackKind::kVideo ? VideoCodec(facts) : AudioCodec(facts);
+MatroskaCodec MatroskaCodecOf(const StreamSetup& setup) {
+  return setup.track.kind == qo_host::TrackKind::kVideo ? VideoCodec(setup) : AudioCodec(setup);
 }
 
 void PutLengths(const Frame& frame, ByteVector* out) {

@@ -16,7 +16,7 @@ struct MatroskaCodec {
 
 // The native name where there is one that the stream fits, otherwise the one for
 // whatever WAVEFORMATEX or BITMAPINFOHEADER describes, which is the stream's own.
-MatroskaCodec MatroskaCodecOf(const StreamFacts& facts);
+MatroskaCodec MatroskaCodecOf(const StreamSetup& setup);
 
 // A frame of NAL units behind start codes, with lengths in their place.
 void PutLengths(const Frame& frame, ByteVector* out);

@@ -67,11 +67,11 @@ bool IsLanguageTag(const std::string& language) {
 }
 
 // What the stream is called, and its language.
-void FillNames(const StreamFacts& facts, libmatroska::KaxTrackEntry* track) {
-  const qo_host::ExtendedStream* const extended = facts.header.Extended(facts.stream.number);
+void FillNames(const StreamSetup& setup, libmatroska::KaxTrackEntry* track) {
+  const qo_host::ExtendedStream* const extended = setup.header.Extended(setup.stream.number);
   std::string language;
   if (extended != nullptr) {
-    language = facts.header.Language(extended->language);
+    language = setup.header.Language(extended->language);
     const bool hasName = !extended->names.empty() && !extended->names.front().text.empty();
     if (hasName) SetText<libmatroska::KaxTrackName>(track, extended->names.front().text);
   }
@@ -79,13 +79,13 @@ void FillNames(const StreamFacts& facts, libmatroska::KaxTrackEntry* track) {
   if (IsLanguageTag(language)) Set<libmatroska::KaxLanguageIETF>(track, language);
 }
 
-void FillVideo(const StreamFacts& facts, libmatroska::KaxTrackEntry* track) {
+void FillVideo(const StreamSetup& setup, libmatroska::KaxTrackEntry* track) {
   auto& video = GetChild<libmatroska::KaxTrackVideo>(*track);
-  const PictureSize size = PictureSizeOf(*facts.stream.video);
+  const PictureSize size = PictureSizeOf(*setup.stream.video);
   Set<libmatroska::KaxVideoPixelWidth>(&video, size.width);
   Set<libmatroska::KaxVideoPixelHeight>(&video, size.height);
-  const unsigned long long across = NumberTag(facts.header, facts.stream.number, "AspectRatioX");
-  const unsigned long long down = NumberTag(facts.header, facts.stream.number, "AspectRatioY");
+  const unsigned long long across = setup.header.TagNumber(setup.stream.number, "AspectRatioX");
+  const unsigned long long down = setup.header.TagNumber(setup.stream.number, "AspectRatioY");
   constexpr unsigned long long kMaxTerm = 0xFFFF;
   const bool isOdd = across != 0 && down != 0 && across != down && across <= kMaxTerm &&
                      down <= kMaxTerm && size.width != 0;
@@ -96,16 +96,16 @@ void FillVideo(const StreamFacts& facts, libmatroska::KaxTrackEntry* track) {
   }
   // More than ten seconds is no frame's.
   constexpr unsigned long long kLongestFrame = 10ull * 10'000'000;
-  const qo_host::ExtendedStream* const extended = facts.header.Extended(facts.stream.number);
+  const qo_host::ExtendedStream* const extended = setup.header.Extended(setup.stream.number);
   const unsigned long long frame = extended != nullptr ? extended->averageTimePerFrame : 0;
   if (frame != 0 && frame <= kLongestFrame)
     Set<libmatroska::KaxTrackDefaultDuration>(track, frame * 100);
 }
 
-void FillAudio(const StreamFacts& facts, const MatroskaCodec& codec,
+void FillAudio(const StreamSetup& setup, const MatroskaCodec& codec,
                libmatroska::KaxTrackEntry* track) {
   auto& audio = GetChild<libmatroska::KaxTrackAudio>(*track);
-  const qo_host::AudioFormat& format = *facts.stream.audio;
+  const qo_host::AudioFormat& format = *setup.stream.audio;
   Set<libmatroska::KaxAudioSamplingFreq>(&audio, format.samplesPerSecond);
   Set<libmatroska::KaxAudioChannels>(&audio, format.channels);
   if (codec.bitDepth != 0) Set<libmatroska::KaxAudioBitDepth>(&audio, codec.bitDepth);
@@ -201,23 +201,23 @@ void FillInfo(const qo_host::FileHeader& header, libmatroska::KaxInfo* info) {
     SetText<libmatroska::KaxTitle>(info, title->text);
 }
 
-void FillTrack(const StreamFacts& facts, const MatroskaCodec& codec, unsigned int number,
+void FillTrack(const StreamSetup& setup, const MatroskaCodec& codec, unsigned int number,
                libmatroska::KaxTrackEntry* track) {
-  const bool isVideo = facts.track.kind == qo_host::TrackKind::kVideo;
+  const bool isVideo = setup.track.kind == qo_host::TrackKind::kVideo;
   Set<libmatroska::KaxTrackNumber>(track, number);
   Set<libmatroska::KaxTrackUID>(track, number);
   Set<libmatroska::KaxTrackType>(track, isVideo ? track_video : track_audio);
   Set<libmatroska::KaxTrackFlagLacing>(track, 0);
-  FillNames(facts, track);
+  FillNames(setup, track);
   Set<libmatroska::KaxCodecID>(track, codec.id);
   if (!codec.configuration.empty()) {
     Put(codec.configuration.data(), codec.configuration.size(),
         &GetChild<libmatroska::KaxCodecPrivate>(*track));
   }
   if (isVideo) {
-    FillVideo(facts, track);
+    FillVideo(setup, track);
   } else {
-    FillAudio(facts, codec, track);
+    FillAudio(setup, codec, track);
   }
 }
 

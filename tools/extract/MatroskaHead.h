@@ -22,7 +22,7 @@ void FillEbmlHead(libebml::EbmlHead* head);
 // Without the duration, which is the last child to be added.
 void FillInfo(const qo_host::FileHeader& header, libmatroska::KaxInfo* info);
 // The track with this number, 1 the first.
-void FillTrack(const StreamFacts& facts, const MatroskaCodec& codec, unsigned int number,
+void FillTrack(const StreamSetup& setup, const MatroskaCodec& codec, unsigned int number,
                libmatroska::KaxTrackEntry* track);
 // These are to be left out where they have no children then. `numbers` are the tracks' by
 // their place in `streams`.

@@ -121,18 +121,18 @@ MatroskaWriter::MatroskaWriter(OutputFile* file, const StreamList& streams)
 
 void MatroskaWriter::AddTracks(const StreamList& streams) {
   bool hasVideo = false;
-  for (const StreamFacts& facts : streams) {
+  for (const StreamSetup& setup : streams) {
     const auto number = static_cast<unsigned int>(tracks_.size() + 1);
-    if (!hasVideo && facts.track.kind == qo_host::TrackKind::kVideo) {
+    if (!hasVideo && setup.track.kind == qo_host::TrackKind::kVideo) {
       hasVideo = true;
       leader_ = tracks_.size();
     }
-    const MatroskaCodec codec = MatroskaCodecOf(facts);
+    const MatroskaCodec codec = MatroskaCodecOf(setup);
     auto& entry = libebml::AddNewChild<libmatroska::KaxTrackEntry>(entries_);
-    FillTrack(facts, codec, number, &entry);
+    FillTrack(setup, codec, number, &entry);
     entry.SetGlobalTimecodeScale(kTimestampScale);
     tracks_.push_back({&entry, codec.hasLengths});
-    streams_.push_back(facts.stream.number);
+    streams_.push_back(setup.stream.number);
   }
 }
 

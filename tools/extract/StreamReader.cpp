@@ -43,7 +43,7 @@ const qo_host::StreamHeader* StreamReader::header() const {
   return track_.kind == TrackKind::kAudio ? file->audio() : file->video();
 }
 
-StreamFacts StreamReader::facts() {
+StreamSetup StreamReader::setup() {
   return {session_->presented()->header(), *header(), track_, *Peek()};
 }
 

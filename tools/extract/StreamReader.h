@@ -22,7 +22,7 @@ struct Frame {
 };
 
 // What writers know of a stream before they get its frames.
-struct StreamFacts {
+struct StreamSetup {
   const qo_host::FileHeader& header;
   const qo_host::StreamHeader& stream;  // of `header`
   const qo_host::Track& track;          // as the session delivers it
@@ -45,7 +45,7 @@ class StreamReader {
   // Null where the session reads the file as it is.
   const qo_host::StreamHeader* header() const;
   // Only where there is a header, and a frame.
-  StreamFacts facts();
+  StreamSetup setup();
 
   // The next frame, valid until Drop; null at the end.
   const Frame* Peek();

@@ -13,22 +13,22 @@ constexpr std::uint32_t kUnknownSize = std::numeric_limits<std::uint32_t>::max()
 constexpr std::size_t kPcmFormatBytes = 16;  // all that a description of PCM holds
 constexpr std::size_t kFormatBytes = 18;     // of all others, at least
 
-ByteVector FormatOf(const StreamFacts& facts) {
-  const unsigned char* const data = facts.header.Data(facts.stream.typeSpecific);
-  ByteVector format(data, data + facts.stream.typeSpecific.size);
-  const bool isPcm = facts.stream.codecTag == 1;
+ByteVector FormatOf(const StreamSetup& setup) {
+  const unsigned char* const data = setup.header.Data(setup.stream.typeSpecific);
+  ByteVector format(data, data + setup.stream.typeSpecific.size);
+  const bool isPcm = setup.stream.codecTag == 1;
   if (isPcm || format.size() < kFormatBytes) format.resize(isPcm ? kPcmFormatBytes : kFormatBytes);
   return format;
 }
 
 class WavWriter final : public Writer {
  public:
-  WavWriter(OutputFile* file, const StreamFacts& facts)
+  WavWriter(OutputFile* file, const StreamSetup& setup)
       : file_(file),
-        blockBytes_(facts.stream.audio->blockAlign),
-        samplesPerSecond_(facts.stream.audio->samplesPerSecond),
-        bytesPerSecond_(facts.stream.audio->averageBytesPerSecond) {
-    const ByteVector format = FormatOf(facts);
+        blockBytes_(setup.stream.audio->blockAlign),
+        samplesPerSecond_(setup.stream.audio->samplesPerSecond),
+        bytesPerSecond_(setup.stream.audio->averageBytesPerSecond) {
+    const ByteVector format = FormatOf(setup);
     ByteVector head;
     PutText("RIFF", &head);
     PutLittle(kUnknownSize, 4, &head);
@@ -36,7 +36,7 @@ class WavWriter final : public Writer {
     PutLittle(format.size() + format.size() % 2, 4, &head);
     head.insert(head.end(), format.begin(), format.end());
     head.resize(head.size() + format.size() % 2);
-    if (facts.stream.codecTag != 1) {
+    if (setup.stream.codecTag != 1) {
       PutText("fact", &head);
       PutLittle(4, 4, &head);
       samplesAt_ = head.size();

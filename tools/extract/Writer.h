@@ -20,7 +20,7 @@ class Writer {
   virtual void Finish() = 0;
 };
 using WriterPointer = std::unique_ptr<Writer>;
-using StreamList = std::vector<StreamFacts>;
+using StreamList = std::vector<StreamSetup>;
 
 // These take an empty file, which must outlive the writer, and streams that fit (see
 // Format.h), of which they keep nothing but what they copy: one, but for Matroska. All

@@ -39,20 +39,11 @@ std::optional<Ratio> MakeRatio(unsigned long long x, unsigned long long y) {
   return Ratio{static_cast<unsigned int>(x / divisor), static_cast<unsigned int>(y / divisor)};
 }
 
-// The number that a tag of the stream has; 0 without one.
-unsigned long long StreamTag(const qo_host::FileHeader& header, unsigned char stream,
-                             const char* name) {
-  for (const qo_host::HeaderTag& tag : header.tags) {
-    if (tag.stream == stream && tag.name == name) return tag.number;
-  }
-  return 0;
-}
-
 void AddPicture(const qo_host::FileHeader& header, DescribedStream* facts) {
   const StreamHeader& stream = *facts->header;
   if (!stream.video) return;
-  facts->pixelAspect = MakeRatio(StreamTag(header, stream.number, "AspectRatioX"),
-                                 StreamTag(header, stream.number, "AspectRatioY"));
+  facts->pixelAspect = MakeRatio(header.TagNumber(stream.number, "AspectRatioX"),
+                                 header.TagNumber(stream.number, "AspectRatioY"));
   const Ratio pixel = facts->pixelAspect.value_or(Ratio{1, 1});
   facts->displayAspect = MakeRatio(1ull * std::abs(1ll * stream.video->width) * pixel.x,
                                    1ull * std::abs(1ll * stream.video->height) * pixel.y);
