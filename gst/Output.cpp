@@ -110,7 +110,8 @@ void Output::SetDuration(GstBuffer* buffer) const {
   if (bytesPerSecond_ != 0) {
     GST_BUFFER_DURATION(buffer) =
         gst_util_uint64_scale(gst_buffer_get_size(buffer), GST_SECOND, bytesPerSecond_);
-  } else if (!GST_BUFFER_DURATION_IS_VALID(buffer)) {
+  } else if (GST_CLOCK_TIME_IS_VALID(frameDuration_) &&
+             (!reader_->keepsOrder() || !GST_BUFFER_DURATION_IS_VALID(buffer))) {
     GST_BUFFER_DURATION(buffer) = frameDuration_;
   }
 }

@@ -116,9 +116,10 @@ void QueueSource::DropAll() {
   buffers_.clear();
 }
 
-// Where the reader is that has come least far.
+// Where the reader is that has come least far. What is pushed may be here before the first
+// reader is.
 unsigned long long QueueSource::Slowest() const {
-  unsigned long long slowest = ~0ull;
+  unsigned long long slowest = readers_.empty() ? 0 : ~0ull;
   for (const Reader* reader : readers_) slowest = std::min(slowest, reader->reached());
   return slowest;
 }
@@ -198,14 +199,24 @@ bool QueueSource::Jump(unsigned long long offset, Lock* lock) {
   return isSent;
 }
 
-// Has upstream push what is wanted, if it doesn't. A negative status where that fails.
-int QueueSource::Reach(unsigned long long offset, unsigned long long last, Lock* lock) {
-  constexpr int kJumps = 2;  // one may have been under way to somewhere else
-  for (int jumps = 0;; ++jumps) {
-    changed_.wait(*lock, [this] { return IsStopped() || !isMoving_; });
-    if (IsStopped() || !canSeek_ || !IsOutOfReach(offset, last)) return 0;
-    if (jumps == kJumps || !Jump(offset, lock)) return -EIO;
+// Waits for what is wanted, and has upstream go there where it doesn't come by itself. A
+// negative status where that fails.
+int QueueSource::Await(unsigned long long offset, unsigned long long last, Lock* lock) {
+  constexpr int kJumps = 3;  // upstream may have been under way to somewhere else
+  for (int jumps = 0; !IsStopped();) {
+    if (isMoving_) {
+      changed_.wait(*lock, [this] { return IsStopped() || !isMoving_; });
+    } else if (canSeek_ && IsOutOfReach(offset, last)) {
+      if (++jumps > kJumps || !Jump(offset, lock)) return -EIO;
+    } else if (isEnded_ || end_ >= last || offset < start_) {
+      return 0;
+    } else {
+      furthest_ = std::max(furthest_, last);
+      changed_.notify_all();
+      changed_.wait(*lock);
+    }
   }
+  return 0;
 }
 
 int QueueSource::ReadAt(unsigned long long offset, void* buffer, unsigned long long* size) {
@@ -220,18 +231,17 @@ int QueueSource::ReadAt(unsigned long long offset, void* buffer, unsigned long l
     isTooFarApart_ = true;
     return 0;
   }
-  const int status = Reach(offset, last, &lock);
+  const int status = Await(offset, last, &lock);
   if (status < 0) {
     *flow_ = GST_FLOW_ERROR;
     return status;
   }
-  furthest_ = std::max(furthest_, last);
-  changed_.notify_all();
-  changed_.wait(lock, [&] { return IsStopped() || isEnded_ || end_ >= last || offset < start_; });
   if (IsStopped()) {
     *flow_ = GST_FLOW_FLUSHING;
     return -ECANCELED;
   }
+  furthest_ = std::max(furthest_, last);
+  changed_.notify_all();
   *size = Copy(offset, static_cast<unsigned char*>(buffer), wanted);
   return 0;
 }

@@ -32,8 +32,8 @@ class QueueSource {
   // A reader of its own position, for one thread at a time, which must not outlive this.
   // Its source's size is not known before LearnUpstream.
   std::unique_ptr<IDataSource> MakeReader();
-  // Asks upstream for its size, and whether it can be sought in. Once, by the readers'
-  // thread, when bytes have come: some don't know earlier.
+  // Asks upstream for its size, and whether it can be sought in. By the readers' thread,
+  // again when bytes have come: some don't know earlier.
   void LearnUpstream();
   bool canSeek() const { return canSeek_; }
   // A reader came to its end because another one is too far behind it.
@@ -66,7 +66,7 @@ class QueueSource {
   int ReadAt(unsigned long long offset, void* buffer, unsigned long long* size);
   bool IsStopped() const { return isShut_ || isInterrupted_; }
   bool IsOutOfReach(unsigned long long offset, unsigned long long last) const;
-  int Reach(unsigned long long offset, unsigned long long last, Lock* lock);
+  int Await(unsigned long long offset, unsigned long long last, Lock* lock);
   bool Jump(unsigned long long offset, Lock* lock);
   unsigned long long Copy(unsigned long long offset, unsigned char* out,
                           unsigned long long size) const;

@@ -2,6 +2,7 @@
 #include "gst/StreamReader.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 
 #include "qo_host/H264.h"
@@ -15,11 +16,14 @@ std::int64_t SignedMs(unsigned long long timeMs) {
   return static_cast<std::int32_t>(static_cast<std::uint32_t>(timeMs));
 }
 
-// More than ten seconds is nothing that a frame lasts.
+// More than ten seconds is nothing that a frame lasts, and less than ten ms no frame of
+// a stream that is reordered.
 constexpr std::int64_t kLongestMs = 10'000;
+constexpr std::int64_t kShortestMs = 10;
 
 bool HasOneOrder(const qo_host::Track& track) {
-  if (track.kind == qo_host::TrackKind::kAudio) return true;
+  constexpr unsigned int kDiv2 = GST_MAKE_FOURCC('D', 'I', 'V', '2');
+  if (track.kind == qo_host::TrackKind::kAudio || track.codecTag == kDiv2) return true;
   switch (track.info.codec) {
     case kCodecMp42:
       return track.codecTag != GST_MAKE_FOURCC('M', '4', 'S', '2');
@@ -117,15 +121,19 @@ GstBuffer* StreamReader::Take() {
   GST_BUFFER_PTS(buffer) =
       static_cast<GstClockTime>(std::max<std::int64_t>(timeMs_, 0)) * GST_MSECOND;
   if (!isKeyFrame_) GST_BUFFER_FLAG_SET(buffer, GST_BUFFER_FLAG_DELTA_UNIT);
-  if (keepsOrder_) GST_BUFFER_DURATION(buffer) = TakeDuration();
+  GST_BUFFER_DURATION(buffer) = TakeDuration();
   return buffer;
 }
 
-// Up to the next unit; of the last one, as long as the one before.
+// Up to the next unit; of the last one, as long as the one before. Where units are
+// reordered, the shortest distance of two so far.
 GstClockTime StreamReader::TakeDuration() {
   const AccessUnit* const next = session_.PeekUnit(kind_, keyFramesOnly_);
-  const std::int64_t ms = next != nullptr ? SignedMs(next->timeMs) - timeMs_ : 0;
-  if (ms > 0 && ms <= kLongestMs) duration_ = static_cast<GstClockTime>(ms) * GST_MSECOND;
+  std::int64_t ms = next != nullptr ? SignedMs(next->timeMs) - timeMs_ : 0;
+  if (!keepsOrder_) ms = std::abs(ms);
+  if (ms < (keepsOrder_ ? 1 : kShortestMs) || ms > kLongestMs) return duration_;
+  const GstClockTime duration = static_cast<GstClockTime>(ms) * GST_MSECOND;
+  duration_ = keepsOrder_ ? duration : std::min(duration_, duration);
   return duration_;
 }
 

@@ -32,8 +32,9 @@ class StreamReader {
   // Whether units come in the order in which they are presented: all audio, and video
   // of codecs that have no other.
   bool keepsOrder() const { return keepsOrder_; }
-  // Hands the buffer that waits over: with its time and, where units keep order, a
-  // duration up to the next one; marked where it is no key frame, or lost fragments.
+  // Hands the buffer that waits over: with its time and a duration, up to the next one's
+  // time where units keep order and otherwise an estimate, or none; marked where it is no
+  // key frame, or lost fragments.
   GstBuffer* Take();
 
   // From here on nothing but key frames of video.
