@@ -9,7 +9,7 @@ build_packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev nettle-dev
 # What the GStreamer plugin needs to be built.
 gstreamer_packages=(pkg-config libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev)
 # What the tests need besides.
-test_packages=(binutils make pkg-config python3 libgtest-dev abigail-tools blueprint-tools
+test_packages=(binutils make pkg-config python3 python3-jsonschema libgtest-dev abigail-tools blueprint-tools
   doxygen libavcodec-dev libavutil-dev libswscale-dev
   ffmpeg gstreamer1.0-tools gstreamer1.0-plugins-good gstreamer1.0-plugins-ugly
   "${gstreamer_packages[@]}")
