@@ -168,6 +168,7 @@ bool UnitFinder::StartAtKeyFrame(const SeekPoint& point) {
 }
 
 std::optional<UnitFinder::AudioPlace> UnitFinder::FindAudio(long long target) {
+  if (probe_->FindTrack(TrackKind::kAudio) == nullptr) return std::nullopt;
   const auto found =
       Search<AudioPlace>(StreamKind::kAudio, target, [&] { return FindKnownAudio(target); });
   if (!found) probe_->Rewind(TrackKind::kAudio);
