@@ -130,7 +130,7 @@ class Planner {
   template <typename Look>
   void LookAtDraft(Look look) {
     Damage damage;
-    PresentedSource draft(&source_, plan_.presentation, &damage);
+    PresentedSource draft(&source_, plan_.presentation, &damage, PresentedSource::Reader::kWalk);
     AsfLayout layout;
     if (ReadLayout(&draft, &layout) == 0) look(&draft, layout);
   }

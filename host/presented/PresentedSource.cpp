@@ -14,6 +14,7 @@ namespace {
 constexpr std::size_t kMinWindowBytes = std::size_t{8} << 10;
 constexpr std::size_t kMaxWindowBytes = std::size_t{128} << 10;
 constexpr std::size_t kWindowCount = 8;
+constexpr std::size_t kWalkWindowCount = 2;
 
 constexpr std::size_t kResumptions = 4 * kWindowCount;
 
@@ -31,9 +32,11 @@ AsfLayout PacketLayout(const Presentation& presentation) {
 
 }  // namespace
 
-PresentedSource::PresentedSource(IDataSource* inner, Presentation presentation, Damage* damage)
+PresentedSource::PresentedSource(IDataSource* inner, Presentation presentation, Damage* damage,
+                                 Reader reader)
     : CachedSource(RoundUp(kMinWindowBytes, presentation.packetLength),
-                   RoundUp(kMaxWindowBytes, presentation.packetLength), kWindowCount),
+                   RoundUp(kMaxWindowBytes, presentation.packetLength),
+                   reader == Reader::kWalk ? kWalkWindowCount : kWindowCount),
       inner_(inner),
       file_(dynamic_cast<FileSource*>(inner)),
       presentation_(std::move(presentation)),

@@ -33,8 +33,13 @@ struct Presentation {
 
 class PresentedSource final : public CachedSource {
  public:
+  // Who reads it: the demultiplexer, with a cursor for each kind, or a walk from front to
+  // back, which needs fewer windows.
+  enum class Reader : unsigned char { kDemultiplexer, kWalk };
+
   // `inner` and `damage` are not owned, not null and must outlive this source.
-  PresentedSource(IDataSource* inner, Presentation presentation, Damage* damage);
+  PresentedSource(IDataSource* inner, Presentation presentation, Damage* damage,
+                  Reader reader = Reader::kDemultiplexer);
   ~PresentedSource() override;
 
   int Open() override;                             // rewinds
