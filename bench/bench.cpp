@@ -23,6 +23,7 @@
 #include "bench/Input.h"
 #include "bench/Table.h"
 #include "bench/Workloads.h"
+#include "qo_host/ExactSeek.h"
 #include "qo_host/ParserLibrary.h"
 #include "qo_host/ParserSession.h"
 #include "qo_host/TraceSource.h"
@@ -33,8 +34,8 @@ namespace {
 
 using Kind = std::optional<qo_host::TrackKind>;  // nothing: all tracks, by time
 
-// Play-outs are measured in processor time, which other processes disturb least;
-// what takes microseconds by the clock, which costs nothing to read.
+// Play-outs and exact seeks are measured in processor time, which other processes disturb
+// least; what takes microseconds by the clock, which costs nothing to read.
 double ProcessorSeconds() {
   timespec now{};
   clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
@@ -274,6 +275,51 @@ void MeasureSeek(benchmark::State& state, const qo_host::ParserLibrary& library,
   state.counters[kCopySeconds] = Median(copies);
 }
 
+// The first exact seek of a session, with the first unit behind it.
+class ExactSeeks {
+ public:
+  ExactSeeks(const qo_host::ParserLibrary& library, std::unique_ptr<IDataSource> source,
+             unsigned int seed)
+      : session_(library.factory(), std::move(source)) {
+    if (session_.Open() == kParserOk && session_.durationMs() != 0) {
+      targetMs_ = std::mt19937(seed)() % session_.durationMs();
+    }
+  }
+  // Null where nothing was found.
+  const qo_host::AccessUnit* Run() {
+    const qo_host::ExactSeek seek = qo_host::ExactSeeker(&session_).Seek(targetMs_);
+    return seek.outcome == qo_host::ExactSeek::Outcome::kFound ? session_.NextUnit() : nullptr;
+  }
+
+ private:
+  qo_host::ParserSession session_;
+  unsigned long long targetMs_ = 0;
+};
+
+void MeasureExactSeek(benchmark::State& state, const qo_host::ParserLibrary& library,
+                      const Input& input) {
+  auto trace = std::make_unique<qo_host::TraceSource>(input.MakeSource());
+  qo_host::TraceSource* calls = trace.get();
+  ExactSeeks counted(library, std::move(trace), 0);
+  calls->Reset();
+  const unsigned long long before = HeapAllocations();
+  if (counted.Run() == nullptr) return state.SkipWithError("cannot be sought in");
+  const unsigned long long allocations = HeapAllocations() - before;
+  const qo_host::SourceTotals totals = calls->AllTotals();
+
+  Series series(&state);
+  unsigned int seed = 0;
+  for (auto _ : state) {
+    ExactSeeks seeks(library, input.MakeSource(), seed++);
+    const double start = ProcessorSeconds();
+    const qo_host::AccessUnit* unit = seeks.Run();
+    const double seconds = ProcessorSeconds() - start;
+    const std::size_t size = unit != nullptr ? unit->size : 0;
+    series.Add(seconds, FloorSeconds(input.bytes().substr(0, size), ProcessorSeconds));
+  }
+  series.Report(totals.bytes, 1, totals.calls, allocations);
+}
+
 // Registers the rows of a run and owns what they measure.
 class Suite {
  public:
@@ -284,6 +330,7 @@ class Suite {
     AddOpen(name + ": open", input);
     AddPlayOut(name + ": play-out", input);
     AddSeek(name + ": seek", input);
+    AddExactSeek(name + ": first exact seek", input);
   }
 
   void AddWorkloads() {
@@ -299,7 +346,9 @@ class Suite {
     AddPlayOut("H.264", avc);
     AddPlayOut("H.264, debug level 1", avc, {}, "1");
     AddSeek("seek, index", both);
-    AddSeek("seek, no index", Own(MakeMemoryInput(AudioVideoFile(false))));
+    const Input& noIndex = Own(MakeMemoryInput(AudioVideoFile(false)));
+    AddSeek("seek, no index", noIndex);
+    AddExactSeek("first exact seek", noIndex);
   }
 
  private:
@@ -322,6 +371,10 @@ class Suite {
     Add(name, [this, &input, kind, level](benchmark::State& state) {
       MeasurePlayOut(state, library_, input, kind, level);
     });
+  }
+  void AddExactSeek(const std::string& name, const Input& input) {
+    Add(name,
+        [this, &input](benchmark::State& state) { MeasureExactSeek(state, library_, input); });
   }
   void AddSeek(const std::string& name, const Input& input) {
     Add(name, [this, &input](benchmark::State& state) { MeasureSeek(state, library_, input); });
