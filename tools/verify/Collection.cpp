@@ -60,6 +60,7 @@ class Collection {
 
  private:
   void Survey();
+  std::optional<Judgement> KnownJudgement(const FoundFile& file) const;
   bool NextToJudge(FoundFile* file);
   Judged JudgeFile(const FoundFile& file, const Watch& watch) const;
   void Unread(const std::string& error, Judged* judged) const;
@@ -88,16 +89,22 @@ class Collection {
 void Collection::Survey() {
   FileWalk walk(collection_.names, collection_.entersFolders);
   for (FoundFile file; walk.Next(&file) && !IsInterrupted();) {
-    if (log_ && log_->Find(LogKey(file, options_))) continue;
+    if (KnownJudgement(file)) continue;
     ++files_;
     bytes_ += file.bytes;
   }
 }
 
+// What the log says of it. What comes out of a pipe is another thing each time.
+std::optional<Judgement> Collection::KnownJudgement(const FoundFile& file) const {
+  if (!log_ || file.path == "-") return std::nullopt;
+  return log_->Find(LogKey(file, options_));
+}
+
 // Passes over what the log has.
 bool Collection::NextToJudge(FoundFile* file) {
   while (walk_.Next(file)) {
-    const auto known = log_ ? log_->Find(LogKey(*file, options_)) : std::nullopt;
+    const auto known = KnownJudgement(*file);
     if (!known) return true;
     ++known_;
     ++countOf(*known);
