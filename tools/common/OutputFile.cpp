@@ -9,6 +9,8 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <filesystem>
+#include <system_error>
 
 #include "tools/common/Tool.h"
 
@@ -33,6 +35,13 @@ void NoticeInterruptions() {
 }
 
 bool IsInterrupted() { return interrupted; }
+
+void CheckIsNotInput(const std::string& output, const std::string& input) {
+  std::error_code ignored;  // a path that cannot be looked up fails when it is opened
+  if (std::filesystem::equivalent(output, input, ignored)) {
+    throw Failure(kExitCannotRun, output + ": is the input: name another file to write");
+  }
+}
 
 OutputFile::OutputFile(const std::string& path) : path_(path), written_(path) {
   struct stat existing {};

@@ -25,6 +25,10 @@ void NoticeInterruptions();
 // and then, and ends.
 bool IsInterrupted();
 
+// Refuses to write to `output` what is read from `input`, under whatever names: throws
+// Failure(kExitCannotRun) where the two are one file.
+void CheckIsNotInput(const std::string& output, const std::string& input);
+
 class OutputFile {
  public:
   // A device or a pipe at `path` is written as it is. Throws

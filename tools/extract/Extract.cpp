@@ -5,7 +5,6 @@
 #include <optional>
 #include <set>
 #include <string>
-#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -52,15 +51,12 @@ void CheckOutputs(const Arguments& arguments) {
   if (paths.empty()) {
     throw Failure(kExitCannotRun, "nothing to extract: name at least one output, out.mkv say");
   }
-  std::error_code ignored;  // a path that cannot be looked up fails when it is opened
   std::set<fs::path> seen;
   for (const std::string& path : paths) {
     if (path == kStandardOutput && paths.size() > 1) {
       throw Failure(kExitCannotRun, "-: the standard output takes one output, and no other");
     }
-    if (fs::equivalent(path, arguments.file, ignored)) {
-      throw Failure(kExitCannotRun, path + ": is the input: name another file to write");
-    }
+    CheckIsNotInput(path, arguments.file);
     if (!seen.insert(fs::absolute(path).lexically_normal()).second) {
       throw Failure(kExitCannotRun, path + ": named for two outputs");
     }

@@ -24,10 +24,8 @@ struct Arguments {
 };
 
 void CheckOutput(const Arguments& arguments) {
+  CheckIsNotInput(arguments.out, arguments.in);
   std::error_code ignored;  // a path that cannot be looked up fails when it is opened
-  if (fs::equivalent(arguments.in, arguments.out, ignored)) {
-    throw Failure(kExitCannotRun, arguments.out + ": is the input: name another file to write");
-  }
   if (fs::exists(arguments.out, ignored) && !fs::is_regular_file(arguments.out, ignored)) {
     throw Failure(kExitCannotRun, arguments.out + ": is no file, which could be read again");
   }

@@ -1,6 +1,5 @@
 // asftool report: a page about a file, to be looked at in a browser.
 #include <filesystem>
-#include <system_error>
 
 #include "tools/common/Commands.h"
 #include "tools/common/OutputFile.h"
@@ -9,8 +8,6 @@
 
 namespace tool {
 namespace {
-
-namespace fs = std::filesystem;
 
 struct Arguments {
   std::string file;
@@ -21,7 +18,7 @@ void WritePage(const Gathered& gathered, OutputFile* out) {
   const auto write = [out](const std::string& text) {
     out->Write(reinterpret_cast<const unsigned char*>(text.data()), text.size());
   };
-  write(PageStart(fs::path(gathered.input->path()).filename().string()));
+  write(PageStart(std::filesystem::path(gathered.input->path()).filename().string()));
   for (const auto section :
        {OverviewSection, StreamsSection, TagsSection, BitrateSection, KeyFrameSection,
         InterleaveSection, PacketSection, SeekSection, TreeSection}) {
@@ -31,10 +28,7 @@ void WritePage(const Gathered& gathered, OutputFile* out) {
 }
 
 void Run(const Arguments& arguments, const Options& options, int* exitCode) {
-  std::error_code ignored;  // a path that cannot be looked up fails when it is opened
-  if (fs::equivalent(arguments.file, arguments.output, ignored)) {
-    throw Failure(kExitCannotRun, arguments.output + ": is the input: name another file to write");
-  }
+  CheckIsNotInput(arguments.output, arguments.file);
   NoticeInterruptions();
   Input input(options, arguments.file);
   RefuseLongPipe(input.file());
