@@ -28,8 +28,8 @@ struct ObjectField {
 
 // An object, or a place where one should be and isn't.
 struct ObjectNode {
-  bool isObject = true;  // otherwise bytes that are none: no `id`, no fields
-  Guid id = {};
+  bool isObject = true;             // otherwise bytes that are none: no `id`, no fields
+  Guid id = {};                     // what kind of object it is
   std::string name;                 // "file properties"; empty: not known
   unsigned long long position = 0;  // bytes from the file's first
   unsigned long long size = 0;      // bytes, as it says, its own 24 included

@@ -24,6 +24,7 @@ struct UnitPlace {
   unsigned long long position;  // of its body, bytes from the file's first
 };
 
+// Tells the places of the units of one play-out.
 class UnitPlaces {
  public:
   // `session` is open; for the places to be known it presents the file. `file` (not null) brings

@@ -105,9 +105,11 @@ std::string PictureText(const DescribedStream& facts) {
 std::string SoundText(const DescribedStream& facts) {
   const auto& audio = facts.header->audio;
   if (!audio) return "";
-  return std::to_string(audio->samplesPerSecond) + " Hz, " + Count(audio->channels, "channel") +
-         ", " + Count(audio->bitsPerSample, "bit") + " a sample, blocks of " +
-         Count(audio->blockAlign, "byte");
+  std::string text =
+      std::to_string(audio->samplesPerSecond) + " Hz, " + Count(audio->channels, "channel");
+  // Many codecs have no such number.
+  if (audio->bitsPerSample != 0) text += ", " + Count(audio->bitsPerSample, "bit") + " a sample";
+  return text + ", blocks of " + Count(audio->blockAlign, "byte");
 }
 
 std::string TimesText(const DescribedStream& facts) {
