@@ -11,13 +11,15 @@ namespace qo_host {
 
 // A NAL unit, without its start code.
 struct NalUnit {
-  // The types that say how to read what follows them, and those of coded slices, 1 to 5.
-  static constexpr unsigned char kFirstSlice = 1, kLastSlice = 5;
-  static constexpr unsigned char kSequenceParameterSet = 7, kPictureParameterSet = 8;
+  static constexpr unsigned char kFirstSlice = 1;            // types of coded slices: from this one
+  static constexpr unsigned char kLastSlice = 5;             // to this one
+  static constexpr unsigned char kSequenceParameterSet = 7;  // a type; such a unit says how to read
+  static constexpr unsigned char kPictureParameterSet = 8;   // the slices, as does this one
 
   const unsigned char* data;  // within the bytes that were walked
   std::size_t size;           // bytes, not 0; zeros behind it are not part of it
 
+  // Its type, 0 to 31.
   unsigned char type() const { return data[0] & 0x1F; }
 };
 
