@@ -190,7 +190,6 @@ TEST(UnitPlaces, AreWhereTheBytesOfTheUnitsLie) {
     const std::size_t start = session.presented()->header().bytes.size() + 50;
     const bool hasLengths = path.filename() == "h264_aac.asf";  // start codes are in their place
     std::size_t matched = 0, count = 0;
-    std::optional<qo_host::UnitPlace> last;
     while (const qo_host::AccessUnit* unit = session.NextUnit()) {
       const auto place = places.Find(*unit);
       ASSERT_TRUE(place) << path << " " << unit->timeMs;
