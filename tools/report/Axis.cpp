@@ -49,7 +49,7 @@ double TimeStep(double endMs) {
 // "1:30:00", "2:05", "3.5 s".
 std::string ClockText(double ms, double stepMs) {
   if (stepMs < 1000) return DecimalText(ms / 1000) + "\u00A0s";
-  const auto seconds = static_cast<long long>(ms / 1000 + 0.5);
+  const long long seconds = std::llround(ms / 1000);
   char text[64];
   if (seconds >= 3600) {
     std::snprintf(text, sizeof text, "%lld:%02lld:%02lld", seconds / 3600, seconds / 60 % 60,

@@ -27,6 +27,25 @@ std::string Percent(double share) {
   return text;
 }
 
+std::string GridLine(const std::string& y) {
+  return "<line class=\"grid\" x1=\"0\" x2=\"100%\" y1=\"" + y + "\" y2=\"" + y + "\"/>";
+}
+
+std::string UprightLabel(double y, const std::string& label) {
+  return "<text x=\"-6\" y=\"" + Fixed(y + 4) + "\" text-anchor=\"end\">" + Escaped(label) +
+         "</text>";
+}
+
+// `style` is " wide" for one that a narrow page leaves out; otherwise empty.
+std::string LevelTick(double share, const std::string& label, const std::string& style) {
+  const char* const anchor = share < 0.02 ? "start" : share > 0.95 ? "end" : "middle";
+  const std::string x = Percent(share);
+  const double y = kTop + kPlotHeight;
+  return "<line class=\"tick" + style + "\" x1=\"" + x + "\" x2=\"" + x + "\" y1=\"" + Fixed(y) +
+         "\" y2=\"" + Fixed(y + 5) + "\"/><text class=\"at" + style + "\" x=\"" + x + "\" y=\"" +
+         Fixed(y + 19) + "\" text-anchor=\"" + anchor + "\">" + Escaped(label) + "</text>";
+}
+
 }  // namespace
 
 Chart::Chart(Axis x, Axis y) : x_(std::move(x)), y_(std::move(y)) {}
@@ -88,30 +107,16 @@ void Chart::AddRule(double y, const std::string& text) {
 
 std::string Chart::Grid() const {
   std::string lines;
-  for (const Tick& tick : y_.ticks) {
-    const std::string at = Fixed(Y(tick.at));
-    lines += "<line class=\"grid\" x1=\"0\" x2=\"100%\" y1=\"" + at + "\" y2=\"" + at + "\"/>";
-  }
+  for (const Tick& tick : y_.ticks) lines += GridLine(Fixed(Y(tick.at)));
   return lines;
 }
 
 std::string Chart::Labels() const {
   std::string text;
-  for (const Tick& tick : y_.ticks) {
-    text += "<text x=\"-6\" y=\"" + Fixed(Y(tick.at) + 4) + "\" text-anchor=\"end\">" +
-            Escaped(tick.label) + "</text>";
-  }
+  for (const Tick& tick : y_.ticks) text += UprightLabel(Y(tick.at), tick.label);
   bool isEven = true;
   for (const Tick& tick : x_.ticks) {
-    const double share = x_.Share(tick.at);
-    const char* const anchor = share < 0.02 ? "start" : share > 0.95 ? "end" : "middle";
-    const std::string at = Percent(share);
-    const std::string style = isEven ? "" : " wide";  // not on a narrow page
-    text += "<line class=\"tick" + style + "\" x1=\"" + at + "\" x2=\"" + at + "\" y1=\"" +
-            Fixed(kTop + kPlotHeight) + "\" y2=\"" + Fixed(kTop + kPlotHeight + 5) + "\"/>";
-    text += "<text class=\"at" + style + "\" x=\"" + at + "\" y=\"" +
-            Fixed(kTop + kPlotHeight + 19) + "\" text-anchor=\"" + anchor + "\">" +
-            Escaped(tick.label) + "</text>";
+    text += LevelTick(x_.Share(tick.at), tick.label, isEven ? "" : " wide");
     isEven = !isEven;
   }
   return text;

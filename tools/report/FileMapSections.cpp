@@ -1,6 +1,7 @@
 // What changes over the length of the file: how its streams are interleaved, how full its
 // packets are, and where they are damaged.
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 
 #include "qo_host/StreamKind.h"
@@ -128,8 +129,7 @@ std::string CellWords(const Place& place, double fill) {
   std::string words = "packets " + std::to_string(place.first);
   if (place.packets > 1) words += " to " + std::to_string(place.first + place.packets - 1);
   if (place.packets == 0) return "from packet " + std::to_string(place.first) + ": not in the file";
-  if (place.bytes != 0)
-    words += ": " + std::to_string(static_cast<int>(fill * 100 + 0.5)) + " % full";
+  if (place.bytes != 0) words += ": " + std::to_string(std::lround(fill * 100)) + " % full";
   if (place.damaged != 0) words += ", " + std::to_string(place.damaged) + " damaged";
   return words;
 }
@@ -165,8 +165,7 @@ std::string MapWords(const Gathered& gathered) {
   }
   std::string words = Grouped(measures.packets()) + " packets";
   if (bytes > 0) {
-    words += ", " + std::to_string(static_cast<int>((1 - padding / bytes) * 100 + 0.5)) +
-             " % full on average";
+    words += ", " + std::to_string(std::lround((1 - padding / bytes) * 100)) + " % full on average";
   }
   words += ". " + (measures.damaged() == 0 ? "None" : Grouped(measures.damaged())) + " damaged";
   const unsigned long long missing = gathered.extent.stated - gathered.extent.count;
