@@ -115,7 +115,6 @@ std::optional<int> Demuxer::ReadFile() {
   // Reading begins at the file's beginning several times: this source stays there, so
   // that what has been pushed does too.
   const std::unique_ptr<IDataSource> beginning = MakeSource();
-  if (queue_ != nullptr) queue_->LearnUpstream();
   int status = qo_host::ReadFileHeader(MakeSource().get(), &header_);
   if (status < 0) return status;
   if (queue_ != nullptr) queue_->LearnUpstream();

@@ -32,8 +32,8 @@ class QueueSource {
   // A reader of its own position, for one thread at a time, which must not outlive this.
   // Its source's size is not known before LearnUpstream.
   std::unique_ptr<IDataSource> MakeReader();
-  // Asks upstream for its size, and whether it can be sought in. By the readers' thread,
-  // again when bytes have come: some don't know earlier.
+  // Asks upstream for its size, and whether it can be sought in. Once, by the readers'
+  // thread, when bytes have come: some don't know earlier, or are still being started.
   void LearnUpstream();
   bool canSeek() const { return canSeek_; }
   // A reader came to its end because another one is too far behind it.
