@@ -103,6 +103,19 @@ TEST_F(Extract, WritesManyFilesAsItWritesEachAlone) {
   EXPECT_EQ(wav.substr(data + 4, 4), Le(wav.size() - data - 8, 4));
 }
 
+TEST_F(Extract, KeepsTimesOfAnyLengthAndBeginsAtTheStart) {
+  // Times include the preroll of 3 s: 10 ms in front of the start, and 1,000 hours behind it.
+  AsfFile file({Stream(ID_VIDEO_MEDIA, 1, VideoFormat("VP80"))},
+               {Packet({Key(1, 2990, "a")}), Packet({Key(1, 3600003266u, "bc")})});
+  Write("long.wmv", file.Build());
+  const Outcome outcome = Run("extract long.wmv long.ivf long.mkv");
+  EXPECT_EQ(outcome.err, "");
+  EXPECT_EQ(FileBytes(Path("long.ivf")).substr(24),
+            Le(2, 4) + Le(0, 4) + Le(1, 4) + Le(0, 8) + "a" + Le(2, 4) + Le(3600000266u, 8) + "bc");
+  // A cluster's time, as Matroska writes it.
+  EXPECT_NE(FileBytes(Path("long.mkv")).find(Hex("E7 84 D6 93 A5 0A")), Bytes::npos);
+}
+
 TEST_F(Extract, WritesCommandsAndMarkersAtTheirTimes) {
   const Bytes id(16, '\x01');
   const auto text = [](const char* ascii, int width) {

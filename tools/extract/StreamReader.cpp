@@ -13,18 +13,30 @@ using qo_host::TrackKind;
 // More units of one time are frames of their own: only a file that means harm has them.
 constexpr std::size_t kMaxFrameBytes = std::size_t{16} << 20;
 
-// Times have 32 bits, and those in front of the start have wrapped.
-std::int64_t SignedMs(unsigned long long timeMs) {
-  return static_cast<std::int32_t>(static_cast<std::uint32_t>(timeMs));
+std::uint64_t PrerollMs(const qo_host::ParserSession& session) {
+  const qo_host::PresentedFile* const file = session.presented();
+  const bool isKnown = file != nullptr && file->header().properties;
+  return isKnown ? file->header().properties->prerollMs : 0;
+}
+
+// Times have 32 bits, and those in front of the start, by the preroll at most, have
+// wrapped. A recording that has gone on for weeks has large ones as well.
+std::int64_t SignedMs(unsigned long long timeMs, std::uint64_t prerollMs) {
+  constexpr std::int64_t kWrap = std::int64_t{1} << 32;
+  const auto time = static_cast<std::int64_t>(static_cast<std::uint32_t>(timeMs));
+  return static_cast<std::uint64_t>(kWrap - time) <= prerollMs ? time - kWrap : time;
 }
 
 }  // namespace
 
 StreamReader::StreamReader(qo_host::ParserSession* session, TrackKind kind)
-    : session_(session), track_(*session->FindTrack(kind)) {}
+    : session_(session), track_(*session->FindTrack(kind)), prerollMs_(PrerollMs(*session)) {}
 
 StreamReader::StreamReader(std::unique_ptr<qo_host::ParserSession> session)
-    : owned_(std::move(session)), session_(owned_.get()), track_(owned_->tracks().front()) {}
+    : owned_(std::move(session)),
+      session_(owned_.get()),
+      track_(owned_->tracks().front()),
+      prerollMs_(PrerollMs(*owned_)) {}
 
 std::unique_ptr<StreamReader> StreamReader::OpenBeside(const qo_host::ParserFactory& factory,
                                                        IDataSource* shared,
@@ -55,7 +67,8 @@ const Frame* StreamReader::Peek() {
 bool StreamReader::Read() {
   const qo_host::AccessUnit* const unit = session_->NextUnit(track_.kind);
   if (unit == nullptr) return false;
-  frame_ = {unit->data, unit->size, SignedMs(unit->timeMs), unit->isKeyFrame, unit->isIncomplete};
+  frame_ = {unit->data, unit->size, SignedMs(unit->timeMs, prerollMs_), unit->isKeyFrame,
+            unit->isIncomplete};
   if (track_.info.codec == kCodecH264) Join(unit->timeMs);
   ++frames_;
   if (frame_.isIncomplete) ++incompleteFrames_;

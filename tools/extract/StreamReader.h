@@ -63,6 +63,7 @@ class StreamReader {
   std::unique_ptr<qo_host::ParserSession> owned_;
   qo_host::ParserSession* const session_;
   const qo_host::Track track_;
+  const std::uint64_t prerollMs_;
   Frame frame_{};
   bool hasFrame_ = false;
   std::vector<unsigned char> joined_;  // what `frame_` is made of, where it is several units
