@@ -60,13 +60,23 @@ std::string ClockText(double ms, double stepMs) {
   return text;
 }
 
+// At each multiple of `step`, of which `axis->from` is one.
+template <typename Text>
+void AddTicks(double step, const Text& text, Axis* axis) {
+  const long long last = std::llround(std::floor(axis->to / step + 1e-6));
+  for (long long k = std::llround(axis->from / step); k <= last; ++k) {
+    const double at = static_cast<double>(k) * step;
+    axis->ticks.push_back({at, text(at)});
+  }
+}
+
 template <typename Text>
 Axis RoundAxis(double least, double most, const Text& text) {
   const double step = RoundStep(std::max(most - least, 1.0), kValueTicks);
   const double first = std::floor(least / step);
   const double last = std::max(std::ceil(most / step), first + 1);
   Axis axis{first * step, last * step, {}};
-  for (double k = first; k <= last; ++k) axis.ticks.push_back({k * step, text(k * step)});
+  AddTicks(step, text, &axis);
   return axis;
 }
 
@@ -79,14 +89,15 @@ double Axis::Share(double value) const {
 Axis TimeAxis(double endMs) {
   Axis axis{0, std::max(endMs, 1.0), {}};
   const double step = TimeStep(axis.to);
-  for (double at = 0; at <= axis.to; at += step) axis.ticks.push_back({at, ClockText(at, step)});
+  AddTicks(
+      step, [step](double ms) { return ClockText(ms, step); }, &axis);
   return axis;
 }
 
 Axis FileAxis(double endBytes) {
   Axis axis{0, std::max(endBytes, 1.0), {}};
   const double step = RoundStep(axis.to, kTimeTicks);
-  for (double at = 0; at <= axis.to; at += step) axis.ticks.push_back({at, SizeText(at)});
+  AddTicks(step, SizeText, &axis);
   return axis;
 }
 
