@@ -62,7 +62,7 @@ void PrintPackets(Input* input) {
   PrintLine("packets", std::to_string(layout.PacketsInData()) + " of " + sizes + ", preroll " +
                            std::to_string(layout.prerollMs) + " ms");
   if (!layout.simpleIndex) {
-    PrintLine("index", "none");
+    PrintLine("index", layout.fileSize ? "none" : "not known, it would stand behind the data");
     return;
   }
   const unsigned int entries = layout.simpleIndex->entries;
