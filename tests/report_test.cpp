@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -79,7 +80,7 @@ TEST_F(Report, TellsWhereSeeksShouldLandAsAnExactSeekDoes) {
   for (std::sregex_iterator it(figure.begin(), figure.end(), row), end; it != end; ++it) {
     if (rows++ % 5 != 0) continue;
     const Outcome exact = Run("seek --exact --json '" + sample + "' --to " + (*it)[1].str());
-    const auto shouldMs = static_cast<int>(std::stod((*it)[2]) * 1000 + 0.5);
+    const auto shouldMs = std::lround(std::stod((*it)[2]) * 1000);
     EXPECT_EQ(Json::parse(exact.out)["video"]["time_ms"], shouldMs) << (*it)[0];
   }
   EXPECT_EQ(rows, 32);

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
 
@@ -153,8 +154,8 @@ void ProgressBar::Show(unsigned long long done, unsigned long long total, const 
   const double seconds = std::chrono::duration<double>(now - start_).count();
   std::string text = RateText(static_cast<double>(done) / seconds);
   if (done > 0) {
-    const auto left = static_cast<unsigned long long>(seconds / share - seconds + 0.5);
-    const std::string time = TimeText(left * 1000);
+    const long long left = std::llround(seconds / share - seconds);
+    const std::string time = TimeText(static_cast<unsigned long long>(left) * 1000);
     text += "  " + time.substr(0, time.size() - 4) + " left";
   }
   std::fprintf(stderr, "\r[%s] %3d %%  %s  %s\x1b[K", bar.c_str(), static_cast<int>(share * 100),
