@@ -24,7 +24,7 @@ std::string ActionOf(const Word& word) {
 }
 
 // Of an option: "'(-j --jobs)'{-j,--jobs}'[Files at once]:value: '"
-std::string Specification(const Word& word) {
+std::string ArgumentText(const Word& word) {
   const std::string rest = "[" + Escaped(word.description, "[]:\\") + "]" +
                            (word.takesValue ? ":value:" + ActionOf(word) : "") + "'";
   if (word.names.size() == 1) return "'" + word.names.front() + rest;
@@ -48,7 +48,7 @@ std::string ArgumentsOf(const CommandWords& command) {
 std::string OptionsOf(const CommandWords& command, const char* indent) {
   std::string text;
   for (const Word& word : command.words) {
-    if (word.isOption()) text += indent + Specification(word);
+    if (word.isOption()) text += indent + ArgumentText(word);
   }
   return text;
 }
