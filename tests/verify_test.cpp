@@ -43,8 +43,8 @@ TEST_F(Collection, IsJudgedInTheOrderOfItsNamesWhateverIsDoneFirst) {
   const std::vector<std::string> expected = {
       "c/Z.ASF: good",
       "c/a.wma: good",
-      "c/b/cut.wmv: bad: truncated: the file holds 12 whole packets of 25; 1 packet failed, "
-      "first packet 12: it ends in what it holds; 1 media object lost fragments",
+      ("c/b/cut.wmv: bad: truncated: the file holds 12 whole packets of 25; 1 packet failed, "
+       "first packet 12: it ends in what it holds; 1 media object lost fragments"),
       "c/b/x.wma: good with the kit",
       "c/text.asf: bad: not an ASF file",
       "5 files: 2 good, 1 good with the kit, 2 bad; 2 other files passed over",
