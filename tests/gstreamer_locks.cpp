@@ -41,6 +41,9 @@ void Run(gpointer task, gpointer work) {
   static_cast<Work*>(work)->function(task, static_cast<Work*>(work)->data);
 }
 
+// Whose reference this thread is giving back.
+thread_local gpointer unreferenced = nullptr;
+
 }  // namespace
 
 extern "C" {
@@ -61,6 +64,23 @@ gboolean g_thread_pool_push(GThreadPool* pool, gpointer task, GError** error) {
   static const auto real = Real<gboolean(GThreadPool*, gpointer, GError**)>("g_thread_pool_push");
   __tsan_release(task);
   return real(pool, task, error);
+}
+
+// Counts of references are atomics of GLib's own. The last owner of an object clears its
+// locks after all that the owners before did.
+void g_object_unref(gpointer object) {
+  static const auto real = Real<void(gpointer)>("g_object_unref");
+  __tsan_release(object);
+  const gpointer outer = unreferenced;
+  unreferenced = object;
+  real(object);
+  unreferenced = outer;
+}
+
+void g_rec_mutex_clear(GRecMutex* mutex) {
+  static const auto real = Real<void(GRecMutex*)>("g_rec_mutex_clear");
+  if (unreferenced != nullptr) __tsan_acquire(unreferenced);
+  real(mutex);
 }
 
 void g_mutex_lock(GMutex* mutex) {
