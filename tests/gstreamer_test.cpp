@@ -73,6 +73,8 @@ class Player {
   }
   ~Player() {
     gst_element_set_state(pipeline_, GST_STATE_NULL);
+    // A thread of the framework's may be the last owner, later.
+    g_signal_handlers_disconnect_by_data(demux_, this);
     gst_object_unref(bus_);
     gst_object_unref(demux_);
     gst_object_unref(pipeline_);
