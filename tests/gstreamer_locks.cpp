@@ -5,7 +5,7 @@
 #if __has_feature(thread_sanitizer)
 
 #pragma GCC visibility push(default)
-#include <glib.h>
+#include <glib-object.h>
 #pragma GCC visibility pop
 
 #include <dlfcn.h>
