@@ -7,13 +7,12 @@
 #include <cstdlib>
 #include <ctime>
 #include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
+#include "fuzz/Mutation.h"
 #include "qo_host/MemorySource.h"
 #include "testing/CheckingHost.h"
-#include "testing/Random.h"
 #include "testing/SampleFiles.h"
 #include "testing/Steps.h"
 
@@ -21,34 +20,6 @@ namespace {
 
 constexpr double kMaxSeconds = 5;  // of processor time, also under an emulator
 constexpr std::size_t kMaxHeapBytes = std::size_t{64} << 20;
-
-// Half of all changes go to the first 2,000 bytes, where the header is.
-std::size_t Position(const std::string& file, Random* random) {
-  constexpr std::size_t kHeader = 2000;
-  return random->Below(random->Below(2) != 0 ? std::min(file.size(), kHeader) : file.size());
-}
-
-void ChangeOnce(std::string* file, Random* random) {
-  static constexpr unsigned char kValues[] = {0x00, 0x01, 0x7F, 0x80, 0xFF};
-  const std::size_t at = Position(*file, random);
-  switch (random->Below(6)) {
-    case 0:
-      file->resize(at);
-      break;
-    case 1:
-      file->erase(at, random->Below(64));
-      break;
-    case 2:
-      file->insert(at, file->substr(Position(*file, random), random->Below(64)));
-      break;
-    case 3:
-      std::fill_n(file->data() + at, std::min(file->size() - at, 1 + random->Below(8)),
-                  static_cast<char>(kValues[random->Below(std::size(kValues))]));
-      break;
-    default:
-      if (at < file->size()) (*file)[at] = static_cast<char>(random->Below(256));
-  }
-}
 
 // Opens, plays both kinds out by either form of delivery, seeks and describes.
 void Play(const std::string& file) {
@@ -80,11 +51,7 @@ int main(int argc, char** argv) {
   std::size_t largest = 0;
   unsigned long failed = 0;
   for (unsigned long k = 0; k < cases; ++k) {
-    Random random(static_cast<unsigned int>(k));
-    std::string file = files[k % files.size()];
-    for (std::size_t changes = 1 + random.Below(12); changes > 0; --changes) {
-      ChangeOnce(&file, &random);
-    }
+    const std::string file = MutatedFile(files, k);
     std::ofstream(argv[2], std::ios::binary) << file;
     const std::size_t before = HeapBytes();
     const std::clock_t start = std::clock();

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "testing/AsfBuilder.h"
+#include "testing/LoadElement.h"
 #include "testing/Random.h"
 #include "testing/SampleFiles.h"
 
@@ -558,24 +559,9 @@ TEST(GStreamer, StateChangesAndSeeksAtAnyMomentEndWell) {
 
 }  // namespace
 
-// GLib leaves one table behind while it is loaded: by the leak checker's own unwinding
-// that can't be told from others.
-extern "C" const char* __asan_default_options() { return "fast_unwind_on_malloc=0"; }
-extern "C" const char* __lsan_default_suppressions() { return "leak:call_init"; }
-
-// No other plugin is looked at: some leak what they allocate when they are.
 int main(int argc, char** argv) {
   testing::InitGoogleTest(&argc, argv);
-  for (const char* name : {"GST_PLUGIN_PATH_1_0", "GST_PLUGIN_SYSTEM_PATH_1_0"})
-    g_setenv(name, "", TRUE);
-  g_setenv("GST_REGISTRY_1_0", QO_REGISTRY, TRUE);
-  gst_registry_fork_set_enabled(FALSE);
-  gst_init(&argc, &argv);
-  for (const char* path : {QO_CORE_ELEMENTS, QO_PLUGIN}) {
-    GstPlugin* const plugin = gst_plugin_load_file(path, nullptr);
-    if (plugin == nullptr) return std::fprintf(stderr, "%s can't be loaded\n", path), 2;
-    gst_object_unref(plugin);
-  }
+  if (!LoadElement(&argc, &argv)) return 2;
   const int result = RUN_ALL_TESTS();
   gst_deinit();
   return result;
