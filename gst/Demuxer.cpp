@@ -323,13 +323,15 @@ void Demuxer::Finish() {
   PushToAll(done);
 }
 
-// Flushing says nothing more; a flow that fails is an error, and then the end for all.
+// Flushing says nothing more; EOS, that none wants more of the segment; a flow that fails is
+// an error, and then the end for all.
 void Demuxer::StopFor(GstFlowReturn flow) {
   gst_task_pause(task_);
   GST_DEBUG_OBJECT(element_, "streaming stops: %s", gst_flow_get_name(flow));
   if (flow == GST_FLOW_FLUSHING) return;
+  if (flow == GST_FLOW_EOS) return Finish();
   if (queue_ != nullptr) queue_->Close(flow);
-  if (flow != GST_FLOW_EOS) GST_ELEMENT_FLOW_ERROR(element_, flow);
+  GST_ELEMENT_FLOW_ERROR(element_, flow);
   for (const auto& output : outputs_) output->PushEos(segment_, seqnum_);
 }
 
