@@ -37,15 +37,28 @@ const unsigned char* NalUnits::FindStartCode(const unsigned char* from) const {
   return std::search(from, end_, std::end(kStartCode) - kShortCodeBytes, std::end(kStartCode));
 }
 
+// Goes on to `end`. False where nothing but zeros is in front of it.
+bool NalUnits::Cut(const unsigned char* end, NalUnit* unit) {
+  const unsigned char* const begin = next_ + kShortCodeBytes;
+  next_ = end;
+  while (end != begin && end[-1] == 0) --end;
+  if (end == begin) return false;
+  *unit = {begin, static_cast<std::size_t>(end - begin)};
+  return true;
+}
+
 bool NalUnits::Next(NalUnit* unit) {
   while (next_ != end_) {
+    if (Cut(FindStartCode(next_ + kShortCodeBytes), unit)) return true;
+  }
+  return false;
+}
+
+bool NalUnits::NextToSlice(NalUnit* unit) {
+  while (next_ != end_) {
     const unsigned char* const begin = next_ + kShortCodeBytes;
-    next_ = FindStartCode(begin);
-    const unsigned char* end = next_;
-    while (end != begin && end[-1] == 0) --end;
-    if (end == begin) continue;
-    *unit = {begin, static_cast<std::size_t>(end - begin)};
-    return true;
+    const bool isSlice = begin != end_ && NalUnit{begin, 1}.isSlice();
+    if (Cut(isSlice ? end_ : FindStartCode(begin), unit)) return true;
   }
   return false;
 }
@@ -68,9 +81,8 @@ std::vector<unsigned char> H264ParameterSets(const Track& track) {
 
 bool StartsWithH264Parameters(const unsigned char* data, std::size_t size) {
   NalUnits units(data, size);
-  for (NalUnit unit{}; units.Next(&unit);) {
+  for (NalUnit unit{}; units.NextToSlice(&unit);) {
     if (unit.type() == NalUnit::kSequenceParameterSet) return true;
-    if (unit.type() >= NalUnit::kFirstSlice && unit.type() <= NalUnit::kLastSlice) return false;
   }
   return false;
 }
