@@ -9,8 +9,10 @@ namespace tool {
 namespace {
 
 using qo_host::TrackKind;
+using Place = qo_host::H264Frames::Place;
 
-// More units of one time are frames of their own: only a file that means harm has them.
+// Units that make a larger one are frames of their own: only a file that means harm has
+// them.
 constexpr std::size_t kMaxFrameBytes = std::size_t{16} << 20;
 
 std::uint64_t PrerollMs(const qo_host::ParserSession& session) {
@@ -27,16 +29,25 @@ std::int64_t SignedMs(unsigned long long timeMs, std::uint64_t prerollMs) {
   return static_cast<std::uint64_t>(kWrap - time) <= prerollMs ? time - kWrap : time;
 }
 
+std::unique_ptr<qo_host::H264Frames> MakeH264(const qo_host::Track& track) {
+  if (track.info.codec != kCodecH264) return nullptr;
+  return std::make_unique<qo_host::H264Frames>(track);
+}
+
 }  // namespace
 
 StreamReader::StreamReader(qo_host::ParserSession* session, TrackKind kind)
-    : session_(session), track_(*session->FindTrack(kind)), prerollMs_(PrerollMs(*session)) {}
+    : session_(session),
+      track_(*session->FindTrack(kind)),
+      prerollMs_(PrerollMs(*session)),
+      h264_(MakeH264(track_)) {}
 
 StreamReader::StreamReader(std::unique_ptr<qo_host::ParserSession> session)
     : owned_(std::move(session)),
       session_(owned_.get()),
       track_(owned_->tracks().front()),
-      prerollMs_(PrerollMs(*owned_)) {}
+      prerollMs_(PrerollMs(*owned_)),
+      h264_(MakeH264(track_)) {}
 
 std::unique_ptr<StreamReader> StreamReader::OpenBeside(const qo_host::ParserFactory& factory,
                                                        IDataSource* shared,
@@ -69,24 +80,43 @@ bool StreamReader::Read() {
   if (unit == nullptr) return false;
   frame_ = {unit->data, unit->size, SignedMs(unit->timeMs, prerollMs_), unit->isKeyFrame,
             unit->isIncomplete};
-  if (track_.info.codec == kCodecH264) Join(unit->timeMs);
+  if (h264_ != nullptr) Join(*unit);
   ++frames_;
   if (frame_.isIncomplete) ++incompleteFrames_;
   return true;
 }
 
-// Looking at the next unit overwrites this one.
-void StreamReader::Join(unsigned long long timeMs) {
-  joined_.assign(frame_.data, frame_.data + frame_.size);
+// Looking at the next unit overwrites this one. The file flags key frames by their times: of
+// several frames of a time the first one is meant, and any that is IDR.
+void StreamReader::Join(const qo_host::AccessUnit& first) {
+  const unsigned long long timeMs = first.timeMs;
+  h264_->Start();
+  joined_.erase(joined_.begin(), joined_.end() - open_);
+  open_ = 0;
+  Append(first);
+  frame_.isKeyFrame &= beganMs_ != timeMs || h264_->isIdr();
+  beganMs_ = timeMs;
   const qo_host::AccessUnit* unit;
+  bool isWhole = false;
   while ((unit = session_->PeekUnit(track_.kind)) != nullptr && unit->timeMs == timeMs &&
          joined_.size() + unit->size <= kMaxFrameBytes) {
+    isWhole = !Append(*unit);
+    if (isWhole) break;
     session_->NextUnit(track_.kind);
-    joined_.insert(joined_.end(), unit->data, unit->data + unit->size);
     frame_.isIncomplete |= unit->isIncomplete;
   }
+  if (!isWhole) open_ = 0;
   frame_.data = joined_.data();
-  frame_.size = joined_.size();
+  frame_.size = joined_.size() - static_cast<std::size_t>(open_);
+}
+
+// False, and nothing done, where a frame begins with the unit.
+bool StreamReader::Append(const qo_host::AccessUnit& unit) {
+  const Place place = h264_->Take(unit.data, unit.size);
+  if (place == Place::kNext) return false;
+  joined_.insert(joined_.end(), unit.data, unit.data + unit.size);
+  open_ = place == Place::kOpen ? open_ + static_cast<std::ptrdiff_t>(unit.size) : 0;
+  return true;
 }
 
 }  // namespace tool

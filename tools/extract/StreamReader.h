@@ -5,14 +5,16 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "qo_host/FileHeader.h"
+#include "qo_host/H264.h"
 #include "qo_host/ParserSession.h"
 
 namespace tool {
 
-// An access unit; of H.264 all NAL units of one time.
+// An access unit; of H.264 all NAL units of a frame.
 struct Frame {
   const unsigned char* data;
   std::size_t size;
@@ -58,7 +60,8 @@ class StreamReader {
  private:
   explicit StreamReader(std::unique_ptr<qo_host::ParserSession> session);
   bool Read();
-  void Join(unsigned long long timeMs);
+  void Join(const qo_host::AccessUnit& first);
+  bool Append(const qo_host::AccessUnit& unit);
 
   std::unique_ptr<qo_host::ParserSession> owned_;
   qo_host::ParserSession* const session_;
@@ -66,7 +69,10 @@ class StreamReader {
   const std::uint64_t prerollMs_;
   Frame frame_{};
   bool hasFrame_ = false;
-  std::vector<unsigned char> joined_;  // what `frame_` is made of, where it is several units
+  std::unique_ptr<qo_host::H264Frames> h264_;  // null: a unit is a frame
+  std::vector<unsigned char> joined_;          // `frame_`, and what the next one begins with
+  std::ptrdiff_t open_ = 0;                    // of that, bytes
+  std::optional<unsigned long long> beganMs_;  // the time of which a frame has been read
   unsigned long long frames_ = 0;
   unsigned long long incompleteFrames_ = 0;
 };
