@@ -5,11 +5,10 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "qo_host/H264.h"
-
 namespace {
 
 using qo_host::AccessUnit;
+using Place = qo_host::H264Frames::Place;
 
 // Times have 32 bits, and those in front of the start have wrapped.
 std::int64_t SignedMs(unsigned long long timeMs) {
@@ -75,7 +74,8 @@ std::unique_ptr<StreamReader> StreamReader::Open(std::unique_ptr<IDataSource> so
   if (!isPlayed) return nullptr;
   reader->kind_ = reader->track().kind;
   reader->keepsOrder_ = HasOneOrder(reader->track());
-  reader->joinsUnits_ = reader->track().info.codec == kCodecH264;
+  if (reader->track().info.codec == kCodecH264)
+    reader->h264_ = std::make_unique<qo_host::H264Frames>(reader->track());
   const std::vector<unsigned char> sets = qo_host::H264ParameterSets(reader->track());
   if (!sets.empty()) reader->parameterSets_ = MakeMemory(sets.data(), sets.size());
   return reader;
@@ -83,23 +83,52 @@ std::unique_ptr<StreamReader> StreamReader::Open(std::unique_ptr<IDataSource> so
 
 bool StreamReader::Fill() {
   if (buffer_ != nullptr) return true;
-  const AccessUnit* unit = Next();
+  const AccessUnit* const unit = Next();
   if (unit == nullptr) return false;
-  const unsigned long long time = unit->timeMs;
   buffer_ = gst_buffer_new_memdup(unit->data, unit->size);
-  timeMs_ = SignedMs(time);
+  if (open_ != nullptr) buffer_ = gst_buffer_append(open_, buffer_);
+  open_ = nullptr;
+  timeMs_ = SignedMs(unit->timeMs);
   // What the parser lets pass after a seek is a key frame, whatever the file flags.
   isKeyFrame_ = unit->isKeyFrame || isFirst_ || keyFramesOnly_;
   isFirst_ = false;
   if (unit->isIncomplete) GST_BUFFER_FLAG_SET(buffer_, GST_BUFFER_FLAG_CORRUPTED);
-  const bool needsSets = parameterSets_ != nullptr && isKeyFrame_ &&
-                         !qo_host::StartsWithH264Parameters(unit->data, unit->size);
-  while (joinsUnits_ && (unit = session_.PeekUnit(kind_)) != nullptr && unit->timeMs == time) {
-    session_.NextUnit(kind_);
-    gst_buffer_append_memory(buffer_, MakeMemory(unit->data, unit->size));
-  }
-  if (needsSets) gst_buffer_prepend_memory(buffer_, gst_memory_ref(parameterSets_));
+  if (h264_ != nullptr) FillFrame(*unit);
   return true;
+}
+
+// The file flags key frames by their times: of several frames of a time the first one is
+// meant, and any that is IDR.
+void StreamReader::FillFrame(const AccessUnit& first) {
+  h264_->Start();
+  h264_->Take(first.data, first.size);
+  isKeyFrame_ &= !isSameTime_ || h264_->isIdr();
+  const bool needsSets = parameterSets_ != nullptr && isKeyFrame_ &&
+                         !qo_host::StartsWithH264Parameters(first.data, first.size);
+  Join(first.timeMs);
+  if (needsSets) gst_buffer_prepend_memory(buffer_, gst_memory_ref(parameterSets_));
+}
+
+// Puts what follows into the buffer, up to the next frame.
+void StreamReader::Join(unsigned long long timeMs) {
+  isSameTime_ = false;
+  GstBuffer* open = nullptr;
+  const AccessUnit* unit;
+  while ((unit = session_.PeekUnit(kind_)) != nullptr && unit->timeMs == timeMs) {
+    const Place place = h264_->Take(unit->data, unit->size);
+    if (place == Place::kNext) {
+      isSameTime_ = true;
+      open_ = open;
+      return;
+    }
+    session_.NextUnit(kind_);
+    if (open == nullptr) open = gst_buffer_new();
+    gst_buffer_append_memory(open, MakeMemory(unit->data, unit->size));
+    if (place == Place::kOpen) continue;
+    buffer_ = gst_buffer_append(buffer_, open);
+    open = nullptr;
+  }
+  if (open != nullptr) buffer_ = gst_buffer_append(buffer_, open);
 }
 
 const AccessUnit* StreamReader::Next() {
@@ -110,7 +139,7 @@ const AccessUnit* StreamReader::Next() {
 // A unit that has been looked at, to see where a frame ends, waits whatever it is.
 const AccessUnit* StreamReader::PeekKeyFrame() {
   const AccessUnit* const unit = session_.PeekUnit(kind_, true);
-  if (unit == nullptr || unit->isKeyFrame || !joinsUnits_) return unit;
+  if (unit == nullptr || unit->isKeyFrame || h264_ == nullptr) return unit;
   session_.NextUnit(kind_);
   return session_.PeekUnit(kind_, true);
 }
@@ -138,8 +167,9 @@ GstClockTime StreamReader::TakeDuration() {
 }
 
 void StreamReader::Drop() {
-  if (buffer_ != nullptr) gst_buffer_unref(buffer_);
-  buffer_ = nullptr;
+  gst_clear_buffer(&buffer_);
+  gst_clear_buffer(&open_);
+  isSameTime_ = false;
 }
 
 bool StreamReader::Seek(std::int64_t timeMs) {

@@ -9,6 +9,7 @@
 
 #include "gst/StreamCaps.h"
 #include "qo_host/ExactSeek.h"
+#include "qo_host/H264.h"
 #include "qo_host/ParserSession.h"
 
 class StreamReader {
@@ -53,22 +54,26 @@ class StreamReader {
   const qo_host::AccessUnit* Next();
   const qo_host::AccessUnit* PeekKeyFrame();
   GstClockTime TakeDuration();
+  void FillFrame(const qo_host::AccessUnit& first);
+  void Join(unsigned long long timeMs);
   void Drop();
   void SeekPlainly(std::int64_t timeMs);
 
   qo_host::ParserSession session_;
   qo_host::TrackKind kind_ = qo_host::TrackKind::kAudio;
   std::unique_ptr<qo_host::ExactSeeker> seeker_;  // null before the first seek
-  bool joinsUnits_ = false;                       // H.264: the NAL units of a time are one buffer
+  std::unique_ptr<qo_host::H264Frames> h264_;     // null: a unit is a buffer
   bool keepsOrder_ = true;
   GstMemory* parameterSets_ = nullptr;
   bool keyFramesOnly_ = false;
   // The buffer that waits; null without one.
   GstBuffer* buffer_ = nullptr;
+  GstBuffer* open_ = nullptr;  // what the next one begins with; null without such
   std::int64_t timeMs_ = 0;
   bool isKeyFrame_ = false;
   GstClockTime duration_ = GST_CLOCK_TIME_NONE;  // of the last buffer for which it was known
   bool isFirst_ = true;                          // since opening or a seek
+  bool isSameTime_ = false;                      // H.264: the next frame has this one's
 };
 
 #endif  // QO_GST_STREAMREADER_H
