@@ -52,8 +52,10 @@ Demuxer::~Demuxer() {
 
 void Demuxer::Start(GstPadMode mode) {
   const TaskLock lock(&taskLock_);
+  Reset();
   flow_ = GST_FLOW_OK;
   if (mode == GST_PAD_MODE_PUSH) queue_ = std::make_shared<QueueSource>(sink_, &flow_);
+  if (mode == GST_PAD_MODE_PULL) pull_ = std::make_unique<PadSource>(sink_, &flow_);
   isStreaming_ = true;
   gst_task_start(task_);
 }
@@ -125,7 +127,6 @@ std::optional<int> Demuxer::ReadFile() {
 }
 
 bool Demuxer::OpenFile() {
-  if (queue_ == nullptr) pull_ = std::make_unique<PadSource>(sink_, &flow_);
   const std::optional<int> status = ReadFile();
   if (!status) return false;
   const GstFlowReturn flow = flow_;

@@ -14,7 +14,9 @@ constexpr guint kMaxWindowBytes = 128u << 10;
 
 }  // namespace
 
-PadSource::PadSource(GstPad* sink, std::atomic<GstFlowReturn>* flow) : sink_(sink), flow_(flow) {}
+PadSource::PadSource(GstPad* sink, std::atomic<GstFlowReturn>* flow) : sink_(sink), flow_(flow) {
+  gst_pad_peer_query_duration(sink_, GST_FORMAT_BYTES, &size_);
+}
 
 PadSource::~PadSource() {
   for (Window& window : windows_) window.Drop();
@@ -28,9 +30,8 @@ void PadSource::Window::Drop() {
 }
 
 int PadSource::GetSize(unsigned long long* size) {
-  gint64 bytes = -1;
-  if (!gst_pad_peer_query_duration(sink_, GST_FORMAT_BYTES, &bytes) || bytes < 0) return -ESPIPE;
-  *size = static_cast<unsigned long long>(bytes);
+  if (size_ < 0) return -ESPIPE;
+  *size = static_cast<unsigned long long>(size_);
   return 0;
 }
 

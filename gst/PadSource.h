@@ -19,7 +19,8 @@ class PadSource final : public PositionedSource {
   // Both are not null and must outlive this. `*flow` becomes the flow of a read that was
   // neither GST_FLOW_OK nor the end, while it is GST_FLOW_OK itself: GST_FLOW_FLUSHING
   // where the pad ended the read, or what is wrong upstream. A parser takes both for the
-  // end of the data.
+  // end of the data. Upstream is asked for its size here: it may close the file while a
+  // streaming thread still reads, so that only a pull is safe there.
   PadSource(GstPad* sink, std::atomic<GstFlowReturn>* flow);
   ~PadSource() override;
   PadSource(const PadSource&) = delete;
@@ -45,6 +46,7 @@ class PadSource final : public PositionedSource {
 
   GstPad* const sink_;
   std::atomic<GstFlowReturn>* const flow_;
+  gint64 size_ = -1;               // bytes; negative: not known
   std::array<Window, 8> windows_;  // for the readers of a few streams that stand apart
   std::size_t oldest_ = 0;         // of windows_
 };

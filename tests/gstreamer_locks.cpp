@@ -49,8 +49,10 @@ thread_local gpointer unreferenced = nullptr;
 extern "C" {
 
 // What is left over works with counts of references and free lists of GLib's own, which
-// aren't seen either: the last owner's free, and the next one's zeros.
-const char* __tsan_default_suppressions() { return "race:g_error_free\nrace:g_slice_alloc0\n"; }
+// aren't seen either: the last owner's free, and what the next one fills.
+const char* __tsan_default_suppressions() {
+  return "race:g_error_free\nrace:g_slice_alloc0\nrace:g_slice_copy\n";
+}
 
 // A pool lives as long as the program, and so does what it runs.
 GThreadPool* g_thread_pool_new(GFunc function, gpointer data, gint maxThreads, gboolean exclusive,
