@@ -4,8 +4,10 @@
 
 #include <gst/gst.h>
 #include <gst/riff/riff-media.h>
+#include <gst/riff/riff-read.h>
 
 #include "gst/Demuxer.h"
+#include "gst/ExtraCaps.h"
 #include "gst/ParserLog.h"
 
 GST_DEBUG_CATEGORY(qoasfdemux_debug);
@@ -158,9 +160,11 @@ void InitClass(void* type, void*) {
       "The qo_parser_asf authors");
   gst_element_class_add_static_pad_template(element, &sink_template);
   GstCaps* const video = gst_riff_create_video_template_caps();
+  gst_caps_append(video, AllExtraCaps(qo_host::TrackKind::kVideo));
   AddTemplate(element, "video_%u", video, "video/x-asf-unknown");
   GstCaps* const audio = gst_riff_create_audio_template_caps();
-  gst_caps_append(audio, gst_caps_from_string("audio/x-eac3; audio/x-flac"));
+  gst_caps_append(audio, gst_caps_new_empty_simple("audio/x-eac3"));
+  gst_caps_append(audio, AllExtraCaps(qo_host::TrackKind::kAudio));
   AddTemplate(element, "audio_%u", audio, "audio/x-asf-unknown");
 }
 
@@ -185,6 +189,7 @@ GType DemuxerType() {
 gboolean InitPlugin(GstPlugin* plugin) {
   GST_DEBUG_CATEGORY_INIT(qoasfdemux_debug, "qoasfdemux", 0, "ASF demuxer");
   InitParserLog();
+  gst_riff_init();
   return gst_element_register(plugin, "qoasfdemux", GST_RANK_PRIMARY, DemuxerType());
 }
 

@@ -5,30 +5,15 @@
 #include <gst/riff/riff-media.h>
 #include <gst/video/video.h>
 
-#include <algorithm>
 #include <cstdlib>
-#include <cstring>
-#include <memory>
 
+#include "gst/ExtraCaps.h"
 #include "qo_host/CodecNames.h"
 #include "qo_parser_asf/Codecs.h"
 
 namespace {
 
-using qo_host::ByteRange;
 using qo_host::TrackKind;
-
-struct BufferUnref {
-  void operator()(GstBuffer* buffer) const { gst_buffer_unref(buffer); }
-};
-using BufferPointer = std::unique_ptr<GstBuffer, BufferUnref>;
-
-// Null where there is nothing.
-BufferPointer CodecData(const StreamFacts& facts) {
-  const ByteRange range = facts.stream.codecData;
-  if (range.size == 0) return nullptr;
-  return BufferPointer(gst_buffer_new_memdup(facts.header.Data(range), range.size));
-}
 
 GstCaps* RiffAudioCaps(const StreamFacts& facts) {
   if (!facts.stream.audio) return nullptr;
@@ -45,12 +30,6 @@ GstCaps* RiffAudioCaps(const StreamFacts& facts) {
                                     nullptr, nullptr, reorder);
 }
 
-// FourCCs that the helper doesn't know, by others for the same.
-guint32 RiffTag(unsigned int fourCc) {
-  return fourCc == GST_MAKE_FOURCC('D', 'I', 'V', '2') ? GST_MAKE_FOURCC('M', 'P', '4', '2')
-                                                       : fourCc;
-}
-
 GstCaps* RiffVideoCaps(const StreamFacts& facts) {
   if (!facts.stream.video) return nullptr;
   const qo_host::VideoFormat& format = *facts.stream.video;
@@ -60,9 +39,16 @@ GstCaps* RiffVideoCaps(const StreamFacts& facts) {
   riff.height = static_cast<guint32>(std::abs(format.height));
   riff.planes = 1;
   riff.bit_cnt = format.bitCount;
-  riff.compression = RiffTag(facts.track.codecTag);
-  return gst_riff_create_video_caps(riff.compression, nullptr, &riff, CodecData(facts).get(),
-                                    nullptr, nullptr);
+  // The helper knows most in one spelling only.
+  const guint32 tag = facts.track.codecTag;
+  for (const guint32 fourCc :
+       {tag, FourCcWith(tag, g_ascii_toupper), FourCcWith(tag, g_ascii_tolower)}) {
+    riff.compression = fourCc;
+    GstCaps* const caps = gst_riff_create_video_caps(fourCc, nullptr, &riff, CodecData(facts).get(),
+                                                     nullptr, nullptr);
+    if (caps != nullptr) return caps;
+  }
+  return nullptr;
 }
 
 GstCaps* UnknownCaps(const StreamFacts& facts) {
@@ -91,26 +77,6 @@ GstCaps* CapsOfCodec(unsigned int codec) {
   }
 }
 
-// The same for format tags that neither knows. Null for all others.
-GstCaps* CapsOfTag(const StreamFacts& facts) {
-  static const struct {
-    unsigned int tag;
-    const char* caps;
-  } kRows[] = {
-      {0x0020, "audio/x-adpcm,layout=yamaha"},
-      {0x5346, "audio/x-adpcm,layout=swf"},
-      {0xF1AC, "audio/x-flac"},
-  };
-  const auto row = std::find_if(std::begin(kRows), std::end(kRows), [&](const auto& candidate) {
-    return candidate.tag == facts.track.codecTag;
-  });
-  if (!facts.stream.audio || row == std::end(kRows)) return nullptr;
-  GstCaps* const caps = gst_caps_from_string(row->caps);
-  gst_caps_set_simple(caps, "block_align", G_TYPE_INT,
-                      static_cast<int>(facts.stream.audio->blockAlign), nullptr);
-  return caps;
-}
-
 // The number that a tag of the stream, or of the whole file, has; 0 without.
 int NumberTag(const StreamFacts& facts, const char* name) {
   const unsigned long long number = facts.header.TagNumber(facts.stream.number, name);
@@ -135,7 +101,8 @@ void SetVideoFields(const StreamFacts& facts, GstCaps* caps) {
                         std::abs(format.height), nullptr);
   }
   if (gst_structure_has_name(gst_caps_get_structure(caps, 0), "video/x-wmv")) {
-    const std::string fourCc = qo_host::FourCcText(facts.track.codecTag);
+    const std::string fourCc =
+        qo_host::FourCcText(FourCcWith(facts.track.codecTag, g_ascii_toupper));
     gst_caps_set_simple(caps, "format", G_TYPE_STRING, fourCc.c_str(), nullptr);
   }
   const int across = NumberTag(facts, "AspectRatioX"), down = NumberTag(facts, "AspectRatioY");
@@ -175,7 +142,7 @@ GstCaps* MakeStreamCaps(const StreamFacts& facts) {
   const bool isAudio = facts.track.kind == TrackKind::kAudio;
   GstCaps* caps = CapsOfCodec(facts.track.info.codec);
   if (caps == nullptr) caps = isAudio ? RiffAudioCaps(facts) : RiffVideoCaps(facts);
-  if (caps == nullptr) caps = CapsOfTag(facts);
+  if (caps == nullptr) caps = MakeExtraCaps(facts);
   if (caps == nullptr) caps = UnknownCaps(facts);
   if (facts.stream.audio) SetAudioFields(facts, caps);
   if (facts.stream.video) SetVideoFields(facts, caps);

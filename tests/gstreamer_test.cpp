@@ -454,6 +454,40 @@ AsfFile Seconds() {
 
 std::string Text(const Bytes& bytes) { return {bytes.begin(), bytes.end()}; }
 
+TEST(GStreamer, NamesCodecsByTagAndConfiguration) {
+  const auto audio = [](int tag, const Bytes& config = {}) {
+    return Stream(ID_AUDIO_MEDIA, 1, AudioFormat(tag, 16000, 100, config));
+  };
+  const auto video = [](const char* fourCc) {
+    return Stream(ID_VIDEO_MEDIA, 1, VideoFormat(fourCc));
+  };
+  const struct {
+    Bytes stream;
+    const char* caps;  // a part of them
+  } rows[] = {
+      {audio(0x161), "audio/x-wma, wmaversion=(int)2, bitrate=(int)128000"},
+      {audio(0x566F, "\2\1\3ABBBC"), "streamheader=(buffer)< 41, 424242, 43 >"},
+      // Reaches behind its end.
+      {audio(0x566F, "\2\1\xFF\3ABB"), "streamheader=(buffer)< 0201ff03414242, "},
+      {audio(0xA109, "Speex"), "streamheader=(buffer)< 5370656578, 1f000000"},
+      {audio(0x1234), "audio/x-asf-unknown, codec_id=(int)4660"},
+      {video("wmv3"), "video/x-wmv, wmvversion=(int)3"},
+      {video("wmv3"), "format=(string)WMV3"},
+      {video("DIV2"), "video/x-msmpeg, msmpegversion=(int)42"},
+      {video("vp90"), "video/x-vp9"},
+      {video("ABCD"), "video/x-asf-unknown, fourcc=(string)ABCD"},
+  };
+  for (const auto& row : rows) {
+    AsfFile file({row.stream});
+    file.packets = {Packet({Media(1, 3000, "unit").Key()}), Packet({Media(1, 3100, "unit").Key()})};
+    Player player(Text(file.Build()));
+    EXPECT_EQ("", player.Wait()) << row.caps;
+    for (const auto& [pad, recording] : player.recordings())
+      EXPECT_NE(std::string::npos, recording.caps.find(row.caps)) << recording.caps;
+    EXPECT_EQ(1u, player.recordings().size()) << row.caps;
+  }
+}
+
 TEST(GStreamer, SaysWhatIsWrong) {
   AsfFile encrypted = Seconds();
   encrypted.header.push_back(Object(ID_CONTENT_ENCRYPTION_OBJECT, Bytes(16, '\0')));
