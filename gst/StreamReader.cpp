@@ -85,7 +85,7 @@ bool StreamReader::Fill() {
   if (buffer_ != nullptr) return true;
   const AccessUnit* const unit = Next();
   if (unit == nullptr) return false;
-  buffer_ = gst_buffer_new_memdup(unit->data, unit->size);
+  buffer_ = buffers_.Make(unit->data, unit->size);
   if (open_ != nullptr) buffer_ = gst_buffer_append(open_, buffer_);
   open_ = nullptr;
   timeMs_ = SignedMs(unit->timeMs);

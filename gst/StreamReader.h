@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "gst/StreamCaps.h"
+#include "gst/UnitBuffers.h"
 #include "qo_host/ExactSeek.h"
 #include "qo_host/H264.h"
 #include "qo_host/ParserSession.h"
@@ -66,6 +67,7 @@ class StreamReader {
   bool keepsOrder_ = true;
   GstMemory* parameterSets_ = nullptr;
   bool keyFramesOnly_ = false;
+  UnitBuffers buffers_;
   // The buffer that waits; null without one.
   GstBuffer* buffer_ = nullptr;
   GstBuffer* open_ = nullptr;  // what the next one begins with; null without such
