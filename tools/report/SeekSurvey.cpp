@@ -77,11 +77,14 @@ std::vector<SurveyedMode> SurveySeeks(Input* input, const std::vector<SeekTarget
   if (input->session().tracks().empty() || targets.empty()) return modes;
   const bool hasVideo = input->session().FindTrack(qo_host::TrackKind::kVideo) != nullptr;
   const auto judged = hasVideo ? qo_host::TrackKind::kVideo : qo_host::TrackKind::kAudio;
+  RenewParser(*input, &input->session());
   Seeker seeker(input);
   for (const Mode& mode : kModes) {
     modes.push_back({mode.name, mode.should, {}});
     for (const SeekTarget& target : targets) {
       if (IsInterrupted()) throw Failure(kExitCannotRun, input->path() + ": interrupted");
+      // An exact seek has a parser of its own; two that hold large pictures are too many.
+      if (mode.way.exact) seeker.Renew();
       modes.back().seeks.push_back(Survey(&seeker, judged, mode, target));
     }
   }

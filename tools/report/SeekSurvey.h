@@ -27,7 +27,7 @@ struct SurveyedMode {
 // The targets: evenly spaced over the duration; none where that is unknown.
 std::vector<unsigned long long> SeekTargetsMs(unsigned long long durationMs);
 
-// `input` (not null) has been opened with success; where its session stands is left alone.
+// `input` (not null) has been opened with success; its session begins anew.
 // Without a track there is nothing to survey. Throws Failure.
 std::vector<SurveyedMode> SurveySeeks(Input* input, const std::vector<SeekTarget>& targets);
 

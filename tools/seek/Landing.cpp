@@ -1,6 +1,10 @@
 // Landing: seeks under the eyes of a record of the session's calls.
 #include "tools/seek/Landing.h"
 
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
+
 #include <utility>
 
 #include "qo_host/BorrowedSource.h"
@@ -80,8 +84,24 @@ long long Distance(unsigned long long timeMs, unsigned long long target) {
   return static_cast<long long>(timeMs) - static_cast<long long>(target);
 }
 
+void RenewParser(const Input& input, qo_host::ParserSession* session) {
+  int status = kParserOk;
+  const auto fresh =
+      session->MakeTwin(std::make_unique<qo_host::BorrowedSource>(session->view()), &status);
+  input.CheckRead(status);
+  session->TakeOver(fresh.get());
+#ifdef __GLIBC__
+  malloc_trim(0);  // it keeps large blocks that lie among small ones
+#endif
+}
+
 Seeker::Seeker(Input* input)
-    : layout_(input->playedLayout()), session_(MakeTwin(input, &calls_)), exact_(session_.get()) {}
+    : layout_(input->playedLayout()),
+      input_(*input),
+      session_(MakeTwin(input, &calls_)),
+      exact_(session_.get()) {}
+
+void Seeker::Renew() { RenewParser(input_, session_.get()); }
 
 void Seeker::Seek(unsigned long long timeMs, const SeekWay& way, Landing* landing) {
   const ProbeCounter counter(calls_);

@@ -25,6 +25,10 @@ struct Landing {
 // Ms from the target to a time.
 long long Distance(unsigned long long timeMs, unsigned long long target);
 
+// Puts a new parser in the place of that of `session`, which has been opened: what the old
+// one held is free, and units come from the beginning. Both not null. Throws Failure.
+void RenewParser(const Input& input, qo_host::ParserSession* session);
+
 // How a seek is made.
 struct SeekWay {
   int mode = kSeekPreviousSync;  // kSeekPreviousSync ...
@@ -42,10 +46,14 @@ class Seeker {
 
   Landing Land(unsigned long long timeMs, const SeekWay& way);
 
+  // Frees what seeks have left in memory; the next seek is as any other. Throws Failure.
+  void Renew();
+
  private:
   void Seek(unsigned long long timeMs, const SeekWay& way, Landing* landing);
 
-  const qo_host::AsfLayout& layout_;       // of what is played
+  const qo_host::AsfLayout& layout_;  // of what is played
+  const Input& input_;
   qo_host::TraceSource* calls_ = nullptr;  // owned by the session
   std::unique_ptr<qo_host::ParserSession> session_;
   qo_host::ExactSeeker exact_;
