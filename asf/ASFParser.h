@@ -213,7 +213,11 @@ class QO_EXPORT ASFParser final : public IParser {
   void ReleaseTags();                                                         // ParserState.cpp
   bool ProbeEAC3(unsigned int blockAlign);                                    // Eac3Probe.cpp
   // Where the objects of a stream number are queued; null: nowhere.
-  media_data* QueueOf(unsigned char stream);                    // MediaQueues.cpp
+  media_data* QueueOf(unsigned char stream);  // MediaQueues.cpp
+  // Apart, so that the large buffers of video stay video's.
+  MediaPool& PoolOf(const media_data* stream) {
+    return stream == &m_VideoData ? m_VideoPool : m_AudioPool;
+  }
   void RestartTrack(int trackType, unsigned long long packet);  // Seek.cpp
 
   // State that outlives a call or is shared by several sources.
@@ -248,7 +252,9 @@ class QO_EXPORT ASFParser final : public IParser {
   unsigned char m_bVC1MaxBFrames = 0;
   unsigned char m_bVC1FInterpFlag = 0;
   unsigned long long m_SeekKeyFrameTimeMs = 0;  // ms; the key frame chosen for video
-  MediaPool m_MediaPool;                        // spare media buffers
+  MediaPool m_AudioPool;                        // spare media buffers of audio, and of
+                                                // streams that are not played
+  MediaPool m_VideoPool;                        // those of video
 
   asf_header_object m_objHeader{};
   asf_file_properties_object m_objFileProperties{};

@@ -57,7 +57,7 @@ void ASFParser::Lane::DeliverWhole(const HostUnit& unit) {
 }
 
 void ASFParser::Lane::RemoveFront() {
-  m_Parser.m_MediaPool.RecycleFront(&m_Data.qData);
+  m_Parser.PoolOf(&m_Data).RecycleFront(&m_Data.qData);
   m_Table.Clear();
   m_TableState = 0;
 }
@@ -70,7 +70,7 @@ void ASFParser::Lane::Restart(unsigned long long packet) {
   const char* table = m_IsAudio ? "m_vAudFrameLocDataObject" : "m_vMultiFrameDataObject";
   m_AtEnd = 0;
   m_NextPacket = packet;
-  m_Parser.m_MediaPool.Recycle(&m_Data.qData);
+  m_Parser.PoolOf(&m_Data).Recycle(&m_Data.qData);
   LOG_TRACE("[%s]IN>SeekForward : %s(%zu)", m_Parser.getName(), table, m_Table.Size());
   m_Table.Clear();
   m_TableState = 0;

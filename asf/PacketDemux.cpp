@@ -156,7 +156,7 @@ int ASFParser::Demuxer::JoinBody(unsigned int length) {
     return kParserOk;
   }
   // A frame of its own began in this fragment, whatever its offset says.
-  MediaQueue fresh = m_Parser.m_MediaPool.Take(got - stripped);
+  MediaQueue fresh = m_Parser.PoolOf(m_Stream).Take(got - stripped);
   std::memcpy(fresh.front().pData, tail + stripped, got - stripped);
   return QueueFrame(got - stripped, &fresh);
 }
@@ -164,7 +164,7 @@ int ASFParser::Demuxer::JoinBody(unsigned int length) {
 // Reads a payload into a buffer of its own: a new object, or a fragment that has
 // nothing to be joined to or would make its object too large.
 int ASFParser::Demuxer::TakeNewBody(unsigned int length) {
-  MediaQueue fresh = m_Parser.m_MediaPool.Take(length);
+  MediaQueue fresh = m_Parser.PoolOf(m_Stream).Take(length);
   QueuedMedia& object = fresh.front();
   unsigned int got;
   const int status = ReadBody(object.pData, length, &got);
@@ -188,7 +188,7 @@ int ASFParser::Demuxer::TakeNewBody(unsigned int length) {
     static_cast<void>(m_Parser.AttachParsedMediaData(StreamOf(m_Header),
                                                      m_Header.OffsetIntoMediaObject, got, body));
   }
-  m_Parser.m_MediaPool.Recycle(&fresh);
+  m_Parser.PoolOf(m_Stream).Recycle(&fresh);
   return kParserOk;
 }
 
@@ -234,7 +234,7 @@ int ASFParser::Demuxer::QueueFrame(unsigned int length, MediaQueue* fresh) {
 // Queues the one element of `fresh`; a stream without a queue gives it back.
 int ASFParser::Demuxer::QueueObject(unsigned int length, MediaQueue* fresh) {
   if (m_Stream == nullptr) {
-    m_Parser.m_MediaPool.Recycle(fresh);
+    m_Parser.PoolOf(m_Stream).Recycle(fresh);
     return kParserOk;
   }
   QueuedMedia& object = fresh->front();
@@ -277,7 +277,7 @@ int ASFParser::Demuxer::TakeCompressed() {
 }
 
 int ASFParser::Demuxer::TakeSubPayload(unsigned int length) {
-  MediaQueue fresh = m_Parser.m_MediaPool.Take(length);
+  MediaQueue fresh = m_Parser.PoolOf(m_Stream).Take(length);
   unsigned long long got;
   const int status = m_Source.ReadBody(fresh.front().pData, length, &got);
   if (status < 0) return status;

@@ -68,7 +68,8 @@ int ASFParser::Close() {
   Lane(*this, kTrackVideo).RemoveAll();
   m_vAudFrameLocDataObject.Free();
   m_vMultiFrameDataObject.Free();
-  m_MediaPool.Clear();
+  m_AudioPool.Clear();
+  m_VideoPool.Clear();
   m_bClosed = true;
   return kParserOk;
 }

@@ -41,7 +41,7 @@ class ASFParser::TrackSelector {
     current.TrackIndex = position;
     const auto& stream = m_Parser.StreamAt(static_cast<unsigned long>(position), Operation());
     current.StreamNumber = stream.image.flags & 0x7F;
-    m_Parser.m_MediaPool.Recycle(&current.qData);
+    m_Parser.PoolOf(&current).Recycle(&current.qData);
     LOG_ERROR("[%s] GetTrackInfo > get %s data obj(%d)", m_Parser.getName(),
               m_IsAudio ? "audio" : "video", position);
   }

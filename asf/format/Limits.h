@@ -11,8 +11,8 @@ constexpr unsigned int kMaxAllocBytes = 0x100000;
 constexpr unsigned long long kMaxHeaderBytes = 0x1000000;
 
 // Bytes. Spare media buffers, with their list nodes, that the parser keeps for
-// reuse.
-constexpr unsigned long long kMaxSpareBytes = 8ull << 20;
+// reuse: so many for audio, so many for video.
+constexpr unsigned long long kMaxSpareBytes = 4ull << 20;
 
 // UTF-16 code units of an attribute name that are compared: more would not fit
 // the 1024 bytes of its conversion.
