@@ -13,13 +13,21 @@ namespace {
 // windows to be passed by. Those of a slower source, which are longer, are not.
 constexpr std::size_t kMinWindowBytes = std::size_t{8} << 10;
 constexpr std::size_t kMaxWindowBytes = std::size_t{128} << 10;
-constexpr std::size_t kWindowCount = 8;
-constexpr std::size_t kWalkWindowCount = 2;
+constexpr std::size_t kOneReaderWindows = 2;
+// Audio and video lie up to some 1.5 MiB apart where units are large.
+constexpr std::size_t kTwoReadersWindows = 12;
 
-constexpr std::size_t kResumptions = 4 * kWindowCount;
+constexpr std::size_t kResumptions = 4 * kTwoReadersWindows;
 
 constexpr std::size_t RoundUp(std::size_t bytes, std::size_t unit) {
   return (bytes + unit - 1) / unit * unit;
+}
+
+std::size_t WindowCount(const PlayedStreams& streams, PresentedSource::Reader reader) {
+  const bool hasBoth =
+      streams.audio != PlayedStreams::kNone && streams.video != PlayedStreams::kNone;
+  const bool isDemultiplexer = reader == PresentedSource::Reader::kDemultiplexer;
+  return isDemultiplexer && hasBoth ? kTwoReadersWindows : kOneReaderWindows;
 }
 
 // What a mender needs of a layout.
@@ -36,7 +44,7 @@ PresentedSource::PresentedSource(IDataSource* inner, Presentation presentation, 
                                  Reader reader)
     : CachedSource(RoundUp(kMinWindowBytes, presentation.packetLength),
                    RoundUp(kMaxWindowBytes, presentation.packetLength),
-                   reader == Reader::kWalk ? kWalkWindowCount : kWindowCount),
+                   WindowCount(presentation.streams, reader)),
       inner_(inner),
       file_(dynamic_cast<FileSource*>(inner)),
       presentation_(std::move(presentation)),

@@ -99,6 +99,7 @@ int CachedSource::ReadSlow(unsigned long long offset, void* buffer, unsigned lon
   // The window under the cursor may give way to another.
   away_ = Position();
   isAway_ = true;
+  if (offset != away_) otherReader_ = away_;
   if (!CopyFromWindows(offset, static_cast<unsigned char*>(buffer), *size)) {
     const int status = Fetch(offset, buffer, size);
     if (status < 0) {
@@ -147,17 +148,35 @@ CachedSource::Extent CachedSource::PlaceWindow(unsigned long long offset, std::s
   return {offset - offset % minWindowBytes_, size};
 }
 
-// Reads a new window in place of the oldest. One that fails or is cut short stays,
-// so that a bad region isn't read anew by every small request.
+// A window that both readers have passed: its memory is in the processor's cache still.
+// Without one the oldest. Jumps within a window aren't seen; the place remembered then lies
+// behind the reader's, so that a window is kept longer than needed.
+CachedSource::Window& CachedSource::ReplacedWindow(unsigned long long offset) {
+  const unsigned long long passed = std::min(offset, otherReader_);
+  Window* oldest = &windows_.front();
+  for (Window& window : windows_) {
+    if (window.span != 0 && window.offset + window.span <= passed) return window;
+    if (window.number < oldest->number) oldest = &window;
+  }
+  if (otherReader_ - oldest->offset < oldest->span) otherReader_ = kNoReader;
+  return *oldest;
+}
+
+// Reads a new window. One that fails or is cut short stays, so that a bad region isn't
+// read anew by every small request.
 CachedSource::Window* CachedSource::OpenWindow(unsigned long long offset) {
   Extent extent = PlaceWindow(offset, minWindowBytes_);
+  bool continues = false;
   for (const Window& window : windows_) {
     if (window.span != 0 && window.offset + window.span == extent.offset) {
       extent = PlaceWindow(offset, std::min(2 * window.span, maxWindowBytes_));
+      continues = true;
     }
   }
-  Window& window = windows_[oldest_];
-  oldest_ = (oldest_ + 1) % windows_.size();
+  // Where one reader begins anew the other one may follow.
+  if (!continues) otherReader_ = offset;
+  Window& window = ReplacedWindow(offset);
+  window.number = ++opened_;
   if (!window.bytes) window.bytes.reset(new unsigned char[maxWindowBytes_]);
   // Should Fetch throw, there is no window.
   bytes_ = cursor_ = limit_ = nullptr;

@@ -1,12 +1,11 @@
 // A byte source that answers from memory what it has read before, in windows.
 //
-// What lies below (a file, another source) is read in windows, of which the
-// oldest gives way to a new one: two readers that follow each other need no older
-// ones. A window that continues another is twice as long, up to a limit: reading
-// on costs few calls below, a jump to one packet header brings little more than
-// that. The demultiplexer makes a handful of reads of 1 to 8 bytes per payload and
-// walks the packets once for audio and once for video: all but the first read of a
-// region cost a copy.
+// What lies below (a file, another source) is read in windows. A new one takes the
+// place of one that both of two readers have passed, so that few are in use and stay in
+// the processor's cache, or else of the oldest. A window that continues another is twice as long,
+// up to a limit: reading on costs few calls below, a jump to one packet header brings little more
+// than that. The demultiplexer makes a handful of reads of 1 to 8 bytes per payload and walks the
+// packets once for audio and once for video: all but the first read of a region cost a copy.
 //
 // Every call has the result and leaves the position that the same call would
 // have without the windows, as long as what lies below doesn't change: a request
@@ -62,10 +61,13 @@ class CachedSource : public IDataSource {
   virtual int Fetch(unsigned long long offset, void* buffer, unsigned long long* size) = 0;
 
  private:
+  static constexpr unsigned long long kNoReader = ~0ull;
+
   struct Window {
     unsigned long long offset = 0;  // in the source, bytes
     std::size_t span = 0;           // bytes asked for; 0: not in use
     std::size_t length = 0;         // bytes brought; less than `span` at the end or after a failure
+    unsigned long long number = 0;  // of those opened, from 1 on
     std::unique_ptr<unsigned char[]> bytes;  // the largest size; null until first needed
   };
 
@@ -75,11 +77,15 @@ class CachedSource : public IDataSource {
   bool CopyFromWindows(unsigned long long offset, unsigned char* out, unsigned long long size);
   const Window& WindowAt(unsigned long long offset);
   Window* OpenWindow(unsigned long long offset);
+  Window& ReplacedWindow(unsigned long long offset);
 
   const std::size_t minWindowBytes_;
   const std::size_t maxWindowBytes_;
   std::vector<Window> windows_;
-  std::size_t oldest_ = 0;  // of windows_
+  unsigned long long opened_ = 0;  // windows
+  // Where reading was when it last jumped to another window, for another reader may go on
+  // from there; where it began anew, until it first jumps.
+  unsigned long long otherReader_ = kNoReader;
   // The window used last: `length_` bytes at `bytes_`, from `start_` in the source.
   const unsigned char* bytes_ = nullptr;
   unsigned long long start_ = 0;
