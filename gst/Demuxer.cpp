@@ -106,6 +106,12 @@ void Demuxer::Run() {
     }
     return;
   }
+  // Whoever plugs elements into each other holds the pad until it is done with this one, and
+  // hears of no error before.
+  if (queue_ == nullptr) {
+    GST_PAD_STREAM_LOCK(sink_);
+    GST_PAD_STREAM_UNLOCK(sink_);
+  }
   if (OpenFile()) return;
   gst_task_pause(task_);
   if (queue_ != nullptr) queue_->Close(flow_ == GST_FLOW_OK ? GST_FLOW_ERROR : flow_.load());
@@ -122,7 +128,9 @@ std::optional<int> Demuxer::ReadFile() {
   if (queue_ != nullptr) queue_->LearnUpstream();
   if (!CheckHeader()) return std::nullopt;
   OpenStreams(&status);
-  for (const auto& output : outputs_) output->HasBuffer();
+  // A pad that never brings anything holds up whoever waits for all of them.
+  const auto isEmpty = [](const auto& output) { return !output->HasBuffer(); };
+  outputs_.erase(std::remove_if(outputs_.begin(), outputs_.end(), isEmpty), outputs_.end());
   return status;
 }
 

@@ -142,7 +142,8 @@ class Player {
     gst_pad_add_probe(target, GST_PAD_PROBE_TYPE_BUFFER, OnBuffer, self, nullptr);
     gst_pad_link(pad, target);
     gst_object_unref(target);
-    gst_element_sync_state_with_parent(sink);
+    // Not as the pipeline is, which may be about to change: this sink would stay behind.
+    gst_element_set_state(sink, GST_STATE_PLAYING);
     self->sinks_[pad] = sink;
   }
 
@@ -491,6 +492,8 @@ TEST(GStreamer, NamesCodecsByTagAndConfiguration) {
 TEST(GStreamer, SaysWhatIsWrong) {
   AsfFile encrypted = Seconds();
   encrypted.header.push_back(Object(ID_CONTENT_ENCRYPTION_OBJECT, Bytes(16, '\0')));
+  AsfFile hollow = Seconds();
+  for (Packet& packet : hollow.packets) packet.payloads.clear();
   const std::string good = Text(Seconds().Build());
   const struct {
     const char* name;
@@ -499,11 +502,24 @@ TEST(GStreamer, SaysWhatIsWrong) {
   } rows[] = {
       {"no ASF", std::string(5000, 'x'), GST_STREAM_ERROR_WRONG_TYPE},
       {"encrypted", Text(encrypted.Build()), GST_STREAM_ERROR_DECRYPT},
+      {"no payload in any packet", Text(hollow.Build()), GST_STREAM_ERROR_DEMUX},
       {"cut in the header", good.substr(0, 60), GST_STREAM_ERROR_DEMUX},
   };
   for (const auto& row : rows) {
     Player player(row.bytes);
     EXPECT_EQ("gst-stream-error-quark " + std::to_string(row.code), player.Wait()) << row.name;
+  }
+}
+
+// Players wait until each pad has brought something.
+TEST(GStreamer, AStreamWithoutUnitsHasNoPad) {
+  AsfFile file = Seconds();
+  for (Packet& packet : file.packets) packet.payloads.pop_back();
+  for (const Way way : {Way::kPulled, Way::kPushed, Way::kPiped}) {
+    Player player(Text(file.Build()), way);
+    EXPECT_EQ("", player.Wait());
+    EXPECT_EQ(1u, player.recordings().count("video_2"));
+    EXPECT_EQ(1u, player.recordings().size());
   }
 }
 
