@@ -40,7 +40,7 @@ Bytes WithoutErrorCorrection(AsfFile file) {
   return file.Build();
 }
 
-std::string Text(const qo_host::AccessUnit* unit) {
+std::string UnitText(const qo_host::AccessUnit* unit) {
   if (unit == nullptr) return "none";
   return std::string(unit->data, unit->data + unit->size) + "@" + std::to_string(unit->timeMs) +
          (unit->isIncomplete ? " incomplete" : "");
@@ -50,7 +50,7 @@ std::string AllUnits(const Bytes& bytes) {
   qo_host::ParserSession session(Library(), Source(bytes));
   EXPECT_EQ(kParserOk, session.Open());
   std::string units;
-  while (const qo_host::AccessUnit* unit = session.NextUnit()) units += Text(unit) + "\n";
+  while (const qo_host::AccessUnit* unit = session.NextUnit()) units += UnitText(unit) + "\n";
   return units;
 }
 
@@ -77,8 +77,8 @@ TEST(PresentedSession, SeeksAsInTheSameFileWithoutTheFault) {
       const qo_host::ExactSeek seek = qo_host::ExactSeeker(&session).Seek(target);
       EXPECT_EQ(qo_host::ExactSeek::Outcome::kFound, seek.outcome) << target;
       landed[bytes == &good ? 0 : 1] = std::to_string(seek.timeMs) + " " +
-                                       Text(session.NextUnit(TrackKind::kVideo)) + " " +
-                                       Text(session.NextUnit(TrackKind::kAudio));
+                                       UnitText(session.NextUnit(TrackKind::kVideo)) + " " +
+                                       UnitText(session.NextUnit(TrackKind::kAudio));
     }
     EXPECT_EQ(landed[0], landed[1]) << target;
     EXPECT_EQ(0u, landed[0].find(std::to_string(std::min(target, 19500u) / 1000 * 1000) + " "));
@@ -100,8 +100,8 @@ std::vector<Landing> Landings(const Bytes& bytes) {
   std::vector<Landing> landings;
   for (unsigned int target = 0; target < 2500; target += 130) {
     EXPECT_NE(qo_host::ExactSeek::Outcome::kFailed, seeker.Seek(target).outcome);
-    landings.push_back(
-        {Text(session.NextUnit(TrackKind::kVideo)), Text(session.NextUnit(TrackKind::kAudio))});
+    landings.push_back({UnitText(session.NextUnit(TrackKind::kVideo)),
+                        UnitText(session.NextUnit(TrackKind::kAudio))});
   }
   return landings;
 }
@@ -203,21 +203,21 @@ TEST(PresentedSession, TellsTheTruth) {
   EXPECT_EQ(kCodecPcm, audio.info.codec);
   EXPECT_EQ(0x0001u, audio.codecTag);
   EXPECT_EQ(1, audio.stream);
-  EXPECT_EQ("audio100@0", Text(session.NextUnit(TrackKind::kAudio)));
+  EXPECT_EQ("audio100@0", UnitText(session.NextUnit(TrackKind::kAudio)));
 
   qo_host::OpenOptions options;
   options.streams.audio = 9;
   qo_host::ParserSession other(Library(), Source(bytes));
   ASSERT_EQ(kParserOk, other.Open(options));
   EXPECT_EQ(kCodecMuLaw, other.FindTrack(TrackKind::kAudio)->info.codec);
-  EXPECT_EQ("other@20000", Text(other.NextUnit(TrackKind::kAudio)));
+  EXPECT_EQ("other@20000", UnitText(other.NextUnit(TrackKind::kAudio)));
 
   options.streams.video = qo_host::StreamChoice::kNoStream;
   qo_host::ParserSession alone(Library(), Source(bytes));
   ASSERT_EQ(kParserOk, alone.Open(options));
   EXPECT_EQ(nullptr, alone.FindTrack(TrackKind::kVideo));
-  EXPECT_EQ("other@20000", Text(alone.NextUnit()));
-  EXPECT_EQ("none", Text(alone.NextUnit()));
+  EXPECT_EQ("other@20000", UnitText(alone.NextUnit()));
+  EXPECT_EQ("none", UnitText(alone.NextUnit()));
 }
 
 // H.264 behind lengths of two bytes comes with start codes, as it does of four.

@@ -45,7 +45,7 @@ qo_host::RepairVerdict Check(const Bytes& file, const Bytes& mended) {
 }
 
 // What the bare parser delivers.
-Bytes Units(const Bytes& file) {
+Bytes PlayedUnits(const Bytes& file) {
   qo_host::ParserSession session(Library(),
                                  std::make_unique<qo_host::MemorySource>(file.data(), file.size()));
   qo_host::OpenOptions options;
@@ -60,7 +60,7 @@ Bytes Units(const Bytes& file) {
 }
 
 // Two streams that are played, one that is not, and a right index.
-AsfFile SomeFile() {
+AsfFile FileToRepair() {
   const Bytes half = Le(4, 4) + Le(3000, 4);
   AsfFile file({Stream(ID_AUDIO_MEDIA, 1, AudioFormat(0xFF)),
                 Stream(ID_VIDEO_MEDIA, 2, VideoFormat("WMV2")), Stream(ID_COMMAND_MEDIA, 3, "")},
@@ -72,16 +72,16 @@ AsfFile SomeFile() {
   file.bitrate = 9000;
   return file;
 }
-const Bytes kSomeUnits = "v0:ABCD a10:xy v40:E ";
+const Bytes kUnitsToKeep = "v0:ABCD a10:xy v40:E ";
 
-Bytes With(void (*change)(AsfFile*)) {
-  AsfFile file = SomeFile();
+Bytes Broken(void (*change)(AsfFile*)) {
+  AsfFile file = FileToRepair();
   change(&file);
   return file.Build();
 }
 
 // The file as it is to be, but for its header's file size, which the builder leaves 0.
-Bytes Right() { return RepairBytes(SomeFile().Build()).file; }
+Bytes Right() { return RepairBytes(FileToRepair().Build()).file; }
 
 struct RepairCase {
   const char* name;
@@ -95,46 +95,46 @@ std::vector<RepairCase> Cases() {
   const Bytes library =
       Metadata({Record(Utf16("WM/Picture"), 1, Bytes(1 << 20, 'P'))}, ID_METADATA_LIBRARY_OBJECT);
   // Behind 8 bytes of packet header and 15 of payload header: a packet to its end.
-  AsfFile pictured = SomeFile();
+  AsfFile pictured = FileToRepair();
   pictured.header.push_back(HeaderExtension(library));
-  AsfFile indexless = SomeFile();
+  AsfFile indexless = FileToRepair();
   indexless.trailing.clear();
   const std::size_t cutAt = indexless.Build().size() - 100;
   static const Bytes full(200 - 8 - 15, 'F');
   return {
-      {"right but for the file size", SomeFile().Build(), "file size ", true, ""},
-      {"never finished", With([](AsfFile* file) {
+      {"right but for the file size", FileToRepair().Build(), "file size ", true, ""},
+      {"never finished", Broken([](AsfFile* file) {
          file->dataSize = 50;
          file->packetCount = 0;
        }),
        "file size count data ", true, ""},
-      {"without an index", With([](AsfFile* file) { file->trailing.clear(); }),
+      {"without an index", Broken([](AsfFile* file) { file->trailing.clear(); }),
        "no index file size ", false, ""},
-      {"index that leads astray", With([](AsfFile* file) {
+      {"index that leads astray", Broken([](AsfFile* file) {
          file->trailing = SimpleIndex(10000000, {0, 0, 0, 7, 1});
        }),
        "index file size ", false, ""},
-      {"index behind another object", With([](AsfFile* file) {
+      {"index behind another object", Broken([](AsfFile* file) {
          file->trailing.insert(0, Object(ID_COMPATIBILITY_OBJECT, "other"));
        }),
        "trailing file size ", false, Object(ID_COMPATIBILITY_OBJECT, "other")},
-      {"no error correction data, with room for it", With([](AsfFile* file) {
+      {"no error correction data, with room for it", Broken([](AsfFile* file) {
          for (Packet& packet : file->packets) packet.errorCorrection.clear();
        }),
        "packets file size ", false, ""},
-      {"no error correction data, and no room", With([](AsfFile* file) {
+      {"no error correction data, and no room", Broken([](AsfFile* file) {
          file->packets.push_back(Packet({Media(3, 3050, full)}));
          file->packets.back().errorCorrection.clear();
          file->packets.back().paddingType = 0;
        }),
        "packets grow file size length data ", false, full},
       {"cut in the last packet",
-       With([](AsfFile* file) { file->trailing.clear(); }).substr(0, cutAt),
+       Broken([](AsfFile* file) { file->trailing.clear(); }).substr(0, cutAt),
        "packets no index file size ", false, ""},
-      {"fewer objects counted than there are", With([](AsfFile* file) { file->headerCount = 2; }),
+      {"fewer objects counted than there are", Broken([](AsfFile* file) { file->headerCount = 2; }),
        "file size header ", true, ""},
       {"picture above 1 MiB", pictured.Build(), "file size header ", false, library},
-      {"a packet of rubbish", With([](AsfFile* file) {
+      {"a packet of rubbish", Broken([](AsfFile* file) {
          file->packets.push_back(Packet({Media(3, 3050, "kept"), Media(1, 3050, "lost")}));
          file->packets.back().payloads[1].ReplicatedLength(0);
        }),
@@ -148,7 +148,7 @@ TEST(HostRepair, WritesWhatTheBareParserPlays) {
     const Repaired repaired = RepairBytes(c.file);
     EXPECT_EQ(RepairStatus::kMendable, repaired.status) << c.name;
     EXPECT_EQ(c.notes, repaired.notes) << c.name;
-    EXPECT_EQ(kSomeUnits, Units(repaired.file)) << c.name;
+    EXPECT_EQ(kUnitsToKeep, PlayedUnits(repaired.file)) << c.name;
     EXPECT_EQ(qo_host::RepairVerdict::kGood, Check(c.file, repaired.file)) << c.name;
     EXPECT_EQ(RepairStatus::kGood, RepairBytes(repaired.file).status) << c.name;
     EXPECT_NE(Bytes::npos, repaired.file.find("command")) << c.name;
@@ -162,13 +162,13 @@ TEST(HostRepair, RefusesWhatIsPastMendingAndFindsTheWrongCopy) {
   Bytes other = Right();
   other[other.find("xy")] = 'z';
   EXPECT_EQ(qo_host::RepairVerdict::kUnitsDiffer, Check(Right(), other));
-  EXPECT_EQ(qo_host::RepairVerdict::kNotMended, Check(Right(), SomeFile().Build()));
+  EXPECT_EQ(qo_host::RepairVerdict::kNotMended, Check(Right(), FileToRepair().Build()));
 }
 
 // A reader that waits for all of an object hands out one that the file ends in, too.
 TEST(HostRepair, EndsTheTornObjectWhereTheFileEnds) {
   const Bytes replicated = Le(184, 4) + Le(3000, 4);
-  AsfFile file = SomeFile();
+  AsfFile file = FileToRepair();
   file.trailing.clear();
   file.packets = {Packet({Key(2, 3000, "ABCD").Replicated(replicated)}),
                   Packet({Media(2, 3000, Bytes(180, 'x')).Offset(4).Replicated(replicated)})};

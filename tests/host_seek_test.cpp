@@ -25,7 +25,7 @@ namespace {
 namespace fs = std::filesystem;
 
 // What a file says of itself, without the parser.
-struct Facts {
+struct PacketFacts {
   qo_host::AsfLayout layout;
   std::vector<unsigned int> index;           // packet numbers
   std::vector<unsigned int> keyTimes;        // by packet: of its first video key frame, else 0
@@ -34,8 +34,8 @@ struct Facts {
   std::set<unsigned long long> frameStarts;  // times at which a video key frame begins
 };
 
-Facts Read(IDataSource* source) {
-  Facts facts;
+PacketFacts Read(IDataSource* source) {
+  PacketFacts facts;
   EXPECT_EQ(0, qo_host::ReadLayout(source, &facts.layout));
   unsigned char video = 0xFF, audio = 0xFF;
   for (const qo_host::StreamLayout& stream : facts.layout.streams) {
@@ -67,13 +67,13 @@ Facts Read(IDataSource* source) {
   return facts;
 }
 
-struct Found {
+struct ScanHit {
   unsigned long long packet;
   long long timeMs;
   bool hit;
 };
 
-Found Scan(const Facts& facts, std::size_t entry, long long target, int step) {
+ScanHit Scan(const PacketFacts& facts, std::size_t entry, long long target, int step) {
   unsigned int probed = 0;
   for (std::size_t i = entry; i >= 1 && i < facts.index.size();
        i += static_cast<std::size_t>(step)) {
@@ -86,13 +86,13 @@ Found Scan(const Facts& facts, std::size_t entry, long long target, int step) {
 }
 
 // The packet that a video seek starts from.
-unsigned long long ExpectedPacket(const Facts& facts, unsigned long long timeMs, int mode) {
+unsigned long long ExpectedPacket(const PacketFacts& facts, unsigned long long timeMs, int mode) {
   const auto target = static_cast<long long>(timeMs);
   const unsigned long long step = facts.layout.simpleIndex->interval / 10000;
   const std::size_t entry = std::min<std::size_t>(
       target != 0 ? (timeMs + facts.layout.prerollMs) / step : 0, facts.index.size() - 1);
   if (entry == 0) return 0;
-  const Found previous = Scan(facts, entry, target, -1), next = Scan(facts, entry, target, 1);
+  const ScanHit previous = Scan(facts, entry, target, -1), next = Scan(facts, entry, target, 1);
   if (mode == kSeekNextSync) return next.packet;
   if (mode == kSeekPreviousSync || !next.hit) return previous.packet;
   return target - previous.timeMs <= next.timeMs - target ? previous.packet : next.packet;
@@ -105,7 +105,7 @@ TEST(HostSeek, FindsThePacketOfTheRulesInRealFiles) {
     auto owned = std::make_unique<qo_host::TraceSource>(
         qo_host::FileSource::OpenPath(path.string(), &error));
     qo_host::TraceSource* const trace = owned.get();
-    const Facts facts = Read(trace->inner());
+    const PacketFacts facts = Read(trace->inner());
     if (facts.index.size() < 3) continue;
     ++indexed;
     std::optional<unsigned long long> first;  // offset that reading starts from

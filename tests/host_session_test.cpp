@@ -22,23 +22,23 @@ using qo_host::ExactSeek;
 using qo_host::TrackKind;
 
 // Kind, time in ms, size and hash of the bytes.
-using Unit = std::tuple<TrackKind, unsigned long long, std::size_t, std::size_t>;
+using UnitCopy = std::tuple<TrackKind, unsigned long long, std::size_t, std::size_t>;
 
-Unit MakeUnit(TrackKind kind, unsigned long long timeMs, const void* data, std::size_t size) {
+UnitCopy MakeUnit(TrackKind kind, unsigned long long timeMs, const void* data, std::size_t size) {
   const std::string_view bytes(static_cast<const char*>(data), size);
   return {kind, timeMs, size, std::hash<std::string_view>()(bytes)};
 }
 
-Unit Copy(const qo_host::AccessUnit* unit) {
+UnitCopy Copy(const qo_host::AccessUnit* unit) {
   EXPECT_TRUE(unit);
-  return unit ? MakeUnit(unit->kind, unit->timeMs, unit->data, unit->size) : Unit();
+  return unit ? MakeUnit(unit->kind, unit->timeMs, unit->data, unit->size) : UnitCopy();
 }
 
-unsigned long long Time(const Unit& unit) { return std::get<1>(unit); }
+unsigned long long Time(const UnitCopy& unit) { return std::get<1>(unit); }
 
 template <typename Next>
-std::vector<Unit> All(Next next) {
-  std::vector<Unit> units;
+std::vector<UnitCopy> All(Next next) {
+  std::vector<UnitCopy> units;
   while (const auto* unit = next()) units.push_back(Copy(unit));
   return units;
 }
@@ -54,8 +54,8 @@ struct Playing {
 
   // All units of a kind, by a parser of their own; of video the key frames alone,
   // and of one that comes in several NAL units the first.
-  std::vector<Unit> PlayOut(TrackKind kind) const {
-    std::vector<Unit> units;
+  std::vector<UnitCopy> PlayOut(TrackKind kind) const {
+    std::vector<UnitCopy> units;
     const qo_host::Track* track = session.FindTrack(kind);
     if (track == nullptr) return units;
     const auto parser = Library().Make();
@@ -93,9 +93,9 @@ TEST(HostSession, InterleavesTheTracksByTime) {
     Playing alone(FileBytes(sample)), together(FileBytes(sample));
     const auto video = All([&] { return alone.session.NextUnit(TrackKind::kVideo); });
     const auto audio = All([&] { return alone.session.NextUnit(TrackKind::kAudio); });
-    std::vector<Unit> expected;
+    std::vector<UnitCopy> expected;
     std::merge(video.begin(), video.end(), audio.begin(), audio.end(), std::back_inserter(expected),
-               [](const Unit& a, const Unit& b) { return Time(a) < Time(b); });
+               [](const UnitCopy& a, const UnitCopy& b) { return Time(a) < Time(b); });
     EXPECT_FALSE(expected.empty());
     EXPECT_EQ(expected, All([&] { return together.session.NextUnit(); }));
     for (const qo_host::Track& track : together.session.tracks()) {
@@ -123,9 +123,9 @@ TEST(HostSession, ARefusedFileHasNothingAndClosesCleanly) {
 }
 
 // Of units, the last of those with the greatest time up to a target.
-const Unit* LastUpTo(const std::vector<Unit>& units, unsigned long long target) {
-  const Unit* found = nullptr;
-  for (const Unit& unit : units) {
+const UnitCopy* LastUpTo(const std::vector<UnitCopy>& units, unsigned long long target) {
+  const UnitCopy* found = nullptr;
+  for (const UnitCopy& unit : units) {
     if (Time(unit) <= target && (!found || Time(unit) >= Time(*found))) found = &unit;
   }
   return found;
@@ -140,12 +140,12 @@ void ExpectExactSeeks(const Bytes& bytes) {
   const auto video = playing.PlayOut(TrackKind::kVideo), audio = playing.PlayOut(TrackKind::kAudio);
   const auto& landings = playing.session.FindTrack(TrackKind::kVideo) ? video : audio;
   std::set<unsigned long long> targets = {0, ~0ull};
-  for (const Unit& unit : landings) {
+  for (const UnitCopy& unit : landings) {
     const auto time = Time(unit);
     targets.insert({time, time + 1, time - (time > 0)});
   }
   for (const unsigned long long target : targets) {
-    const Unit* expected = LastUpTo(landings, target);
+    const UnitCopy* expected = LastUpTo(landings, target);
     const ExactSeek seek = seeker.Seek(target);
     if (expected == nullptr) {
       ASSERT_EQ(ExactSeek::Outcome::kNothingBefore, seek.outcome) << target;
@@ -155,7 +155,7 @@ void ExpectExactSeeks(const Bytes& bytes) {
     EXPECT_EQ(Time(*expected), seek.timeMs) << target;
     ASSERT_EQ(*expected, Copy(playing.session.NextUnit(std::get<0>(*expected)))) << target;
     if (&landings == &audio || audio.empty()) continue;
-    const Unit* sound = LastUpTo(audio, seek.timeMs);
+    const UnitCopy* sound = LastUpTo(audio, seek.timeMs);
     ASSERT_EQ(sound ? *sound : audio[0], Copy(playing.session.NextUnit(TrackKind::kAudio)))
         << target;
   }
@@ -319,7 +319,7 @@ TEST(HostSession, ASeekFarBeyondTheEndIsOneToTheLastTimeThereIs) {
       EXPECT_EQ(kParserOk, std::min(status.video, status.audio));
       return Copy(playing.session.NextUnit(TrackKind::kVideo));
     };
-    const Unit last = landing(qo_host::ParserSession::kMaxSeekMs);
+    const UnitCopy last = landing(qo_host::ParserSession::kMaxSeekMs);
     EXPECT_GT(Time(last), 0u);
     for (const auto timeMs : {1ull << 31, 0xFFFFFFFFull, 1ull << 32, ~0ull}) {
       EXPECT_EQ(last, landing(timeMs)) << timeMs;

@@ -13,7 +13,7 @@
 
 namespace {
 
-const unsigned char* Data(const Bytes& bytes) {
+const unsigned char* CharsOf(const Bytes& bytes) {
   return reinterpret_cast<const unsigned char*>(bytes.data());
 }
 
@@ -36,14 +36,14 @@ TEST(HostText, Utf16BecomesUtf8) {
   };
   for (const auto& test : cases) {
     const Bytes units = Hex(test.units);
-    EXPECT_EQ(test.text, qo_host::Utf16ToUtf8(Data(units), units.size())) << test.units;
+    EXPECT_EQ(test.text, qo_host::Utf16ToUtf8(CharsOf(units), units.size())) << test.units;
   }
 }
 
 meta_descriptor Descriptor(unsigned short type, unsigned int length, const Bytes& scalar,
                            const Bytes* bytes = nullptr) {
   meta_descriptor descriptor = {META_YEAR, type, length, {}};
-  const unsigned char* address = bytes != nullptr ? Data(*bytes) : nullptr;
+  const unsigned char* address = bytes != nullptr ? CharsOf(*bytes) : nullptr;
   if (bytes != nullptr) std::memcpy(descriptor.value, &address, sizeof(address));
   std::memcpy(descriptor.value, scalar.data(), scalar.size());
   return descriptor;

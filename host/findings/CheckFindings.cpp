@@ -7,12 +7,10 @@
 
 #include "asf/format/Arithmetic.h"
 #include "asf/format/Records.h"
+#include "host/header/FileProperties.h"
 
 namespace qo_host {
 namespace {
-
-constexpr unsigned int kBroadcast = 1;             // of the file properties' flags
-constexpr unsigned long long kTicksPerMs = 10000;  // of 100 ns
 
 // A player's clock may be as far off at the end, beside the last object, of which
 // nobody says how long it lasts.

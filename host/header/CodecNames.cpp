@@ -8,12 +8,12 @@
 namespace qo_host {
 namespace {
 
-struct CodecEntry {
+struct NamedCodec {
   unsigned int codec;
   const char* name;
 };
 
-constexpr CodecEntry kCodecs[] = {
+constexpr NamedCodec kCodecs[] = {
     {kCodecMpeg2, "MPEG-2 video"},
     {kCodecMpeg4, "MPEG-4 video"},
     {kCodecH263, "H.263"},
@@ -57,7 +57,7 @@ constexpr CodecEntry kCodecs[] = {
 }  // namespace
 
 const char* CodecName(unsigned int codec) {
-  for (const CodecEntry& entry : kCodecs) {
+  for (const NamedCodec& entry : kCodecs) {
     if (entry.codec == codec) return entry.name;
   }
   return "unknown";

@@ -11,8 +11,6 @@
 namespace qo_host {
 namespace {
 
-// Error correction flags: two bytes of data, nothing else.
-constexpr unsigned char kPlainErrorCorrection = 0x82;
 constexpr unsigned char kErrorCorrectionFields = 0x8F;  // presence and length
 
 }  // namespace

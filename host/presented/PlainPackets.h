@@ -10,6 +10,9 @@
 
 namespace qo_host {
 
+// Error correction flags of a plain packet: two bytes of data, nothing else.
+constexpr unsigned char kPlainErrorCorrection = 0x82;
+
 // The media object of a stream that is being put together.
 struct ObjectChain {
   // What came before is not known, and anything may follow.

@@ -10,7 +10,9 @@
 #include "asf/format/Limits.h"
 #include "asf/format/PacketFields.h"
 #include "asf/format/SourceReader.h"
+#include "host/header/FileProperties.h"
 #include "host/packets/FirstObjects.h"
+#include "host/presented/PlainPackets.h"
 #include "host/presented/PresentedHeader.h"
 #include "qo_host/BorrowedSource.h"
 #include "qo_host/PacketWalk.h"
@@ -21,10 +23,7 @@ namespace {
 // Bytes. In shorter ones there is no room for a packet's fields.
 constexpr unsigned int kMinPacketLength = 16;
 
-constexpr unsigned int kBroadcast = 1;                  // of the file properties' flags
-constexpr unsigned long long kTicksPerMs = 10000;       // of 100 ns
-constexpr unsigned char kPlainErrorCorrection = 0x82;   // two bytes of data
-constexpr unsigned char kErrorCorrectionFields = 0xEF;  // all but opaque data
+constexpr unsigned char kAllButOpaqueData = 0xEF;  // of a packet's error correction flags
 
 // The first of a kind that `suits`, those that the header itself lists first.
 template <typename Suits>
@@ -166,7 +165,7 @@ class Planner {
   void NoteErrorCorrection() {
     unsigned char flags = kPlainErrorCorrection;
     const bool isRead = SourceReader(&source_).ReadAt(plan_.data.packetsStart, &flags, 1) == 0;
-    if (isRead && (flags & kErrorCorrectionFields) != kPlainErrorCorrection) {
+    if (isRead && (flags & kAllButOpaqueData) != kPlainErrorCorrection) {
       Note(PlanNote::kErrorCorrection);
     }
   }

@@ -10,15 +10,13 @@
 #include "asf/format/Arithmetic.h"
 #include "asf/format/ByteReader.h"
 #include "asf/format/Limits.h"
+#include "host/header/FileProperties.h"
 #include "host/header/KnownGuid.h"
 #include "qo_host/AsfLayout.h"
 #include "qo_parser_asf/MetaInfo.h"
 
 namespace qo_host {
 namespace {
-
-// Bits of the file properties' flags.
-constexpr unsigned int kSeekable = 2;
 
 constexpr unsigned int kTextsOfContentDescription = 5;
 

@@ -145,7 +145,7 @@ StreamForm VideoForm(const FileHeader& header, const StreamHeader& stream,
   return form;
 }
 
-constexpr std::size_t kHeadBytes = 8;  // more than a sync word and an identifier take
+constexpr std::size_t kUnitHeadBytes = 8;  // more than a sync word and an identifier take
 constexpr std::size_t kBlocksLookedAt = 3;
 
 }  // namespace
@@ -153,16 +153,16 @@ constexpr std::size_t kBlocksLookedAt = 3;
 std::optional<WantedObjects> ObjectsToKnow(const StreamHeader& stream) {
   if (stream.kind == StreamKind::kVideo) {
     if (CodecOf(stream).codec != kCodecH264) return std::nullopt;
-    return WantedObjects{stream.number, 1, kHeadBytes};
+    return WantedObjects{stream.number, 1, kUnitHeadBytes};
   }
   if (IsWma(stream.codecTag)) return WantedObjects{stream.number, kBlocksLookedAt, 0};
   switch (AudioCodecOf(stream.codecTag)) {
     case kCodecMpegAudio:
     case kCodecAc3:
-      return WantedObjects{stream.number, 1, kHeadBytes};
+      return WantedObjects{stream.number, 1, kUnitHeadBytes};
     default:
       if (stream.codecTag != kExtensibleTag) return std::nullopt;
-      return WantedObjects{stream.number, 1, kHeadBytes};
+      return WantedObjects{stream.number, 1, kUnitHeadBytes};
   }
 }
 

@@ -6,12 +6,12 @@
 #include <cstring>
 
 #include "asf/format/Records.h"
+#include "host/header/FileProperties.h"
 
 namespace qo_host {
 namespace {
 
 constexpr unsigned long long kIntervalMs = 1000;
-constexpr unsigned long long kTicksPerMs = 10000;  // of 100 ns
 
 // A day and a half: a damaged time makes no index longer.
 constexpr unsigned long long kMaxEntries = 1ull << 17;

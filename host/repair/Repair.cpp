@@ -24,6 +24,7 @@
 #include "asf/format/Arithmetic.h"
 #include "asf/format/PacketFields.h"
 #include "asf/format/SourceReader.h"
+#include "host/header/FileProperties.h"
 #include "host/header/KnownGuid.h"
 #include "host/presented/Plan.h"
 #include "host/repair/KeyFrameIndex.h"
@@ -33,8 +34,6 @@
 namespace qo_host {
 namespace {
 
-constexpr unsigned int kBroadcast = 1;                     // of the file properties' flags
-constexpr unsigned long long kTicksPerMs = 10000;          // of 100 ns
 constexpr std::size_t kReadBytes = std::size_t{64} << 10;  // at once, unless a packet is longer
 
 // Bytes. A longer index is none that a writer makes.

@@ -10,16 +10,13 @@
 
 #include "asf/format/ByteReader.h"
 #include "asf/format/Limits.h"
+#include "host/header/FileProperties.h"
 #include "host/header/KnownGuid.h"
 
 namespace qo_host {
 namespace {
 
 using Bytes = std::vector<unsigned char>;
-
-// Bits of the file properties' flags.
-constexpr unsigned int kBroadcast = 1;
-constexpr unsigned int kSeekable = 2;
 
 constexpr std::size_t kHead = sizeof(asf_object_header);
 constexpr std::size_t kTextsOfContentDescription = 5;

@@ -15,9 +15,9 @@ constexpr std::size_t kBlockBytes = std::size_t{64} << 10;
 constexpr unsigned long long kBlocks = PipeSource::kHeldBytes / kBlockBytes;
 
 // As for a file.
-constexpr std::size_t kMinWindowBytes = std::size_t{8} << 10;
-constexpr std::size_t kMaxWindowBytes = std::size_t{64} << 10;
-constexpr std::size_t kWindowCount = 8;
+constexpr std::size_t kMinPipeWindowBytes = std::size_t{8} << 10;
+constexpr std::size_t kMaxPipeWindowBytes = std::size_t{64} << 10;
+constexpr std::size_t kPipeWindowCount = 8;
 
 // A read that begins this near behind what is held goes on with it; any other looks ahead.
 constexpr unsigned long long kNearBytes = 1ull << 20;
@@ -25,7 +25,8 @@ constexpr unsigned long long kNearBytes = 1ull << 20;
 }  // namespace
 
 PipeSource::PipeSource(int descriptor)
-    : CachedSource(kMinWindowBytes, kMaxWindowBytes, kWindowCount), descriptor_(descriptor) {}
+    : CachedSource(kMinPipeWindowBytes, kMaxPipeWindowBytes, kPipeWindowCount),
+      descriptor_(descriptor) {}
 
 PipeSource::~PipeSource() = default;
 

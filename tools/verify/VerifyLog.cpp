@@ -17,12 +17,13 @@
 namespace tool {
 namespace {
 
-constexpr Judgement kJudgements[] = {Judgement::kGood, Judgement::kGoodWithKit, Judgement::kBad};
+constexpr Judgement kLoggedJudgements[] = {Judgement::kGood, Judgement::kGoodWithKit,
+                                           Judgement::kBad};
 
 std::optional<Judgement> JudgementOf(const Json& document) {
   const auto verdict = document.find("verdict");
   if (verdict == document.end()) return std::nullopt;
-  for (const Judgement judgement : kJudgements) {
+  for (const Judgement judgement : kLoggedJudgements) {
     if (*verdict == JudgementName(judgement)) return judgement;
   }
   return std::nullopt;
