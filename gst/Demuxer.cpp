@@ -280,7 +280,7 @@ Output* Demuxer::NextOutput() {
 // What can't be sought in is read whether it plays or not, so that it is where the others
 // are when it is to play.
 bool Demuxer::IsRead(const Output& output) const {
-  return output.isActive() || (queue_ != nullptr && !queue_->canSeek());
+  return output.isActive() || (queue_ != nullptr && !queue_->mayJump());
 }
 
 void Demuxer::EndOutput(Output* output) {

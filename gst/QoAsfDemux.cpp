@@ -86,7 +86,9 @@ gboolean HandleSinkEvent(GstPad* pad, GstObject* parent, GstEvent* event) {
     case GST_EVENT_CAPS:
       break;
     default:
-      return gst_pad_event_default(pad, parent, event);
+      // Downstream may be flushing, which is no reason for upstream to fail.
+      gst_pad_event_default(pad, parent, event);
+      return TRUE;
   }
   gst_event_unref(event);
   return TRUE;

@@ -39,7 +39,7 @@ class QueueSource::Reader final : public PositionedSource {
   Reader& operator=(const Reader&) = delete;
 
   int GetSize(unsigned long long* size) override {
-    if (queue_->size_ < 0) return -ESPIPE;
+    if (!queue_->mayJump_) return -ESPIPE;
     *size = static_cast<unsigned long long>(queue_->size_);
     return 0;
   }
@@ -98,7 +98,7 @@ GstFlowReturn QueueSource::Push(GstBuffer* buffer) {
 }
 
 void QueueSource::DropOld() {
-  const unsigned long long kept = canSeek_ ? kKeptWithSeeks : kKeptWithout;
+  const unsigned long long kept = mayJump_ ? kKeptWithSeeks : kKeptWithout;
   const unsigned long long slowest = Slowest();
   const unsigned long long needed = std::max(slowest > kStepBack ? slowest - kStepBack : 0,
                                              furthest_ > kept ? furthest_ - kept : 0);
@@ -206,7 +206,7 @@ int QueueSource::Await(unsigned long long offset, unsigned long long last, Lock*
   for (int jumps = 0; !IsStopped();) {
     if (isMoving_) {
       changed_.wait(*lock, [this] { return IsStopped() || !isMoving_; });
-    } else if (canSeek_ && IsOutOfReach(offset, last)) {
+    } else if (mayJump_ && IsOutOfReach(offset, last)) {
       if (++jumps > kJumps || !Jump(offset, lock)) return -EIO;
     } else if (isEnded_ || end_ >= last || offset < start_) {
       return 0;
@@ -226,8 +226,9 @@ int QueueSource::ReadAt(unsigned long long offset, void* buffer, unsigned long l
   const unsigned long long limit = canSeek_ ? static_cast<unsigned long long>(size_) : ~0ull;
   if (wanted == 0 || offset >= limit) return 0;
   const unsigned long long last = std::min(Add(offset, wanted), limit);
-  if (!canSeek_ && offset > Add(furthest_, kLongestWait)) return 0;
-  if (!canSeek_ && last > Add(Slowest(), kKeptWithout)) {
+  if (!mayJump_ && offset > Add(furthest_, kLongestWait)) return 0;
+  if (!mayJump_ && last > Add(Slowest(), kKeptWithout)) AllowJumps();
+  if (!mayJump_ && last > Add(Slowest(), kKeptWithout)) {
     isTooFarApart_ = true;
     return 0;
   }

@@ -2,9 +2,9 @@
 // wait where they are far ahead of the reads.
 //
 // Bytes stay until the last reader has passed them, for streams don't stand at the same
-// place of a file. How many at most depends on upstream. Where it can be sought in, a
-// read of what is gone, or lies far ahead, has it go there, and few are kept. Where it
-// can't, more are kept, and a reader that gets too far ahead of another comes to its end,
+// place of a file. How many at most depends on upstream. Where it can be sought in, and has
+// been once, a read of what is gone, or lies far ahead, has it go there, and few are kept.
+// Otherwise more are kept, and a reader that gets too far ahead of another comes to its end,
 // which is better than to lose what the other needs.
 #ifndef QO_GST_QUEUESOURCE_H
 #define QO_GST_QUEUESOURCE_H
@@ -30,12 +30,16 @@ class QueueSource {
   QueueSource& operator=(const QueueSource&) = delete;
 
   // A reader of its own position, for one thread at a time, which must not outlive this.
-  // Its source's size is not known before LearnUpstream.
+  // Its source's size is not known before AllowJumps.
   std::unique_ptr<IDataSource> MakeReader();
   // Asks upstream for its size, and whether it can be sought in. Once, by the readers'
   // thread, when bytes have come: some don't know earlier, or are still being started.
   void LearnUpstream();
   bool canSeek() const { return canSeek_; }
+  // From here on reads may send upstream elsewhere, if it can be sought in. Not before there is
+  // a need: some servers say that they can, and fail.
+  void AllowJumps() { mayJump_ = canSeek_.load(); }
+  bool mayJump() const { return mayJump_; }
   // A reader came to its end because another one is too far behind it.
   bool isTooFarApart() const { return isTooFarApart_; }
 
@@ -79,6 +83,7 @@ class QueueSource {
   std::atomic<GstFlowReturn>* const flow_;
   // By LearnUpstream.
   std::atomic<bool> canSeek_{false};
+  std::atomic<bool> mayJump_{false};
   std::atomic<bool> isTooFarApart_{false};
   long long size_ = -1;  // bytes; negative: not known
 

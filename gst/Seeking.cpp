@@ -46,6 +46,7 @@ bool Demuxer::Seek(GstEvent* event) {
   const TaskLock lock(&taskLock_);
   if (queue_ != nullptr) {
     queue_->Continue();
+    queue_->AllowJumps();
   } else if (request.Flushes()) {
     GstEvent* const stop = gst_event_new_flush_stop(TRUE);
     gst_event_set_seqnum(stop, request.seqnum);
@@ -221,7 +222,7 @@ void Demuxer::ApplySelection() {
 // Brings a stream that wasn't read to where the others are; backwards, with the next piece.
 void Demuxer::JoinIn(Output* output) {
   if (segment_.rate < 0) return output->SetDone();
-  if (queue_ != nullptr && !queue_->canSeek()) return;
+  if (queue_ != nullptr && !queue_->mayJump()) return;
   const auto nowMs = static_cast<std::int64_t>(segment_.position / GST_MSECOND);
   output->reader().Seek(nowMs);
   if (output->isVideo()) output->reader().SkipToKeyFrame(nowMs);
