@@ -186,7 +186,7 @@ void Demuxer::OpenStreams(int* status) {
       if (*status == 0) *status = opened;
       continue;
     }
-    const StreamFacts facts{header_, stream, reader->track()};
+    const StreamFacts facts{header_, stream, reader->track(), reader->frameDuration()};
     outputs_.push_back(std::make_unique<Output>(element_, std::move(reader), facts));
   }
 }

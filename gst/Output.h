@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 
+#include "gst/StreamCaps.h"
 #include "gst/StreamReader.h"
 
 // Belongs to the streaming thread, but for what says otherwise.

@@ -12,11 +12,6 @@ namespace {
 // before, and what it makes of that lies in front of the segment.
 constexpr std::int64_t kAudioLeadMs = 200;
 
-// Where frames are stored in another order than they are shown in, what a decoder shows
-// first behind a key frame may be missing, and some files have the times of decoding: a key
-// frame this near the target is shown behind it.
-constexpr std::int64_t kReorderingLeadMs = 200;
-
 bool Has(GstSeekFlags flags, GstSeekFlags flag) { return (flags & flag) == flag; }
 
 }  // namespace
@@ -136,8 +131,7 @@ std::optional<std::int64_t> Demuxer::MoveVideo(const SeekRequest& request, std::
   for (const auto& output : outputs_) {
     if (!output->isVideo() || !output->isSelected()) continue;
     StreamReader& reader = output->reader();
-    const bool isNeeded = !reader.keepsOrder() && !Has(request.flags, GST_SEEK_FLAG_KEY_UNIT);
-    if (!reader.Seek(targetMs - (isNeeded ? kReorderingLeadMs : 0)) || !reader.Fill()) continue;
+    if (!reader.Seek(targetMs) || !reader.Fill()) continue;
     std::int64_t found = std::min(reader.timeMs(), targetMs);
     if (mayFollow && found != targetMs) {
       const std::int64_t before = reader.timeMs();

@@ -131,10 +131,10 @@ GstClockTime FrameDuration(const StreamFacts& facts) {
   const qo_host::ExtendedStream* const extended = facts.header.Extended(facts.stream.number);
   const bool isVideo = facts.track.kind == TrackKind::kVideo;
   if (!isVideo || extended == nullptr || extended->averageTimePerFrame == 0)
-    return GST_CLOCK_TIME_NONE;
+    return facts.frameDuration;
   // More than ten seconds is no frame's, and would not fit into what follows.
   constexpr unsigned long long kLongest = 10ull * 10'000'000;
-  return extended->averageTimePerFrame > kLongest ? GST_CLOCK_TIME_NONE
+  return extended->averageTimePerFrame > kLongest ? facts.frameDuration
                                                   : extended->averageTimePerFrame * 100;
 }
 

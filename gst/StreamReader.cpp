@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <vector>
 
 namespace {
 
@@ -15,10 +16,23 @@ std::int64_t SignedMs(unsigned long long timeMs) {
   return static_cast<std::int32_t>(static_cast<std::uint32_t>(timeMs));
 }
 
-// More than ten seconds is nothing that a frame lasts, and less than ten ms no frame of
-// a stream that is reordered.
+// What lies in front of the start can't be told.
+GstClockTime ToClockTime(std::int64_t timeMs) {
+  return static_cast<GstClockTime>(std::max<std::int64_t>(timeMs, 0)) * GST_MSECOND;
+}
+
+// More than ten seconds is nothing that a frame lasts.
 constexpr std::int64_t kLongestMs = 10'000;
-constexpr std::int64_t kShortestMs = 10;
+
+// What is looked at of the beginning, to learn what the times are.
+constexpr std::size_t kFramesAhead = 16;
+constexpr std::size_t kBytesAhead = 1 << 20;
+
+// How much later a frame is shown than it is decoded, at most.
+constexpr std::int64_t kLongestReorderingMs = 1000;
+
+// No codec has more B-frames in a row.
+constexpr std::size_t kMostBidirectional = 16;
 
 bool HasOneOrder(const qo_host::Track& track) {
   constexpr unsigned int kDiv2 = GST_MAKE_FOURCC('D', 'I', 'V', '2');
@@ -78,39 +92,169 @@ std::unique_ptr<StreamReader> StreamReader::Open(std::unique_ptr<IDataSource> so
     reader->h264_ = std::make_unique<qo_host::H264Frames>(reader->track());
   const std::vector<unsigned char> sets = qo_host::H264ParameterSets(reader->track());
   if (!sets.empty()) reader->parameterSets_ = MakeMemory(sets.data(), sets.size());
+  if (reader->kind_ == qo_host::TrackKind::kVideo) {
+    reader->types_.emplace(reader->track());
+    reader->LookAhead();
+  }
   return reader;
 }
 
+void StreamReader::LookAhead() {
+  std::size_t bytes = 0;
+  while (waiting_.size() < kFramesAhead && bytes < kBytesAhead && Read())
+    bytes += gst_buffer_get_size(waiting_.back().buffer);
+  LearnTimes();
+  LearnDuration();
+}
+
+// The first B-frame behind another frame is shown before that: where it has the greater time,
+// times are those of decoding.
+void StreamReader::LearnTimes() {
+  const auto ascends = [](const Frame& before, const Frame& frame) {
+    return before.type != FrameType::kBidirectional && frame.type == FrameType::kBidirectional &&
+           frame.fileMs > before.fileMs;
+  };
+  hasDecodingTimes_ =
+      std::adjacent_find(waiting_.begin(), waiting_.end(), ascends) != waiting_.end();
+  if (!hasDecodingTimes_) return;
+  for (const Frame& frame : waiting_) {
+    delay_ = std::max(delay_, CountLater(frame));
+    Remember(frame);
+  }
+  past_.clear();
+}
+
+void StreamReader::LearnDuration() {
+  std::vector<std::int64_t> times;
+  for (const Frame& frame : waiting_) times.push_back(frame.fileMs);
+  std::sort(times.begin(), times.end());
+  times.erase(std::unique(times.begin(), times.end()), times.end());
+  constexpr std::size_t kFewest = 4;
+  if (times.size() < kFewest) return;
+  const auto count = static_cast<std::int64_t>(times.size() - 1);
+  const std::int64_t all = times.back() - times.front();
+  const auto isUneven = [&](std::int64_t before, std::int64_t time) {
+    return std::abs((time - before) * count - all) > count;
+  };
+  if (all > count * kLongestMs) return;
+  if (std::adjacent_find(times.begin(), times.end(), isUneven) != times.end()) return;
+  frameDuration_ = static_cast<GstClockTime>(all) * GST_MSECOND / static_cast<GstClockTime>(count);
+}
+
 bool StreamReader::Fill() {
-  if (buffer_ != nullptr) return true;
+  if (waiting_.empty() && !Read()) return false;
+  if (!waiting_.front().isTimed) SetTime();
+  return true;
+}
+
+// Of two frames that are not far apart. The numbers go round.
+bool StreamReader::IsShownBefore(const Frame& a, const Frame& b) {
+  return static_cast<std::int16_t>(a.order - b.order) < 0;
+}
+
+// Where frames don't tell: B-frames are shown in their order, in front of the frame that they
+// follow.
+void StreamReader::SetOrder(Frame* frame) {
+  constexpr std::uint16_t kStep = 2 * kMostBidirectional;
+  const bool isBidirectional = frame->type == FrameType::kBidirectional;
+  if (!isBidirectional) nextOrder_ = static_cast<std::uint16_t>((nextOrder_ / kStep + 1) * kStep);
+  frame->order =
+      isBidirectional ? nextOrder_++ : static_cast<std::uint16_t>(nextOrder_ + kStep - 1);
+}
+
+// Frames are decoded in the rhythm in which they are shown, as much earlier as it takes for
+// each to be there in time.
+void StreamReader::SetTime() {
+  Frame& frame = waiting_.front();
+  frame.isTimed = true;
+  if (!hasDecodingTimes_) return;
+  const bool isKnown = GST_CLOCK_TIME_IS_VALID(frameDuration_);
+  const auto frameMs = static_cast<std::int64_t>(isKnown ? frameDuration_ / GST_MSECOND : 0);
+  // Key frames alone don't tell of the B-frames between them.
+  if (keyFramesOnly_) {
+    frame.timeMs += delay_ * frameMs;
+    return;
+  }
+  const std::ptrdiff_t place =
+      std::max<std::ptrdiff_t>(CountEarlier() + delay_ - CountLater(frame), 0);
+  while (static_cast<std::ptrdiff_t>(waiting_.size()) <= place && Read()) {
+  }
+  const std::ptrdiff_t last = static_cast<std::ptrdiff_t>(waiting_.size()) - 1;
+  frame.timeMs = waiting_.begin()[std::min(place, last)].fileMs;
+  if (place > last) frame.timeMs += (place - last) * frameMs;
+}
+
+// How many are decoded behind the first frame that waits and shown before it. All are
+// B-frames, in front of any other.
+std::ptrdiff_t StreamReader::CountEarlier() {
+  const Frame& frame = waiting_.front();
+  std::ptrdiff_t count = 0;
+  for (std::size_t i = 1; i <= kMostBidirectional && (i < waiting_.size() || Read()) &&
+                          waiting_[i].type == FrameType::kBidirectional;
+       ++i) {
+    if (IsShownBefore(waiting_[i], frame)) ++count;
+  }
+  return count;
+}
+
+// How many have been decoded before the frame and are shown behind it.
+std::ptrdiff_t StreamReader::CountLater(const Frame& frame) const {
+  if (frame.type != FrameType::kBidirectional) return 0;
+  return std::count_if(past_.begin(), past_.end(),
+                       [&](const Frame& before) { return IsShownBefore(frame, before); });
+}
+
+// The next frame, behind those that wait.
+bool StreamReader::Read() {
   const AccessUnit* const unit = Next();
   if (unit == nullptr) return false;
-  buffer_ = buffers_.Make(unit->data, unit->size);
-  if (open_ != nullptr) buffer_ = gst_buffer_append(open_, buffer_);
+  Frame frame;
+  frame.buffer = buffers_.Make(unit->data, unit->size);
+  if (open_ != nullptr) frame.buffer = gst_buffer_append(open_, frame.buffer);
   open_ = nullptr;
-  timeMs_ = SignedMs(unit->timeMs);
-  // What the parser lets pass after a seek is a key frame, whatever the file flags.
-  isKeyFrame_ = unit->isKeyFrame || isFirst_ || keyFramesOnly_;
+  frame.fileMs = frame.timeMs = SignedMs(unit->timeMs);
+  if (types_) frame.type = types_->Of(unit->data, unit->size);
+  // What the parser lets pass after a seek is a key frame, if its bits don't say otherwise.
+  frame.isKeyFrame = (unit->isKeyFrame || isFirst_ || keyFramesOnly_) && CanBegin(*unit);
   isFirst_ = false;
-  if (unit->isIncomplete) GST_BUFFER_FLAG_SET(buffer_, GST_BUFFER_FLAG_CORRUPTED);
-  if (h264_ != nullptr) FillFrame(*unit);
+  if (unit->isIncomplete) GST_BUFFER_FLAG_SET(frame.buffer, GST_BUFFER_FLAG_CORRUPTED);
+  if (h264_ != nullptr) {
+    FillFrame(*unit, &frame);
+  } else {
+    SetOrder(&frame);
+  }
+  waiting_.push_back(frame);
   return true;
+}
+
+// Some files flag every frame.
+bool StreamReader::IsKeyFrame(const AccessUnit& unit) const {
+  return unit.isKeyFrame && CanBegin(unit);
+}
+
+// Whether a decoder can begin with it, for all that its bits say.
+bool StreamReader::CanBegin(const AccessUnit& unit) const {
+  if (!types_) return true;
+  const FrameType type = types_->Of(unit.data, unit.size);
+  return type == FrameType::kIntra || type == FrameType::kUnknown;
 }
 
 // The file flags key frames by their times: of several frames of a time the first one is
 // meant, and any that is IDR.
-void StreamReader::FillFrame(const AccessUnit& first) {
+void StreamReader::FillFrame(const AccessUnit& first, Frame* frame) {
   h264_->Start();
   h264_->Take(first.data, first.size);
-  isKeyFrame_ &= !isSameTime_ || h264_->isIdr();
-  const bool needsSets = parameterSets_ != nullptr && isKeyFrame_ &&
+  frame->isKeyFrame &= !isSameTime_ || h264_->isIdr();
+  frame->order = h264_->order();
+  if (h264_->isBidirectional()) frame->type = FrameType::kBidirectional;
+  const bool needsSets = parameterSets_ != nullptr && frame->isKeyFrame &&
                          !qo_host::StartsWithH264Parameters(first.data, first.size);
-  Join(first.timeMs);
-  if (needsSets) gst_buffer_prepend_memory(buffer_, gst_memory_ref(parameterSets_));
+  Join(first.timeMs, &frame->buffer);
+  if (needsSets) gst_buffer_prepend_memory(frame->buffer, gst_memory_ref(parameterSets_));
 }
 
 // Puts what follows into the buffer, up to the next frame.
-void StreamReader::Join(unsigned long long timeMs) {
+void StreamReader::Join(unsigned long long timeMs, GstBuffer** buffer) {
   isSameTime_ = false;
   GstBuffer* open = nullptr;
   const AccessUnit* unit;
@@ -125,10 +269,10 @@ void StreamReader::Join(unsigned long long timeMs) {
     if (open == nullptr) open = gst_buffer_new();
     gst_buffer_append_memory(open, MakeMemory(unit->data, unit->size));
     if (place == Place::kOpen) continue;
-    buffer_ = gst_buffer_append(buffer_, open);
+    *buffer = gst_buffer_append(*buffer, open);
     open = nullptr;
   }
-  if (open != nullptr) buffer_ = gst_buffer_append(buffer_, open);
+  if (open != nullptr) *buffer = gst_buffer_append(*buffer, open);
 }
 
 const AccessUnit* StreamReader::Next() {
@@ -138,43 +282,88 @@ const AccessUnit* StreamReader::Next() {
 
 // A unit that has been looked at, to see where a frame ends, waits whatever it is.
 const AccessUnit* StreamReader::PeekKeyFrame() {
-  const AccessUnit* const unit = session_.PeekUnit(kind_, true);
-  if (unit == nullptr || unit->isKeyFrame || h264_ == nullptr) return unit;
-  session_.NextUnit(kind_);
-  return session_.PeekUnit(kind_, true);
+  const AccessUnit* unit;
+  while ((unit = session_.PeekUnit(kind_, true)) != nullptr && !IsKeyFrame(*unit))
+    session_.NextUnit(kind_);
+  return unit;
 }
 
 GstBuffer* StreamReader::Take() {
-  GstBuffer* const buffer = buffer_;
-  buffer_ = nullptr;
-  GST_BUFFER_PTS(buffer) =
-      static_cast<GstClockTime>(std::max<std::int64_t>(timeMs_, 0)) * GST_MSECOND;
-  if (!isKeyFrame_) GST_BUFFER_FLAG_SET(buffer, GST_BUFFER_FLAG_DELTA_UNIT);
-  GST_BUFFER_DURATION(buffer) = TakeDuration();
+  const Frame frame = waiting_.front();
+  waiting_.pop_front();
+  if (hasDecodingTimes_) Remember(frame);
+  GstBuffer* const buffer = frame.buffer;
+  GST_BUFFER_PTS(buffer) = ToClockTime(frame.timeMs);
+  if (hasDecodingTimes_) GST_BUFFER_DTS(buffer) = ToClockTime(frame.fileMs);
+  if (!frame.isKeyFrame) GST_BUFFER_FLAG_SET(buffer, GST_BUFFER_FLAG_DELTA_UNIT);
+  if (keepsOrder_) GST_BUFFER_DURATION(buffer) = TakeDuration(frame.fileMs);
   return buffer;
 }
 
-// Up to the next unit; of the last one, as long as the one before. Where units are
-// reordered, the shortest distance of two so far.
-GstClockTime StreamReader::TakeDuration() {
-  const AccessUnit* const next = session_.PeekUnit(kind_, keyFramesOnly_);
-  std::int64_t ms = next != nullptr ? SignedMs(next->timeMs) - timeMs_ : 0;
-  if (!keepsOrder_) ms = std::abs(ms);
-  if (ms < (keepsOrder_ ? 1 : kShortestMs) || ms > kLongestMs) return duration_;
-  const GstClockTime duration = static_cast<GstClockTime>(ms) * GST_MSECOND;
-  duration_ = keepsOrder_ ? duration : std::min(duration_, duration);
+void StreamReader::Remember(const Frame& frame) {
+  if (frame.type != FrameType::kBidirectional) past_.clear();
+  if (past_.size() == kMostBidirectional) past_.pop_front();
+  past_.push_back(frame);
+  past_.back().buffer = nullptr;
+}
+
+// Up to the next unit; of the last one, as long as the one before.
+GstClockTime StreamReader::TakeDuration(std::int64_t timeMs) {
+  std::int64_t ms = 0;
+  if (!waiting_.empty()) {
+    ms = waiting_.front().fileMs - timeMs;
+  } else if (const AccessUnit* const next = session_.PeekUnit(kind_, keyFramesOnly_)) {
+    ms = SignedMs(next->timeMs) - timeMs;
+  }
+  if (ms >= 1 && ms <= kLongestMs) duration_ = static_cast<GstClockTime>(ms) * GST_MSECOND;
   return duration_;
 }
 
 void StreamReader::Drop() {
-  gst_clear_buffer(&buffer_);
+  for (Frame& frame : waiting_) gst_buffer_unref(frame.buffer);
+  waiting_.clear();
+  past_.clear();
   gst_clear_buffer(&open_);
   isSameTime_ = false;
+  isFirst_ = true;
 }
 
 bool StreamReader::Seek(std::int64_t timeMs) {
+  if (!SeekToKeyFrame(timeMs)) return false;
+  // Some are shown later than their time says.
+  const bool isLate = hasDecodingTimes_ && Fill() && waiting_.front().timeMs > timeMs;
+  return !isLate || SeekToKeyFrame(waiting_.front().fileMs - 1);
+}
+
+// The same by the file's times. Where the flag of the frame found is wrong, what lies in
+// front of it is searched, from ever further back.
+bool StreamReader::SeekToKeyFrame(std::int64_t timeMs) {
+  if (!SeekAsFlagged(timeMs)) return false;
+  const AccessUnit* const unit = session_.PeekUnit(kind_);
+  if (unit == nullptr || CanBegin(*unit)) return true;
+  for (std::int64_t back = 500; back < timeMs; back *= 2) {
+    if (!SeekAsFlagged(timeMs - back)) return false;
+    const std::optional<std::int64_t> found = FindKeyFrame(timeMs);
+    if (found) return SeekAsFlagged(*found);
+  }
+  session_.Rewind();
+  return true;
+}
+
+// The time of the last one from here on, at or before `lastMs`.
+std::optional<std::int64_t> StreamReader::FindKeyFrame(std::int64_t lastMs) {
+  std::optional<std::int64_t> found;
+  const AccessUnit* unit;
+  while ((unit = session_.PeekUnit(kind_)) != nullptr && SignedMs(unit->timeMs) <= lastMs) {
+    if (IsKeyFrame(*unit)) found = SignedMs(unit->timeMs);
+    session_.NextUnit(kind_);
+  }
+  return found;
+}
+
+// As the file flags key frames.
+bool StreamReader::SeekAsFlagged(std::int64_t timeMs) {
   Drop();
-  isFirst_ = true;
   if (seeker_ == nullptr) seeker_ = std::make_unique<qo_host::ExactSeeker>(&session_);
   const auto target = static_cast<unsigned long long>(std::max<std::int64_t>(timeMs, 0));
   const qo_host::ExactSeek seek = seeker_->Seek(target);
@@ -196,10 +385,15 @@ void StreamReader::SeekPlainly(std::int64_t timeMs) {
 }
 
 bool StreamReader::SkipToKeyFrame(std::int64_t timeMs) {
-  Drop();
-  isFirst_ = true;
-  const AccessUnit* unit;
-  while ((unit = PeekKeyFrame()) != nullptr && SignedMs(unit->timeMs) < timeMs)
-    session_.NextUnit(kind_);
-  return unit != nullptr;
+  // Those that are shown later than their time says are in front.
+  std::int64_t fromMs = hasDecodingTimes_ ? timeMs - kLongestReorderingMs : timeMs;
+  do {
+    Drop();
+    const AccessUnit* unit;
+    while ((unit = PeekKeyFrame()) != nullptr && SignedMs(unit->timeMs) < fromMs)
+      session_.NextUnit(kind_);
+    if (!Fill()) return false;
+    fromMs = waiting_.front().fileMs + 1;
+  } while (waiting_.front().timeMs < timeMs);
+  return true;
 }

@@ -5,9 +5,11 @@
 #include <gst/gst.h>
 
 #include <cstdint>
+#include <deque>
 #include <memory>
+#include <optional>
 
-#include "gst/StreamCaps.h"
+#include "gst/FrameTypes.h"
 #include "gst/UnitBuffers.h"
 #include "qo_host/ExactSeek.h"
 #include "qo_host/H264.h"
@@ -29,53 +31,86 @@ class StreamReader {
   // Has the next buffer waiting. False at the end, and where the source failed.
   bool Fill();
   // Of the buffer that waits, ms; negative in front of the presentation's start.
-  std::int64_t timeMs() const { return timeMs_; }
-  bool isKeyFrame() const { return isKeyFrame_; }
+  std::int64_t timeMs() const { return waiting_.front().timeMs; }
+  bool isKeyFrame() const { return waiting_.front().isKeyFrame; }
   // Whether units come in the order in which they are presented: all audio, and video
   // of codecs that have no other.
   bool keepsOrder() const { return keepsOrder_; }
-  // Hands the buffer that waits over: with its time and a duration, up to the next one's
-  // time where units keep order and otherwise an estimate, or none; marked where it is no
-  // key frame, or lost fragments.
+  // How long each frame of video lasts, by the first ones, where they are equally far apart.
+  // Otherwise, and for audio, GST_CLOCK_TIME_NONE.
+  GstClockTime frameDuration() const { return frameDuration_; }
+  // Hands the buffer that waits over: with its time, where units keep order with a duration
+  // up to the next one's time; marked where it is no key frame, or lost fragments.
   GstBuffer* Take();
 
   // From here on nothing but key frames of video.
   void SetKeyFramesOnly(bool keyFramesOnly) { keyFramesOnly_ = keyFramesOnly; }
 
-  // Video: to the last key frame at or before `timeMs`, or to the first where there is
-  // none; audio: to the last unit. The buffer that waited is dropped. False where the
-  // source failed: then nothing is right until the next seek.
+  // Video: to the last key frame that is shown at or before `timeMs`, or to the first where
+  // there is none; audio: to the last unit. The buffer that waited is dropped. False where
+  // the source failed: then nothing is right until the next seek.
   bool Seek(std::int64_t timeMs);
-  // Goes on to the first key frame at or behind `timeMs`. False without one: then
-  // reading is at its end.
+  // Goes on to the first key frame that is shown at or behind `timeMs`. False without one:
+  // then reading is at its end.
   bool SkipToKeyFrame(std::int64_t timeMs);
 
  private:
+  struct Frame {
+    GstBuffer* buffer = nullptr;  // owned
+    std::int64_t fileMs = 0;
+    std::int64_t timeMs = 0;
+    bool isKeyFrame = false;
+    bool isTimed = false;  // `timeMs` is final
+    FrameType type = FrameType::kUnknown;
+    std::uint16_t order = 0;  // see IsShownBefore
+  };
+
   explicit StreamReader(std::unique_ptr<IDataSource> source);
+  bool Read();
   const qo_host::AccessUnit* Next();
   const qo_host::AccessUnit* PeekKeyFrame();
-  GstClockTime TakeDuration();
-  void FillFrame(const qo_host::AccessUnit& first);
-  void Join(unsigned long long timeMs);
+  bool IsKeyFrame(const qo_host::AccessUnit& unit) const;
+  bool CanBegin(const qo_host::AccessUnit& unit) const;
+  void FillFrame(const qo_host::AccessUnit& first, Frame* frame);
+  void Join(unsigned long long timeMs, GstBuffer** buffer);
+  static bool IsShownBefore(const Frame& a, const Frame& b);
+  void SetOrder(Frame* frame);
+  void SetTime();
+  std::ptrdiff_t CountEarlier();
+  std::ptrdiff_t CountLater(const Frame& frame) const;
+  GstClockTime TakeDuration(std::int64_t timeMs);
+  void Remember(const Frame& frame);
   void Drop();
+
+  void LookAhead();
+  void LearnTimes();
+  void LearnDuration();
+
+  bool SeekToKeyFrame(std::int64_t timeMs);
+  bool SeekAsFlagged(std::int64_t timeMs);
+  std::optional<std::int64_t> FindKeyFrame(std::int64_t lastMs);
   void SeekPlainly(std::int64_t timeMs);
 
   qo_host::ParserSession session_;
   qo_host::TrackKind kind_ = qo_host::TrackKind::kAudio;
   std::unique_ptr<qo_host::ExactSeeker> seeker_;  // null before the first seek
   std::unique_ptr<qo_host::H264Frames> h264_;     // null: a unit is a buffer
+  std::optional<FrameTypes> types_;               // video
   bool keepsOrder_ = true;
+  bool hasDecodingTimes_ = false;  // in the file; a buffer's are those of presentation
+  std::ptrdiff_t delay_ = 0;       // of presentation behind decoding, in frames
+  GstClockTime frameDuration_ = GST_CLOCK_TIME_NONE;
   GstMemory* parameterSets_ = nullptr;
   bool keyFramesOnly_ = false;
   UnitBuffers buffers_;
-  // The buffer that waits; null without one.
-  GstBuffer* buffer_ = nullptr;
-  GstBuffer* open_ = nullptr;  // what the next one begins with; null without such
-  std::int64_t timeMs_ = 0;
-  bool isKeyFrame_ = false;
+  std::deque<Frame> waiting_;                    // the first one is the next to be taken
+  GstBuffer* open_ = nullptr;                    // what the next one begins with; null without such
   GstClockTime duration_ = GST_CLOCK_TIME_NONE;  // of the last buffer for which it was known
   bool isFirst_ = true;                          // since opening or a seek
   bool isSameTime_ = false;                      // H.264: the next frame has this one's
+  std::deque<Frame> past_;       // those taken since the last one that is no B-frame, with it;
+                                 // they have no buffers
+  std::uint16_t nextOrder_ = 0;  // of a B-frame, where its bits don't tell its place
 };
 
 #endif  // QO_GST_STREAMREADER_H

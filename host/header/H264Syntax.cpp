@@ -71,6 +71,7 @@ void ReadSliceOrder(BitReader* bits, const H264Sequence& sequence, const H264Pic
                     H264Slice* slice) {
   const bool hasFields = set.hasFrameOrder && !slice->isField;
   if (sequence.orderType == 0) {
+    slice->orderBits = sequence.orderBits;
     slice->order = bits->Bits(sequence.orderBits);
     if (hasFields) slice->orderDeltas[0] = bits->SignedGolomb();
   } else if (sequence.orderType == 1 && !sequence.isOrderFixed) {
@@ -137,7 +138,8 @@ std::optional<H264Slice> H264Sets::ReadSlice(const unsigned char* data, std::siz
   slice.isReference = (data[0] & kReferenceBits) != 0;
   slice.isIdr = (data[0] & kTypeBits) == kIdr;
   slice.firstMacroblock = bits.Golomb();
-  bits.Golomb();  // type
+  constexpr unsigned int kB = 1, kTypes = 5;
+  slice.isBidirectional = bits.Golomb() % kTypes == kB;
   slice.pictureSet = bits.Golomb();
   if (!bits.ok() || slice.pictureSet > H264PictureSet::kMaxId) return std::nullopt;
   const auto& set = pictureSets_[slice.pictureSet];

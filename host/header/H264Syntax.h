@@ -41,12 +41,14 @@ struct H264Slice {
   unsigned int pictureSet = 0;
   bool isReference = false;
   bool isIdr = false;
+  bool isBidirectional = false;
   bool mayRepeat = false;
   // These only where the parameter sets are known.
   unsigned int frameNumber = 0;
   bool isField = false;
   bool isBottom = false;
   unsigned int idrNumber = 0;
+  unsigned int orderBits = 0;  // of `order`; 0: it isn't told
   unsigned int order = 0;
   int orderDeltas[2] = {0, 0};
 };

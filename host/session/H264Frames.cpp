@@ -41,7 +41,7 @@ struct H264Frames::State {
   bool hasBothFields = false;
   bool isOpen = false;       // what stands in front of slices came behind `last`
   bool isDelimited = false;  // a delimiter among it
-  bool isIdr = false;
+  H264Slice begin;           // what the frame began with
 };
 
 H264Frames::H264Frames(const Track& track) : state_(std::make_unique<State>()) {
@@ -57,7 +57,15 @@ void H264Frames::Start() {
   state_->isOpen = state_->isDelimited = false;
 }
 
-bool H264Frames::isIdr() const { return state_->isIdr; }
+bool H264Frames::isIdr() const { return state_->begin.isIdr; }
+
+bool H264Frames::isBidirectional() const { return state_->begin.isBidirectional; }
+
+std::uint16_t H264Frames::order() const {
+  constexpr unsigned int kBits = 16;
+  const H264Slice& slice = state_->begin;
+  return static_cast<std::uint16_t>(slice.order << (kBits - slice.orderBits));
+}
 
 H264Frames::Place H264Frames::Take(const unsigned char* data, std::size_t size) {
   NalUnits units(data, size);
@@ -83,7 +91,7 @@ H264Frames::Place H264Frames::State::TakeSlice(const H264Slice& slice) {
   const bool isField = isPicture && last && !hasBothFields && IsOtherField(*last, slice);
   const bool isNext = isPicture && last && !isField;
   if (isNext || !last) {
-    isIdr = slice.isIdr;
+    begin = slice;
     hasBothFields = false;
   }
   hasBothFields |= isField;

@@ -4,6 +4,7 @@
 #define QO_HOST_H264_H
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -78,8 +79,13 @@ class H264Frames {
   // or torn, a slice of the first macroblock begins a picture; what can't be read at
   // all is kInside.
   Place Take(const unsigned char* data, std::size_t size);
-  // Whether the frame that was begun last does so with an IDR picture.
+  // Of the frame that was begun last: whether it does so with an IDR picture;
   bool isIdr() const;
+  // whether it is made of B slices, by its first one;
+  bool isBidirectional() const;
+  // its place in the order of output. Of two frames that are not far apart `a` is shown first
+  // where `a - b`, taken as a signed 16-bit number, is negative. 0 where slices don't tell.
+  std::uint16_t order() const;
 
  private:
   struct State;
