@@ -6,27 +6,10 @@
 #ifndef QO_TOOLS_COMMON_COMMANDS_H
 #define QO_TOOLS_COMMON_COMMANDS_H
 
-#include <CLI/App.hpp>
-#include <cstdlib>
-#include <optional>
-#include <string>
-
+#include "tools/common/Command.h"
 #include "tools/common/Tool.h"
 
 namespace tool {
-
-// Refuses a number below 0, in words; text that is no number is refused elsewhere.
-inline CLI::Validator NotNegative() {
-  return {[](const std::string& text) {
-            const bool fits = std::strtod(text.c_str(), nullptr) >= 0;
-            return fits ? std::string() : "must be 0 or more, not " + text;
-          },
-          ""};
-}
-
-// An option that takes a time, which it stores in ms.
-CLI::Option* AddTimeOption(CLI::App* command, const std::string& name,
-                           std::optional<unsigned long long>* ms, const std::string& text);
 
 void AddInfo(CLI::App& app, const Options& options, int* exitCode);
 void AddUnits(CLI::App& app, const Options& options, int* exitCode);

@@ -1,6 +1,7 @@
 // Reading the command line from its parser. No state.
 #include "tools/completion/CommandLine.h"
 
+#include <CLI/App.hpp>
 #include <sstream>
 
 namespace tool {

@@ -2,9 +2,12 @@
 #ifndef QO_TOOLS_COMPLETION_COMMANDLINE_H
 #define QO_TOOLS_COMPLETION_COMMANDLINE_H
 
-#include <CLI/App.hpp>
 #include <string>
 #include <vector>
+
+namespace CLI {
+class App;
+}  // namespace CLI
 
 namespace tool {
 

@@ -7,11 +7,9 @@ namespace tool {
 
 void AddCompletion(CLI::App& app, const Options&, int*) {
   auto shell = std::make_shared<std::string>();
-  CLI::App* command = app.add_subcommand("completion", "Print what completes this command line");
-  command->add_option("SHELL", *shell, "Of which shell")
-      ->required()
-      ->check(CLI::IsMember({"bash", "zsh", "fish"}));
-  command->callback([shell, &app] {
+  Command command(app, "completion", "Print what completes this command line");
+  command.Text("SHELL", shell.get(), "Of which shell").Required().OneOf({"bash", "zsh", "fish"});
+  command.OnUse([shell, &app] {
     const std::vector<CommandWords> commands = ReadCommandLine(app);
     Print(*shell == "bash"  ? BashCompletion(commands)
           : *shell == "zsh" ? ZshCompletion(commands)

@@ -365,12 +365,12 @@ void Run(const Arguments& arguments, const Options& options, int* exitCode) {
 
 void AddExtract(CLI::App& app, const Options& options, int* exitCode) {
   auto arguments = std::make_shared<Arguments>();
-  CLI::App* command = app.add_subcommand("extract", "Write streams to files that play");
-  command->add_option("FILE", arguments->file, "The file")->required();
-  CLI::Option* const outputs = command->add_option(
-      "OUT", arguments->outputs, "Files to write, each in the format that its name ends in");
-  const auto output = [command](const char* name, std::string* path, const char* text) {
-    return command->add_option(name, *path, text)->type_name("F");
+  Command command(app, "extract", "Write streams to files that play");
+  command.Text("FILE", &arguments->file, "The file").Required();
+  const CommandOption outputs = command.Texts(
+      "OUT", &arguments->outputs, "Files to write, each in the format that its name ends in");
+  const auto output = [&command](const char* name, std::string* path, const char* text) {
+    command.Text(name, path, text).Type("F");
   };
   output("--audio", &arguments->audio, "The audio alone, in the format of this name");
   output("--video", &arguments->video, "The video alone, in the format of this name");
@@ -379,11 +379,11 @@ void AddExtract(CLI::App& app, const Options& options, int* exitCode) {
   output("--cover", &arguments->cover, "The cover art, of whatever kind");
   output("--format", &arguments->format, "The format of -, the standard output: mkv, say");
   command
-      ->add_flag("--raw", arguments->raw,
-                 "--audio and --video as they are: one unit behind the other, under any name")
-      ->excludes(outputs);
-  command->footer("Formats:\n" + FormatList());
-  command->callback([arguments, &options, exitCode] { Run(*arguments, options, exitCode); });
+      .Flag("--raw", &arguments->raw,
+            "--audio and --video as they are: one unit behind the other, under any name")
+      .Excludes(outputs);
+  command.Footer("Formats:\n" + FormatList());
+  command.OnUse([arguments, &options, exitCode] { Run(*arguments, options, exitCode); });
 }
 
 }  // namespace tool

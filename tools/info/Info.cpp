@@ -51,12 +51,10 @@ void DescribeAll(const Arguments& arguments, const Options& options, int* exitCo
 
 void AddInfo(CLI::App& app, const Options& options, int* exitCode) {
   auto arguments = std::make_shared<Arguments>();
-  CLI::App* command =
-      app.add_subcommand("info", "Describe files: container, streams, tags, cover art");
-  command->add_option("FILE", arguments->files, "The files")->required();
-  command->add_flag("--json", arguments->json, "Print JSON; of several files, each on one line");
-  command->callback(
-      [arguments, &options, exitCode] { DescribeAll(*arguments, options, exitCode); });
+  Command command(app, "info", "Describe files: container, streams, tags, cover art");
+  command.Texts("FILE", &arguments->files, "The files").Required();
+  command.Flag("--json", &arguments->json, "Print JSON; of several files, each on one line");
+  command.OnUse([arguments, &options, exitCode] { DescribeAll(*arguments, options, exitCode); });
 }
 
 }  // namespace tool

@@ -117,11 +117,11 @@ void Run(const Arguments& arguments, const Options& options) {
 
 void AddRepair(CLI::App& app, const Options& options, int*) {
   auto arguments = std::make_shared<Arguments>();
-  CLI::App* command = app.add_subcommand("repair", "Write a mended copy");
-  command->add_option("IN", arguments->in, "The file")->required();
-  command->add_option("OUT", arguments->out, "The copy")->required();
-  command->add_flag("--force", arguments->force, "Copy a good file as well");
-  command->callback([arguments, &options] { Run(*arguments, options); });
+  Command command(app, "repair", "Write a mended copy");
+  command.Text("IN", &arguments->in, "The file").Required();
+  command.Text("OUT", &arguments->out, "The copy").Required();
+  command.Flag("--force", &arguments->force, "Copy a good file as well");
+  command.OnUse([arguments, &options] { Run(*arguments, options); });
 }
 
 }  // namespace tool

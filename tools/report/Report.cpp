@@ -44,19 +44,16 @@ void Run(const Arguments& arguments, const Options& options, int* exitCode) {
 
 void AddReport(CLI::App& app, const Options& options, int* exitCode) {
   auto arguments = std::make_shared<Arguments>();
-  CLI::App* command =
-      app.add_subcommand("report", "Write a page about a file, to be looked at in a browser");
-  command->add_option("FILE", arguments->file, "The file")->required();
-  command->add_option("-o,--output", arguments->output, "The page (HTML)")
-      ->required()
-      ->type_name("PAGE");
-  command->footer(
+  Command command(app, "report", "Write a page about a file, to be looked at in a browser");
+  command.Text("FILE", &arguments->file, "The file").Required();
+  command.Text("-o,--output", &arguments->output, "The page (HTML)").Required().Type("PAGE");
+  command.Footer(
       "The page tells what verify finds, and draws over time the bit rate of each stream and the\n"
       "distance of key frames, over the file its interleave and a map of its packets, and where\n"
       "seeks land against where they should; tags, cover and objects follow. It stands alone:\n"
       "no network, no script. A file that is bad has a page as well. Exit codes as those of "
       "verify.");
-  command->callback([arguments, &options, exitCode] { Run(*arguments, options, exitCode); });
+  command.OnUse([arguments, &options, exitCode] { Run(*arguments, options, exitCode); });
 }
 
 }  // namespace tool

@@ -180,23 +180,24 @@ void Run(const Arguments& arguments, const Options& options, int* exitCode) {
 
 void AddSeek(CLI::App& app, const Options& options, int* exitCode) {
   auto arguments = std::make_shared<Arguments>();
-  CLI::App* command = app.add_subcommand("seek", "Seek and say where it landed");
-  command->add_option("FILE", arguments->file, "The file")->required();
-  AddTimeOption(command, "--to", &arguments->toMs, "The target: seconds, or 1:02.5");
-  CLI::Option* sweep =
+  Command command(app, "seek", "Seek and say where it landed");
+  command.Text("FILE", &arguments->file, "The file").Required();
+  command.Time("--to", &arguments->toMs, "The target: seconds, or 1:02.5");
+  const CommandOption sweep =
       command
-          ->add_option("--sweep", arguments->sweep,
-                       "N evenly spaced targets, in every mode, against the last key frame "
-                       "at or before each; at most 10000")
-          ->check(CLI::Range(1u, kMaxSweep))
-          ->type_name("N");
-  command->add_option("--mode", arguments->mode, "Which key frame (default: previous)")
-      ->check(CLI::IsMember(&kModes));
-  command->add_flag("--byte", arguments->byte, "Take the index entry's packet without probing");
-  command->add_flag("--exact", arguments->exact,
-                    "The last key frame at or before the target, index or not");
-  command->add_flag("--json", arguments->json, "Print JSON")->excludes(sweep);
-  command->callback([arguments, &options, exitCode] { Run(*arguments, options, exitCode); });
+          .Number("--sweep", &arguments->sweep,
+                  "N evenly spaced targets, in every mode, against the last key frame "
+                  "at or before each; at most 10000")
+          .Between(1, kMaxSweep)
+          .Type("N");
+  std::vector<std::string> modes;
+  for (const auto& mode : kModes) modes.push_back(mode.first);
+  command.Text("--mode", &arguments->mode, "Which key frame (default: previous)").OneOf(modes);
+  command.Flag("--byte", &arguments->byte, "Take the index entry's packet without probing");
+  command.Flag("--exact", &arguments->exact,
+               "The last key frame at or before the target, index or not");
+  command.Flag("--json", &arguments->json, "Print JSON").Excludes(sweep);
+  command.OnUse([arguments, &options, exitCode] { Run(*arguments, options, exitCode); });
 }
 
 }  // namespace tool

@@ -84,14 +84,14 @@ void Run(const Arguments& arguments, const Options& options, int* exitCode) {
 
 void AddTrace(CLI::App& app, const Options& options, int* exitCode) {
   auto arguments = std::make_shared<Arguments>();
-  CLI::App* command = app.add_subcommand("trace", "List every call that reaches the file");
-  command->add_option("FILE", arguments->file, "The file")->required();
-  command->add_option("COMMAND", arguments->command, "What to trace: open, play or seek")
-      ->required()
-      ->check(CLI::IsMember({"open", "play", "seek"}));
-  AddTimeOption(command, "--to", &arguments->toMs, "Where to seek (default: the beginning)");
-  command->add_flag("--totals", arguments->totalsOnly, "Only the totals");
-  command->callback([arguments, &options, exitCode] { Run(*arguments, options, exitCode); });
+  Command command(app, "trace", "List every call that reaches the file");
+  command.Text("FILE", &arguments->file, "The file").Required();
+  command.Text("COMMAND", &arguments->command, "What to trace: open, play or seek")
+      .Required()
+      .OneOf({"open", "play", "seek"});
+  command.Time("--to", &arguments->toMs, "Where to seek (default: the beginning)");
+  command.Flag("--totals", &arguments->totalsOnly, "Only the totals");
+  command.OnUse([arguments, &options, exitCode] { Run(*arguments, options, exitCode); });
 }
 
 }  // namespace tool

@@ -99,24 +99,21 @@ class TreeCommand {
 
 void AddTree(CLI::App& app, const Options&, int* exitCode) {
   auto arguments = std::make_shared<Arguments>();
-  CLI::App* command =
-      app.add_subcommand("tree", "Show every object of a file with its fields, damaged or not");
-  command->add_option("FILE", arguments->file, "The file")->required();
-  CLI::Option* packets =
+  Command command(app, "tree", "Show every object of a file with its fields, damaged or not");
+  command.Text("FILE", &arguments->file, "The file").Required();
+  CommandOption packets =
       command
-          ->add_option("--packets", arguments->packets,
-                       "Show the packets with their payloads: all, or those of these numbers")
-          ->expected(0, 1)
-          ->type_name("[FROM:TO]");
-  packets->check(
-      [](const std::string& text) {
-        return ParseRange(text) ? std::string() : "must be FROM:TO, not " + text;
-      },
-      "");
-  command->add_flag("--json", arguments->json, "Print JSON");
-  command->callback([arguments, packets, exitCode] {
+          .Text("--packets", &arguments->packets,
+                "Show the packets with their payloads: all, or those of these numbers")
+          .MayLackValue()
+          .Type("[FROM:TO]");
+  packets.Check([](const std::string& text) {
+    return ParseRange(text) ? std::string() : "must be FROM:TO, not " + text;
+  });
+  command.Flag("--json", &arguments->json, "Print JSON");
+  command.OnUse([arguments, packets, exitCode] {
     std::optional<PacketRange> range;
-    if (packets->count() != 0) range = ParseRange(arguments->packets);
+    if (packets.IsGiven()) range = ParseRange(arguments->packets);
     *exitCode =
         TreeCommand(arguments->file, range, arguments->json ? MakeJsonPrinter() : MakeTextPrinter())
             .Run();

@@ -125,18 +125,15 @@ void Run(const Arguments& arguments, const Options& options, int* exitCode) {
 
 void AddUnits(CLI::App& app, const Options& options, int* exitCode) {
   auto arguments = std::make_shared<Arguments>();
-  CLI::App* command = app.add_subcommand(
-      "units",
+  Command command(
+      app, "units",
       "List the access units: track, time in ms, size in bytes, MD5, key frame, file position");
-  command->add_option("FILE", arguments->file, "The file")->required();
-  command->add_option("--track", arguments->track, "One track only")
-      ->check(CLI::IsMember({"audio", "video"}));
-  command->add_option("--limit", arguments->limit, "Stop after so many units")
-      ->check(NotNegative())
-      ->type_name("N");
-  AddTimeOption(command, "--from", &arguments->fromMs, "Seek there first");
-  command->add_flag("--json", arguments->json, "Print JSON");
-  command->callback([arguments, &options, exitCode] { Run(*arguments, options, exitCode); });
+  command.Text("FILE", &arguments->file, "The file").Required();
+  command.Text("--track", &arguments->track, "One track only").OneOf({"audio", "video"});
+  command.Number("--limit", &arguments->limit, "Stop after so many units").NotNegative().Type("N");
+  command.Time("--from", &arguments->fromMs, "Seek there first");
+  command.Flag("--json", &arguments->json, "Print JSON");
+  command.OnUse([arguments, &options, exitCode] { Run(*arguments, options, exitCode); });
 }
 
 }  // namespace tool

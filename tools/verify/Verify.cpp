@@ -58,19 +58,19 @@ int JudgeFile(const std::string& file, bool json, const Options& options) {
 void AddVerify(CLI::App& app, const Options& options, int* exitCode) {
   auto arguments = std::make_shared<CollectionOptions>();
   arguments->jobs = std::clamp(std::thread::hardware_concurrency(), 1u, kMaxJobs);
-  CLI::App* command = app.add_subcommand("verify", "Play files out and judge them");
-  command->add_option("FILE", arguments->names, "The files, or with -r folders")->required();
-  command->add_flag("-r,--recursive", arguments->entersFolders,
-                    "Judge what is in folders and below: names ending in .asf, .wma or .wmv");
-  command->add_option("-j,--jobs", arguments->jobs, "Files at once (default: one a core)")
-      ->check(CLI::Range(1u, kMaxJobs))
-      ->type_name("N");
+  Command command(app, "verify", "Play files out and judge them");
+  command.Texts("FILE", &arguments->names, "The files, or with -r folders").Required();
+  command.Flag("-r,--recursive", &arguments->entersFolders,
+               "Judge what is in folders and below: names ending in .asf, .wma or .wmv");
+  command.Number("-j,--jobs", &arguments->jobs, "Files at once (default: one a core)")
+      .Between(1, kMaxJobs)
+      .Type("N");
   command
-      ->add_option("--log", arguments->log,
-                   "Append what is found, and pass over what it has: goes on where it stopped")
-      ->type_name("F");
-  command->add_flag("--json", arguments->json, "Print JSON; of several files a line each");
-  command->callback([arguments, &options, exitCode] {
+      .Text("--log", &arguments->log,
+            "Append what is found, and pass over what it has: goes on where it stopped")
+      .Type("F");
+  command.Flag("--json", &arguments->json, "Print JSON; of several files a line each");
+  command.OnUse([arguments, &options, exitCode] {
     const bool isOne =
         arguments->names.size() == 1 && !arguments->entersFolders && arguments->log.empty();
     *exitCode = isOne ? JudgeFile(arguments->names.front(), arguments->json, options)
