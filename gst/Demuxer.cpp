@@ -219,7 +219,9 @@ void Demuxer::ExposeStreams() {
   for (const auto& output : outputs_) {
     SetSourceFunctions(output->pad());
     output->BeginSegment(segment_);
-    output->Announce(collection_, group, tags);
+    output->Announce(group);
+    output->PushSegment(segment_, seqnum_);
+    output->PushTags(collection_, tags);
     gst_element_add_pad(element_, output->pad());
     gst_flow_combiner_add_pad(combiner_, output->pad());
   }

@@ -65,13 +65,16 @@ Output::~Output() {
   gst_object_unref(pad_);
 }
 
-void Output::Announce(GstStreamCollection* collection, guint groupId, GstTagList* fileTags) {
+void Output::Announce(guint groupId) {
   gst_pad_set_active(pad_, TRUE);
   GstEvent* const start = gst_event_new_stream_start(gst_stream_get_stream_id(stream_));
   gst_event_set_group_id(start, groupId);
   gst_event_set_stream(start, stream_);
   gst_pad_push_event(pad_, start);
   gst_pad_push_event(pad_, gst_event_new_caps(caps_));
+}
+
+void Output::PushTags(GstStreamCollection* collection, GstTagList* fileTags) {
   gst_pad_push_event(pad_, gst_event_new_stream_collection(collection));
   gst_pad_push_event(pad_, gst_event_new_tag(gst_tag_list_ref(tags_)));
   gst_pad_push_event(pad_, gst_event_new_tag(gst_tag_list_ref(fileTags)));

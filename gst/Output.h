@@ -26,8 +26,9 @@ class Output {
   StreamReader& reader() { return *reader_; }
   bool isVideo() const { return isVideo_; }
 
-  // Activates the pad and tells what comes: stream, caps, tags.
-  void Announce(GstStreamCollection* collection, guint groupId, GstTagList* fileTags);
+  // Activates the pad and tells what comes; tags follow the segment.
+  void Announce(guint groupId);
+  void PushTags(GstStreamCollection* collection, GstTagList* fileTags);
 
   // In front of the next buffer `segment` goes out, and that buffer is marked as one that
   // follows no other.
@@ -63,9 +64,10 @@ class Output {
   // Tells the pad that nothing comes before `until`.
   void PushGap(const GstSegment& segment, guint32 seqnum, GstClockTime until);
   void PushEos(const GstSegment& segment, guint32 seqnum);
+  // Unless it has gone out since BeginSegment.
+  void PushSegment(const GstSegment& segment, guint32 seqnum);
 
  private:
-  void PushSegment(const GstSegment& segment, guint32 seqnum);
   void SetDuration(GstBuffer* buffer) const;
 
   const std::unique_ptr<StreamReader> reader_;

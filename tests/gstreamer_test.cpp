@@ -38,6 +38,7 @@ struct Recording {
   Frames frames;
   long long startMs = -1;  // of the last segment
   double rate = 0;         // of the last segment
+  std::string events;      // their names
   std::string caps;
 };
 
@@ -185,6 +186,7 @@ class Player {
     GstElement* const sink = gst_pad_get_parent_element(pad);
     {
       const std::lock_guard<std::mutex> lock(self->mutex_);
+      self->Of(sink).events += std::string(GST_EVENT_TYPE_NAME(event)) + " ";
       if (GST_EVENT_TYPE(event) == GST_EVENT_SEGMENT) {
         const GstSegment* segment = nullptr;
         gst_event_parse_segment(event, &segment);
@@ -243,6 +245,7 @@ TEST(GStreamer, PlaysEverySampleWithTheTimesThatAnotherProgramReads) {
       if (expected.size() == 1) continue;  // a picture among the tags
       ASSERT_LT(k, pads.size());
       const Recording& pad = pads[k++].second;
+      EXPECT_EQ("stream-start caps segment stream-collection tag tag eos ", pad.events);
       ASSERT_EQ(expected.size(), pad.frames.size()) << pad.caps;
       const bool isRewritten = pad.caps.find("byte-stream") != std::string::npos;
       for (std::size_t i = 0; i < expected.size(); ++i) {
