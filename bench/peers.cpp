@@ -1,10 +1,12 @@
-// Whole process against whole process, in turn: a player over the kit and asftool
-// verify beside other programs that read a file through and throw its media away, and the floor.
+// Whole process against whole process, in turn: a player over the kit, asftool verify and
+// the GStreamer element beside other programs that read a file through and throw its media
+// away, and the floor.
 //
 //   qo_peers TINY FILE...
 //
 // What a program takes for TINY, a small file, is its start-up. The first table holds the
-// kit to its peers, the second one everything to the floor.
+// kit to its peers, the second one the element to GStreamer's own, the third one everything
+// to the floor.
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/resource.h>
@@ -40,7 +42,9 @@ constexpr const char* kVerify = "asftool verify";
 constexpr const char* kAvformat = "libavformat";
 constexpr const char* kFfmpeg = "ffmpeg";
 constexpr const char* kGStreamer = "GStreamer";
+constexpr const char* kElement = "qoasfdemux";
 constexpr const char* kPeers[] = {kAvformat, kGStreamer};
+constexpr const char* kElementPeers[] = {kGStreamer};
 
 struct Cost {
   double processor = 0;  // seconds, user and system
@@ -98,6 +102,15 @@ std::string OwnFolder() {
   return std::filesystem::read_symlink("/proc/self/exe").parent_path().string();
 }
 
+// The plugin of this build, in a registry of its own, which is written before anything is
+// measured.
+void FindElement() {
+  const std::string root = OwnFolder() + "/..";
+  setenv("GST_PLUGIN_PATH", (root + "/lib/gstreamer-1.0").c_str(), 1);
+  setenv("GST_REGISTRY", (root + "/gstreamer.registry").c_str(), 1);
+  Run({"gst-inspect-1.0", kElement});
+}
+
 std::size_t TrackCount(const qo_host::ParserLibrary& library, const std::string& path) {
   std::string error;
   auto source = qo_host::FileSource::OpenPath(path, &error);
@@ -117,7 +130,8 @@ Command CommandOf(const std::string& name, const std::string& path, std::size_t 
     return {"ffmpeg", "-v", "error", "-nostdin", "-i",   path, "-map",
             "0",      "-c", "copy",  "-f",       "null", "-"};
   }
-  Command command{"gst-launch-1.0", "-q", "filesrc", "location=" + path, "!", "asfdemux", "name=d"};
+  const char* const demuxer = name == kElement ? kElement : "asfdemux";
+  Command command{"gst-launch-1.0", "-q", "filesrc", "location=" + path, "!", demuxer, "name=d"};
   for (std::size_t k = 0; k < tracks; ++k) {
     command.insert(command.end(), {"d.", "!", "fakesink", "async=false", "sync=false"});
   }
@@ -147,19 +161,20 @@ double MedianNetMs(const Program& program) {
   return Median(program.costs, [&](std::size_t k) { return Net(program, k) * 1e3; });
 }
 
-void PrintRatios(const std::vector<Measured>& all) {
-  std::printf("| file | kit, ms |");
-  for (const char* peer : kPeers) std::printf(" %s, ms | ratio |", peer);
+template <typename Peers>
+void PrintRatios(const std::vector<Measured>& all, const char* ours, const Peers& peers) {
+  std::printf("| file | %s, ms |", ours);
+  for (const char* peer : peers) std::printf(" %s, ms | ratio |", peer);
   std::printf("\n|---|---|");
-  for (std::size_t k = 0; k < std::size(kPeers); ++k) std::printf("---|---|");
+  for (std::size_t k = 0; k < std::size(peers); ++k) std::printf("---|---|");
   std::puts("");
   for (const Measured& measured : all) {
-    const Program& kit = Find(measured, kKit);
-    std::printf("| %s | %.1f |", measured.file.c_str(), MedianNetMs(kit));
-    for (const char* name : kPeers) {
+    const Program& own = Find(measured, ours);
+    std::printf("| %s | %.1f |", measured.file.c_str(), MedianNetMs(own));
+    for (const char* name : peers) {
       const Program& peer = Find(measured, name);
       std::printf(" %.1f | %.2f |", MedianNetMs(peer),
-                  Median(kit.costs, [&](std::size_t k) { return Net(kit, k) / Net(peer, k); }));
+                  Median(own.costs, [&](std::size_t k) { return Net(own, k) / Net(peer, k); }));
     }
     std::puts("");
   }
@@ -193,7 +208,7 @@ void PrintMedians(const std::vector<Measured>& all) {
 Measured Measure(const qo_host::ParserLibrary& library, const std::string& tiny,
                  const std::string& path) {
   Measured measured{std::filesystem::path(path).filename().string(), {}};
-  for (const char* name : {kFloor, kKit, kAvformat, kVerify, kFfmpeg, kGStreamer}) {
+  for (const char* name : {kFloor, kKit, kAvformat, kVerify, kFfmpeg, kGStreamer, kElement}) {
     measured.programs.push_back({name, {}, {}});
   }
   const std::size_t tracks = TrackCount(library, path);
@@ -217,10 +232,14 @@ int main(int argc, char** argv) {
   std::string error;
   const auto library = qo_host::ParserLibrary::Load("", &error);
   if (library == nullptr) Fail(error);
+  FindElement();
   std::vector<Measured> all;
   for (int k = 2; k < argc; ++k) all.push_back(Measure(*library, argv[1], argv[k]));
-  std::puts("Processor time less start-up, and the kit's as a multiple of the peer's\n");
-  PrintRatios(all);
+  std::puts(
+      "Processor time less start-up, and the kit's and the element's as multiples of a peer's\n");
+  PrintRatios(all, kKit, kPeers);
+  std::puts("");
+  PrintRatios(all, kElement, kElementPeers);
   std::puts("\nWhole processes\n");
   PrintMedians(all);
   return 0;
