@@ -11,26 +11,26 @@ namespace {
 
 using qo_host::ByteRange;
 
-enum class Configuration : unsigned char { kNone, kCodecData, kXiph };
+enum class ExtraData : unsigned char { kNone, kCodecData, kXiph };
 
-struct Row {
+struct ExtraFormat {
   unsigned int tag;
   const char* caps;
-  Configuration configuration = Configuration::kNone;
+  ExtraData data = ExtraData::kNone;
 };
-constexpr Row kAudioRows[] = {
+constexpr ExtraFormat kExtraAudio[] = {
     {0x0020, "audio/x-adpcm,layout=yamaha"},
     {0x0042, "audio/G723"},
     {0x0083, "audio/G729"},
     {0x0401, "audio/x-imc"},
     {0x5346, "audio/x-adpcm,layout=swf"},
-    {0x566F, "audio/x-vorbis", Configuration::kXiph},
-    {0xA106, "audio/mpeg,mpegversion=4,stream-format=raw", Configuration::kCodecData},
-    {0xA109, "audio/x-speex", Configuration::kXiph},
+    {0x566F, "audio/x-vorbis", ExtraData::kXiph},
+    {0xA106, "audio/mpeg,mpegversion=4,stream-format=raw", ExtraData::kCodecData},
+    {0xA109, "audio/x-speex", ExtraData::kXiph},
     {0xF1AC, "audio/x-flac"},
 };
 // In capital letters.
-constexpr Row kVideoRows[] = {
+constexpr ExtraFormat kExtraVideo[] = {
     {GST_MAKE_FOURCC('A', 'P', '4', 'H'), "video/x-prores,variant=(string)4444"},
     {GST_MAKE_FOURCC('A', 'P', 'C', 'H'), "video/x-prores,variant=hq"},
     {GST_MAKE_FOURCC('A', 'P', 'C', 'N'), "video/x-prores,variant=standard"},
@@ -43,16 +43,16 @@ constexpr Row kVideoRows[] = {
     {GST_MAKE_FOURCC('H', '2', '6', '1'), "video/x-h261"},
     {GST_MAKE_FOURCC('H', '2', '6', '5'), "video/x-h265,stream-format=byte-stream"},
     {GST_MAKE_FOURCC('H', 'E', 'V', 'C'), "video/x-h265,stream-format=byte-stream"},
-    {GST_MAKE_FOURCC('L', 'A', 'G', 'S'), "video/x-lagarith", Configuration::kCodecData},
+    {GST_MAKE_FOURCC('L', 'A', 'G', 'S'), "video/x-lagarith", ExtraData::kCodecData},
     {GST_MAKE_FOURCC('S', 'V', 'Q', '1'), "video/x-svq,svqversion=1"},
     {GST_MAKE_FOURCC('V', 'P', '9', '0'), "video/x-vp9"},
 };
 
 template <std::size_t kCount>
-const Row* Find(const Row (&rows)[kCount], unsigned int tag) {
-  const Row* const row =
-      std::find_if(rows, rows + kCount, [tag](const Row& each) { return each.tag == tag; });
-  return row != rows + kCount ? row : nullptr;
+const ExtraFormat* FindFormat(const ExtraFormat (&formats)[kCount], unsigned int tag) {
+  const ExtraFormat* const format = std::find_if(
+      formats, formats + kCount, [tag](const ExtraFormat& each) { return each.tag == tag; });
+  return format != formats + kCount ? format : nullptr;
 }
 
 // Of several in one configuration: how many more follow the first, their lengths but the
@@ -126,27 +126,30 @@ guint32 FourCcWith(guint32 fourCc, gchar (*letter)(gchar)) {
 GstCaps* MakeExtraCaps(const StreamFacts& facts) {
   const bool isAudio = facts.track.kind == qo_host::TrackKind::kAudio;
   const unsigned int tag = facts.track.codecTag;
-  const Row* const row =
-      isAudio ? Find(kAudioRows, tag) : Find(kVideoRows, FourCcWith(tag, g_ascii_toupper));
-  if (row == nullptr) return nullptr;
-  GstCaps* const caps = gst_caps_from_string(row->caps);
+  const ExtraFormat* const format = isAudio
+                                        ? FindFormat(kExtraAudio, tag)
+                                        : FindFormat(kExtraVideo, FourCcWith(tag, g_ascii_toupper));
+  if (format == nullptr) return nullptr;
+  GstCaps* const caps = gst_caps_from_string(format->caps);
   if (facts.stream.audio) {
     gst_caps_set_simple(caps, "block_align", G_TYPE_INT,
                         static_cast<int>(facts.stream.audio->blockAlign), nullptr);
   }
   const BufferPointer data = CodecData(facts);
-  if (data != nullptr && row->configuration == Configuration::kCodecData)
+  if (data != nullptr && format->data == ExtraData::kCodecData)
     gst_caps_set_simple(caps, "codec_data", GST_TYPE_BUFFER, data.get(), nullptr);
-  if (data != nullptr && row->configuration == Configuration::kXiph) SetStreamHeader(facts, caps);
+  if (data != nullptr && format->data == ExtraData::kXiph) SetStreamHeader(facts, caps);
   return caps;
 }
 
 GstCaps* AllExtraCaps(qo_host::TrackKind kind) {
   GstCaps* const all = gst_caps_new_empty();
-  const auto add = [all](const Row& row) { gst_caps_append(all, gst_caps_from_string(row.caps)); };
+  const auto add = [all](const ExtraFormat& format) {
+    gst_caps_append(all, gst_caps_from_string(format.caps));
+  };
   if (kind == qo_host::TrackKind::kAudio)
-    std::for_each(std::begin(kAudioRows), std::end(kAudioRows), add);
+    std::for_each(std::begin(kExtraAudio), std::end(kExtraAudio), add);
   if (kind == qo_host::TrackKind::kVideo)
-    std::for_each(std::begin(kVideoRows), std::end(kVideoRows), add);
+    std::for_each(std::begin(kExtraVideo), std::end(kExtraVideo), add);
   return all;
 }
