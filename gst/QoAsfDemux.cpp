@@ -149,7 +149,7 @@ void AddTemplate(GstElementClass* type, const char* name, GstCaps* known, const 
   gst_caps_unref(known);
 }
 
-void InitClass(void* type, void*) {
+void InitDemuxClass(void* type, void*) {
   parent_class = static_cast<GstElementClass*>(g_type_class_peek_parent(type));
   static_cast<GObjectClass*>(type)->finalize = Finalize;
   auto* const element = static_cast<GstElementClass*>(type);
@@ -170,7 +170,7 @@ void InitClass(void* type, void*) {
   AddTemplate(element, "audio_%u", audio, "audio/x-asf-unknown");
 }
 
-void InitInstance(GTypeInstance* instance, void*) {
+void InitDemux(GTypeInstance* instance, void*) {
   QoAsfDemux* const self = Self(instance);
   self->sink = gst_pad_new_from_static_template(&sink_template, "sink");
   gst_pad_set_activate_function(self->sink, ActivateSink);
@@ -183,8 +183,8 @@ void InitInstance(GTypeInstance* instance, void*) {
 
 GType DemuxerType() {
   static const GType type = g_type_register_static_simple(
-      GST_TYPE_ELEMENT, "QoAsfDemux", sizeof(QoAsfDemuxClass), InitClass, sizeof(QoAsfDemux),
-      InitInstance, static_cast<GTypeFlags>(0));
+      GST_TYPE_ELEMENT, "QoAsfDemux", sizeof(QoAsfDemuxClass), InitDemuxClass, sizeof(QoAsfDemux),
+      InitDemux, static_cast<GTypeFlags>(0));
   return type;
 }
 
