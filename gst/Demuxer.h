@@ -100,7 +100,8 @@ class Demuxer {
   void Interrupt(const SeekRequest& request);
   GstSegment Move(const SeekRequest& request);
   GstSegment MoveForward(const SeekRequest& request, GstSegment segment);
-  std::optional<std::int64_t> MoveVideo(const SeekRequest& request, std::int64_t targetMs);
+  std::optional<std::int64_t> MoveVideo(const SeekRequest& request, std::int64_t targetMs,
+                                        GstClockTime stop);
   void MoveAudio(std::int64_t targetMs);
   void Resume(const SeekRequest& request, const GstSegment& segment);
   void PushToAll(GstEvent* event);

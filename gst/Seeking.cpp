@@ -111,7 +111,7 @@ GstSegment Demuxer::Move(const SeekRequest& request) {
 
 GstSegment Demuxer::MoveForward(const SeekRequest& request, GstSegment segment) {
   const auto targetMs = static_cast<std::int64_t>(segment.position / GST_MSECOND);
-  const std::optional<std::int64_t> landing = MoveVideo(request, targetMs);
+  const std::optional<std::int64_t> landing = MoveVideo(request, targetMs, segment.stop);
   if (landing && Has(request.flags, GST_SEEK_FLAG_KEY_UNIT)) {
     segment.start = segment.position = segment.time =
         static_cast<GstClockTime>(*landing) * GST_MSECOND;
@@ -123,8 +123,9 @@ GstSegment Demuxer::MoveForward(const SeekRequest& request, GstSegment segment) 
 }
 
 // Moves each video stream to the key frame that the request is for, and tells the time
-// where the first one is played from; nothing without video.
-std::optional<std::int64_t> Demuxer::MoveVideo(const SeekRequest& request, std::int64_t targetMs) {
+// where the first one is played from, in front of `stop`; nothing without video.
+std::optional<std::int64_t> Demuxer::MoveVideo(const SeekRequest& request, std::int64_t targetMs,
+                                               GstClockTime stop) {
   const bool mayFollow =
       Has(request.flags, GST_SEEK_FLAG_KEY_UNIT) && Has(request.flags, GST_SEEK_FLAG_SNAP_AFTER);
   std::optional<std::int64_t> landing;
@@ -137,6 +138,7 @@ std::optional<std::int64_t> Demuxer::MoveVideo(const SeekRequest& request, std::
       const std::int64_t before = reader.timeMs();
       const bool isNearest = Has(request.flags, GST_SEEK_FLAG_SNAP_NEAREST);
       const bool follows = reader.SkipToKeyFrame(targetMs) && reader.Fill() &&
+                           static_cast<GstClockTime>(reader.timeMs()) * GST_MSECOND < stop &&
                            (!isNearest || reader.timeMs() - targetMs < targetMs - before);
       if (follows) {
         found = reader.timeMs();

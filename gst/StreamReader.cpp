@@ -162,17 +162,26 @@ void StreamReader::SetOrder(Frame* frame) {
       isBidirectional ? nextOrder_++ : static_cast<std::uint16_t>(nextOrder_ + kStep - 1);
 }
 
+// 0 where it isn't known.
+std::int64_t StreamReader::FrameMs() const {
+  const bool isKnown = GST_CLOCK_TIME_IS_VALID(frameDuration_);
+  return static_cast<std::int64_t>(isKnown ? frameDuration_ / GST_MSECOND : 0);
+}
+
+unsigned long long StreamReader::durationMs() const {
+  const unsigned long long fileMs = session_.durationMs();
+  return fileMs == 0 ? 0 : fileMs + static_cast<unsigned long long>(delay_ * FrameMs());
+}
+
 // Frames are decoded in the rhythm in which they are shown, as much earlier as it takes for
 // each to be there in time.
 void StreamReader::SetTime() {
   Frame& frame = waiting_.front();
   frame.isTimed = true;
   if (!hasDecodingTimes_) return;
-  const bool isKnown = GST_CLOCK_TIME_IS_VALID(frameDuration_);
-  const auto frameMs = static_cast<std::int64_t>(isKnown ? frameDuration_ / GST_MSECOND : 0);
   // Key frames alone don't tell of the B-frames between them.
   if (keyFramesOnly_) {
-    frame.timeMs += delay_ * frameMs;
+    frame.timeMs += delay_ * FrameMs();
     return;
   }
   const std::ptrdiff_t place =
@@ -181,7 +190,7 @@ void StreamReader::SetTime() {
   }
   const std::ptrdiff_t last = static_cast<std::ptrdiff_t>(waiting_.size()) - 1;
   frame.timeMs = waiting_.begin()[std::min(place, last)].fileMs;
-  if (place > last) frame.timeMs += (place - last) * frameMs;
+  if (place > last) frame.timeMs += (place - last) * FrameMs();
 }
 
 // How many are decoded behind the first frame that waits and shown before it. All are

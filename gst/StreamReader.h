@@ -25,7 +25,8 @@ class StreamReader {
   ~StreamReader();
 
   const qo_host::Track& track() const { return session_.tracks().front(); }
-  unsigned long long durationMs() const { return session_.durationMs(); }
+  // By the header, and up to the last frame that is shown later than it is decoded; 0: unknown.
+  unsigned long long durationMs() const;
   const qo_host::Damage& damage() const { return session_.presented()->damage(); }
 
   // Has the next buffer waiting. False at the end, and where the source failed.
@@ -75,6 +76,7 @@ class StreamReader {
   void Join(unsigned long long timeMs, GstBuffer** buffer);
   static bool IsShownBefore(const Frame& a, const Frame& b);
   void SetOrder(Frame* frame);
+  std::int64_t FrameMs() const;
   void SetTime();
   std::ptrdiff_t CountEarlier();
   std::ptrdiff_t CountLater(const Frame& frame) const;
