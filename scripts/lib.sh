@@ -3,8 +3,9 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-# What a build needs, as Debian 12 names it.
-build_packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev nettle-dev
+# What a build needs, as Debian 12 names it; ccache spares compiling what ships for
+# packages again.
+build_packages=(g++ cmake ninja-build ccache libcli11-dev nlohmann-json3-dev nettle-dev
   libebml-dev libmatroska-dev)
 # What the GStreamer plugin needs to be built.
 gstreamer_packages=(pkg-config libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev)
@@ -84,7 +85,8 @@ END
 
 # Configures a preset. An array configure_options adds to it, for this once.
 configure_preset() {
-  if command -v ccache >/dev/null; then export CMAKE_CXX_COMPILER_LAUNCHER=ccache; fi
+  # Without preprocessing first, which compilers report the outcome of all the same.
+  if command -v ccache >/dev/null; then export CMAKE_CXX_COMPILER_LAUNCHER=ccache CCACHE_DEPEND=1; fi
   cmake --preset "$1" "${configure_options[@]}" >/dev/null
 }
 
