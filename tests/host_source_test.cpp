@@ -306,4 +306,20 @@ TEST(PipeSource, GoesOnWithTwoReadersAndFailsOnlyForWhatIsGone) {
   EXPECT_EQ(source.failure(), -ESPIPE);
 }
 
+TEST(PipeSource, StopsWaitingAndStaysStopped) {
+  int input[2], stop[2];
+  ASSERT_EQ(pipe(input), 0);
+  ASSERT_EQ(pipe(stop), 0);
+  ASSERT_EQ(write(stop[1], "", 1), 1);
+  qo_host::PipeSource source(input[0], stop[0]);
+  char buffer[6];
+  unsigned long long size = sizeof buffer;
+  EXPECT_EQ(source.Read(buffer, &size), -EINTR);
+  char taken;
+  ASSERT_EQ(read(stop[0], &taken, 1), 1);
+  EXPECT_EQ(source.Read(buffer, &(size = 1)), -EINTR) << "otherwise this waits";
+  EXPECT_EQ(source.failure(), -EINTR);
+  for (const int descriptor : {input[0], input[1], stop[0], stop[1]}) close(descriptor);
+}
+
 }  // namespace

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <iterator>
 
 namespace qo_host {
 namespace {
@@ -24,9 +25,10 @@ constexpr unsigned long long kNearBytes = 1ull << 20;
 
 }  // namespace
 
-PipeSource::PipeSource(int descriptor)
+PipeSource::PipeSource(int descriptor, int stop)
     : CachedSource(kMinPipeWindowBytes, kMaxPipeWindowBytes, kPipeWindowCount),
-      descriptor_(descriptor) {}
+      descriptor_(descriptor),
+      stop_(stop) {}
 
 PipeSource::~PipeSource() = default;
 
@@ -66,15 +68,14 @@ int PipeSource::Fetch(unsigned long long offset, void* buffer, unsigned long lon
   return 0;
 }
 
-// Reads on until `end` is held, or the stream ends.
+// Reads on until `end` is held, or the stream ends. A parser goes on behind a failure: it
+// would wait again.
 int PipeSource::FillTo(unsigned long long end) {
-  while (end_ < end && !isEnded_) {
-    const int status = FillOnce();
-    if (status == 0) continue;
-    if (failure_ == 0) failure_ = status;
-    return status;
+  while (end_ < end && !isEnded_ && readFailure_ == 0) {
+    readFailure_ = FillOnce();
+    if (failure_ == 0) failure_ = readFailure_;
   }
-  return 0;
+  return end_ < end ? readFailure_ : 0;
 }
 
 int PipeSource::FillOnce() {
@@ -90,15 +91,20 @@ int PipeSource::FillOnce() {
     }
     blocks_.push_back(std::move(block));
   }
+  if (const int status = Wait()) return status;
   const ssize_t got = read(descriptor_, blocks_.back().get() + used, kBlockBytes - used);
   if (got >= 0) {
     isEnded_ = got == 0;
     end_ += static_cast<unsigned long long>(got);
     return 0;
   }
-  if (errno != EAGAIN) return -errno;
-  pollfd input{descriptor_, POLLIN, 0};
-  return poll(&input, 1, -1) < 0 ? -errno : 0;
+  return errno == EAGAIN ? 0 : -errno;
+}
+
+int PipeSource::Wait() const {
+  pollfd inputs[] = {{stop_, POLLIN, 0}, {descriptor_, POLLIN, 0}};
+  if (poll(inputs, std::size(inputs), -1) < 0) return -errno;
+  return inputs[0].revents != 0 ? -EINTR : 0;
 }
 
 // What is held.

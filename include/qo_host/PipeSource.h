@@ -22,13 +22,15 @@ class PipeSource final : public CachedSource {
   static constexpr std::size_t kHeldBytes = std::size_t{16} << 20;  // 16 MiB, allocated as needed
 
   // Reads from `descriptor`, which stays its owner's and must stay open. A call waits for
-  // the bytes that it needs, also where the descriptor is non-blocking.
-  explicit PipeSource(int descriptor);
+  // the bytes that it needs, also where the descriptor is non-blocking; not where `stop`, a
+  // descriptor as well unless it is negative, can be read from.
+  explicit PipeSource(int descriptor, int stop = -1);
   ~PipeSource() override;
 
   // The first failure of a read; 0 when there was none. A parser takes a failing source for
   // the end of the data: to be asked behind a play-out. -ESPIPE: something was read again
-  // that was no longer held. -EINTR: a signal came while a read waited. Otherwise -errno.
+  // that was no longer held. -EINTR: a signal came while a read waited, or it was stopped.
+  // Otherwise -errno. Behind these two nothing more is read.
   int failure() const { return failure_; }
 
   int Open() override;   // rewinds; the rest of the beginning must still be held
@@ -44,10 +46,13 @@ class PipeSource final : public CachedSource {
 
   int FillTo(unsigned long long end);
   int FillOnce();
+  int Wait() const;
   void Copy(unsigned long long offset, unsigned char* out, unsigned long long size) const;
 
   const int descriptor_;
+  const int stop_;
   int failure_ = 0;
+  int readFailure_ = 0;  // of the descriptor: the bytes end here
   bool isEnded_ = false;
   unsigned long long start_ = 0;  // of what is held, a multiple of a block; bytes of the stream
   unsigned long long end_ = 0;    // of it

@@ -20,12 +20,26 @@ namespace {
 std::atomic<bool> interrupted{false};  // read in every thread
 static_assert(std::atomic<bool>::is_always_lock_free, "set in a signal handler");
 
+// A pipe, into which an interruption puts a byte that is never taken out.
+int interruptionPipe[] = {-1, -1};
+
+void NoteInterruption(int) {
+  const int error = errno;
+  interrupted = true;
+  // Full, it has what it needs.
+  const ssize_t ignored = write(interruptionPipe[1], "", 1);
+  static_cast<void>(ignored);
+  errno = error;
+}
+
 }  // namespace
 
 void NoticeInterruptions() {
+  if (pipe2(interruptionPipe, O_CLOEXEC | O_NONBLOCK) != 0)
+    throw Failure(kExitCannotRun, std::string("a pipe: ") + std::strerror(errno));
   for (const int signal : {SIGPIPE, SIGXFSZ}) std::signal(signal, SIG_IGN);
   struct sigaction action {};
-  action.sa_handler = [](int) { interrupted = true; };
+  action.sa_handler = NoteInterruption;
   action.sa_flags = static_cast<int>(SA_RESETHAND);
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
     struct sigaction before {};
@@ -35,6 +49,8 @@ void NoticeInterruptions() {
 }
 
 bool IsInterrupted() { return interrupted; }
+
+int InterruptionDescriptor() { return interruptionPipe[0]; }
 
 void CheckIsNotInput(const std::string& output, const std::string& input) {
   std::error_code ignored;  // a path that cannot be looked up fails when it is opened

@@ -25,6 +25,10 @@ void NoticeInterruptions();
 // and then, and ends.
 bool IsInterrupted();
 
+// Can be read from once the user has interrupted the process: for what waits for other
+// things. Negative where interruptions aren't noticed.
+int InterruptionDescriptor();
+
 // Refuses to write to `output` what is read from `input`, under whatever names: throws
 // Failure(kExitCannotRun) where the two are one file.
 void CheckIsNotInput(const std::string& output, const std::string& input);

@@ -17,6 +17,7 @@
 #include "qo_host/ReadAheadSource.h"
 #include "qo_host/StatusText.h"
 #include "tools/common/Output.h"
+#include "tools/common/OutputFile.h"
 
 namespace tool {
 namespace {
@@ -64,6 +65,18 @@ void CheckStreamChoice(const Options& options, const std::string& path, IDataSou
   CheckStream(header, path, qo_host::StreamKind::kVideo, options.videoStream);
 }
 
+// Throws Failure where it has failed.
+void CheckPipe(const qo_host::PipeSource& pipe) {
+  if (pipe.failure() == 0) return;
+  const int error = -pipe.failure();
+  const std::string reason =
+      error == ESPIPE
+          ? "what is needed of it lies too far apart for a pipe: save it to a file first"
+      : error == EINTR ? "interrupted"
+                       : std::generic_category().message(error);
+  throw Failure(kExitCannotRun, "standard input: " + reason);
+}
+
 const qo_host::ParserLibrary& LoadLibrary(const Options& options) {
   static const std::unique_ptr<qo_host::ParserLibrary> library = [&options] {
     // The parser prints error lines unless told otherwise, some of them once per access
@@ -82,7 +95,9 @@ qo_host::ParserFactory LoadParser(const Options& options) { return LoadLibrary(o
 
 void RefuseLongPipe(IDataSource* file) {
   unsigned long long size = 0;
-  if (dynamic_cast<qo_host::PipeSource*>(file) == nullptr || file->GetSize(&size) == 0) return;
+  auto* const pipe = dynamic_cast<qo_host::PipeSource*>(file);
+  if (pipe == nullptr || pipe->GetSize(&size) == 0) return;
+  CheckPipe(*pipe);
   throw Failure(kExitCannotRun, "standard input: a pipe of more than " +
                                     std::to_string(qo_host::PipeSource::kHeldBytes >> 20) +
                                     " MiB, and this reads to and fro: save it to a file first");
@@ -94,7 +109,7 @@ std::unique_ptr<IDataSource> OpenSource(const std::string& path) {
     if (isatty(STDIN_FILENO)) {
       throw Failure(kExitCannotRun, "standard input is a terminal: pipe a file into it");
     }
-    return std::make_unique<qo_host::PipeSource>(STDIN_FILENO);
+    return std::make_unique<qo_host::PipeSource>(STDIN_FILENO, InterruptionDescriptor());
   }
   if (path == "-") return OpenSource("/dev/stdin");
   if (stat(path.c_str(), &status) == 0 && S_ISFIFO(status.st_mode)) {
@@ -168,14 +183,7 @@ const qo_host::AsfLayout& Input::LayoutOf(IDataSource* source,
 }
 
 void Input::CheckWhole() const {
-  if (pipe_ == nullptr || pipe_->failure() == 0) return;
-  const int error = -pipe_->failure();
-  const std::string reason =
-      error == ESPIPE
-          ? "what is needed of it lies too far apart for a pipe: save it to a file first"
-      : error == EINTR ? "interrupted"
-                       : std::generic_category().message(error);
-  throw Failure(kExitCannotRun, "standard input: " + reason);
+  if (pipe_ != nullptr) CheckPipe(*pipe_);
 }
 
 void Input::CheckRead(int status) const {
