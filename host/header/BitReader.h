@@ -24,12 +24,14 @@ class BitReader {
     return value;
   }
 
-  // Exponential Golomb codes of 32 bits.
-  unsigned int Golomb() {
+  // Exponential Golomb codes of 32 bits. Above `largest` a number is too large.
+  unsigned int Golomb(unsigned int largest = ~0u) {
     unsigned int zeros = 0;
     while (ok_ && Bit() == 0) ++zeros;
     if (zeros > kMaxZeros) ok_ = false;
-    return ok_ ? (1u << zeros) - 1 + Bits(zeros) : 0;
+    const unsigned int value = ok_ ? (1u << zeros) - 1 + Bits(zeros) : 0;
+    if (value > largest) ok_ = false;
+    return ok_ ? value : 0;
   }
   int SignedGolomb() {
     const unsigned int code = Golomb();

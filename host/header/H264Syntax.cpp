@@ -21,7 +21,7 @@ bool HasChromaFormat(unsigned int profile) {
 void SkipScalingList(BitReader* bits, unsigned int size) {
   unsigned int last = 8;
   for (unsigned int i = 0; i < size && bits->ok(); ++i) {
-    last = (last + static_cast<unsigned int>(bits->SignedGolomb())) & 0xFF;
+    last = static_cast<unsigned int>(static_cast<long long>(last) + bits->SignedGolomb()) & 0xFF;
     if (last == 0) return;
   }
 }
@@ -35,35 +35,22 @@ void SkipScalingMatrix(BitReader* bits, unsigned int chromaFormat) {
 }
 
 void ReadSampleFormat(BitReader* bits, H264Sequence* sequence) {
-  sequence->chromaFormat = bits->Golomb();
+  sequence->chromaFormat = bits->Golomb(kColour444);
   if (sequence->chromaFormat == kColour444) sequence->hasSeparatePlanes = bits->Flag();
-  sequence->lumaBits = bits->Golomb() + 8;
-  sequence->chromaBits = bits->Golomb() + 8;
+  sequence->lumaBits = bits->Golomb(6) + 8;
+  sequence->chromaBits = bits->Golomb(6) + 8;
   bits->Flag();  // lossless
   if (bits->Flag()) SkipScalingMatrix(bits, sequence->chromaFormat);
 }
 
 void ReadOrder(BitReader* bits, H264Sequence* sequence) {
-  sequence->orderType = bits->Golomb();
-  if (sequence->orderType == 0) sequence->orderBits = bits->Golomb() + 4;
+  sequence->orderType = bits->Golomb(2);
+  if (sequence->orderType == 0) sequence->orderBits = bits->Golomb(12) + 4;
   if (sequence->orderType != 1) return;
   sequence->isOrderFixed = bits->Flag();
   bits->SignedGolomb();
   bits->SignedGolomb();
   for (unsigned int cycle = bits->Golomb(); cycle != 0 && bits->ok(); --cycle) bits->SignedGolomb();
-}
-
-constexpr bool IsIn(unsigned int value, unsigned int least, unsigned int largest) {
-  return value >= least && value <= largest;
-}
-
-bool IsInRange(const H264Sequence& sequence) {
-  constexpr unsigned int kMaxReferences = 16;
-  return sequence.id <= H264Sequence::kMaxId && sequence.chromaFormat <= kColour444 &&
-         IsIn(sequence.lumaBits, 8, 14) && IsIn(sequence.chromaBits, 8, 14) &&
-         IsIn(sequence.frameNumberBits, 4, 16) && sequence.orderType <= 2 &&
-         (sequence.orderType != 0 || IsIn(sequence.orderBits, 4, 16)) &&
-         sequence.referenceFrames <= kMaxReferences;
 }
 
 // From the order's numbers on, which end what tells pictures apart.
@@ -87,24 +74,23 @@ std::optional<H264Sequence> ReadH264Sequence(const unsigned char* data, std::siz
   const unsigned int profile = bits.Bits(8);
   bits.Bits(16);  // constraints, level
   H264Sequence sequence;
-  sequence.id = bits.Golomb();
+  sequence.id = bits.Golomb(H264Sequence::kMaxId);
   if (HasChromaFormat(profile)) ReadSampleFormat(&bits, &sequence);
-  sequence.frameNumberBits = bits.Golomb() + 4;
+  sequence.frameNumberBits = bits.Golomb(12) + 4;
   ReadOrder(&bits, &sequence);
-  sequence.referenceFrames = bits.Golomb();
+  sequence.referenceFrames = bits.Golomb(16);
   bits.Flag();    // gaps in frame numbers
   bits.Golomb();  // width
   bits.Golomb();  // height
   sequence.hasFramesOnly = bits.Flag();
-  if (!bits.ok() || !IsInRange(sequence)) return std::nullopt;
-  return sequence;
+  return bits.ok() ? std::optional(sequence) : std::nullopt;
 }
 
 std::optional<H264PictureSet> ReadH264PictureSet(const unsigned char* data, std::size_t size) {
   BitReader bits(data + 1, size - 1);
   H264PictureSet set;
-  set.id = bits.Golomb();
-  set.sequence = bits.Golomb();
+  set.id = bits.Golomb(H264PictureSet::kMaxId);
+  set.sequence = bits.Golomb(H264Sequence::kMaxId);
   bits.Flag();  // entropy coding
   set.hasFrameOrder = bits.Flag();
   // Where macroblocks come in groups, only baseline's profiles, so may slices again: what
@@ -118,9 +104,7 @@ std::optional<H264PictureSet> ReadH264PictureSet(const unsigned char* data, std:
     bits.Bits(2);                                     // deblocking, constrained prediction
     set.mayRepeat = bits.Flag();
   }
-  const bool isInRange = set.id <= H264PictureSet::kMaxId && set.sequence <= H264Sequence::kMaxId;
-  if (!bits.ok() || !isInRange) return std::nullopt;
-  return set;
+  return bits.ok() ? std::optional(set) : std::nullopt;
 }
 
 void H264Sets::TakeSequence(const unsigned char* data, std::size_t size) {
@@ -140,8 +124,8 @@ std::optional<H264Slice> H264Sets::ReadSlice(const unsigned char* data, std::siz
   slice.firstMacroblock = bits.Golomb();
   constexpr unsigned int kB = 1, kTypes = 5;
   slice.isBidirectional = bits.Golomb() % kTypes == kB;
-  slice.pictureSet = bits.Golomb();
-  if (!bits.ok() || slice.pictureSet > H264PictureSet::kMaxId) return std::nullopt;
+  slice.pictureSet = bits.Golomb(H264PictureSet::kMaxId);
+  if (!bits.ok()) return std::nullopt;
   const auto& set = pictureSets_[slice.pictureSet];
   if (!set || !sequences_[set->sequence]) return slice;
   const H264Sequence& sequence = *sequences_[set->sequence];
