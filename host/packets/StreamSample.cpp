@@ -14,6 +14,13 @@ struct Part {
   std::function<void(const Payload&)> note;
 };
 
+// What is gathered of a stream: one look-up for each payload.
+struct Tally {
+  StreamSample sample;
+  unsigned int latestMs = 0;  // of the first packets
+  unsigned long long bytes = 0;
+};
+
 WalkResult WalkPart(IDataSource* source, const AsfLayout& layout, const Part& part) {
   const auto visit = [&part](const Packet& packet) {
     for (const Payload& payload : packet.payloads) part.note(payload);
@@ -32,31 +39,32 @@ WalkResult SampleStreams(IDataSource* source, const AsfLayout& layout,
   const unsigned long long count = layout.PacketsInFile();
   const unsigned long long length = std::max(layout.packetLength, 1u);
   const unsigned long long sampled = std::min(count, std::max(1ull, kSampledBytes / length));
-  std::map<unsigned char, unsigned int> latest;  // ms, of the first packets
-  std::map<unsigned char, unsigned long long> bytes;
+  std::map<unsigned char, Tally> tallies;
   const auto noteFirst = [&](const Payload& payload) {
-    StreamSample& sample = (*samples)[payload.stream];
-    bytes[payload.stream] += payload.present;
+    Tally& tally = tallies[payload.stream];
+    tally.bytes += payload.present;
     if (payload.offset != 0) return;
+    StreamSample& sample = tally.sample;
     sample.firstMs = std::min(sample.firstMs.value_or(payload.timeMs), payload.timeMs);
-    unsigned int& latestMs = latest[payload.stream];
-    latestMs = std::max(latestMs, payload.timeMs);
+    tally.latestMs = std::max(tally.latestMs, payload.timeMs);
     ++sample.objects;
   };
   const auto noteLast = [&](const Payload& payload) {
-    StreamSample& sample = (*samples)[payload.stream];
-    bytes[payload.stream] += payload.present;
-    if (payload.offset == 0) sample.lastMs = std::max(sample.lastMs.value_or(0), payload.timeMs);
+    Tally& tally = tallies[payload.stream];
+    tally.bytes += payload.present;
+    if (payload.offset != 0) return;
+    tally.sample.lastMs = std::max(tally.sample.lastMs.value_or(0), payload.timeMs);
   };
   WalkResult result = WalkPart(source, layout, {0, sampled, noteFirst});
   if (result.end != WalkEnd::kSourceFailed) {
     result = WalkPart(source, layout, {count - sampled, sampled, noteLast});
   }
-  for (auto& [stream, sample] : *samples) {
+  for (const auto& [stream, tally] : tallies) {
+    StreamSample& sample = (*samples)[stream] = tally.sample;
     if (sample.objects != 0) --sample.objects;
-    if (sample.firstMs) sample.spanMs = latest[stream] - *sample.firstMs;
+    if (sample.firstMs) sample.spanMs = tally.latestMs - *sample.firstMs;
     const double all = 2.0 * static_cast<double>(sampled) * static_cast<double>(length);
-    sample.share = std::min(1.0, static_cast<double>(bytes[stream]) / all);
+    sample.share = std::min(1.0, static_cast<double>(tally.bytes) / all);
   }
   return result;
 }

@@ -14,8 +14,8 @@ namespace {
 constexpr std::size_t kMinWindowBytes = std::size_t{8} << 10;
 constexpr std::size_t kMaxWindowBytes = std::size_t{128} << 10;
 constexpr std::size_t kOneReaderWindows = 2;
-// Audio and video lie up to some 1.5 MiB apart where units are large.
-constexpr std::size_t kTwoReadersWindows = 12;
+// Audio and video lie some 1 MiB apart where units are large.
+constexpr std::size_t kTwoReadersWindows = 10;
 
 constexpr std::size_t kResumptions = 4 * kTwoReadersWindows;
 
