@@ -28,9 +28,6 @@ constexpr std::int64_t kLongestMs = 10'000;
 constexpr std::size_t kFramesAhead = 16;
 constexpr std::size_t kBytesAhead = 1 << 20;
 
-// How much later a frame is shown than it is decoded, at most.
-constexpr std::int64_t kLongestReorderingMs = 1000;
-
 // No codec has more B-frames in a row.
 constexpr std::size_t kMostBidirectional = 16;
 
@@ -394,15 +391,14 @@ void StreamReader::SeekPlainly(std::int64_t timeMs) {
 }
 
 bool StreamReader::SkipToKeyFrame(std::int64_t timeMs) {
-  // Those that are shown later than their time says are in front.
-  std::int64_t fromMs = hasDecodingTimes_ ? timeMs - kLongestReorderingMs : timeMs;
-  do {
-    Drop();
-    const AccessUnit* unit;
-    while ((unit = PeekKeyFrame()) != nullptr && SignedMs(unit->timeMs) < fromMs)
-      session_.NextUnit(kind_);
-    if (!Fill()) return false;
-    fromMs = waiting_.front().fileMs + 1;
-  } while (waiting_.front().timeMs < timeMs);
-  return true;
+  // Where key frames are shown later than their time says, frame by frame.
+  while (hasDecodingTimes_ && Fill()) {
+    if (waiting_.front().isKeyFrame && waiting_.front().timeMs >= timeMs) return true;
+    gst_buffer_unref(Take());
+  }
+  Drop();
+  const AccessUnit* unit;
+  while ((unit = PeekKeyFrame()) != nullptr && SignedMs(unit->timeMs) < timeMs)
+    session_.NextUnit(kind_);
+  return unit != nullptr;
 }
