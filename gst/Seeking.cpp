@@ -92,14 +92,14 @@ void Demuxer::Interrupt(const SeekRequest& request) {
 GstSegment Demuxer::Move(const SeekRequest& request) {
   GstSegment segment = segment_;
   gboolean isMoved = FALSE;
-  // What the last unit brings may reach behind the duration.
-  const bool isToTheEnd = request.rate > 0 && request.stopType == GST_SEEK_TYPE_SET &&
-                          GST_CLOCK_TIME_IS_VALID(segment.duration) &&
-                          request.stop >= static_cast<gint64>(segment.duration);
   gst_segment_do_seek(&segment, request.rate, request.format, request.flags, request.startType,
                       static_cast<guint64>(request.start), request.stopType,
-                      isToTheEnd ? GST_CLOCK_TIME_NONE : static_cast<guint64>(request.stop),
-                      &isMoved);
+                      static_cast<guint64>(request.stop), &isMoved);
+  // What the last unit brings may reach behind the duration, which that call doesn't let a stop do.
+  const bool isBehind = request.rate > 0 && request.stopType == GST_SEEK_TYPE_SET &&
+                        GST_CLOCK_TIME_IS_VALID(segment.duration) &&
+                        request.stop > static_cast<gint64>(segment.duration);
+  if (isBehind) segment.stop = static_cast<guint64>(request.stop);
   for (const auto& output : outputs_) {
     const bool skips = Has(request.flags, GST_SEEK_FLAG_TRICKMODE_KEY_UNITS);
     output->reader().SetKeyFramesOnly(skips && output->isVideo());
