@@ -255,7 +255,7 @@ bool Demuxer::Step() {
   if (!next->isActive()) return next->Skip(), true;
   GstFlowReturn flow = next->Push(segment_, seqnum_);
   segment_.position = next->bufferTime();
-  position_ = segment_.position;
+  position_.store(segment_.position, std::memory_order_relaxed);
   if (flow == GST_FLOW_OK && !next->isFlowOdd()) return true;
   next->SetFlowOdd(flow != GST_FLOW_OK);
   flow = gst_flow_combiner_update_pad_flow(combiner_, next->pad(), flow);
