@@ -11,7 +11,7 @@
 
 namespace {
 
-std::string Bytes(GstBuffer* buffer) {
+std::string BytesOf(GstBuffer* buffer) {
   GstMapInfo map;
   gst_buffer_map(buffer, &map, GST_MAP_READ);
   std::string bytes(reinterpret_cast<const char*>(map.data), map.size);
@@ -29,11 +29,11 @@ void OnHandoff(GstElement*, GstBuffer* buffer, Kept* kept) {
   EXPECT_EQ(1u, gst_buffer_n_memory(buffer));
   switch (GST_BUFFER_PTS(buffer) / GST_MSECOND % 4) {
     case 0:
-      kept->emplace_back(gst_buffer_ref(buffer), Bytes(buffer));
+      kept->emplace_back(gst_buffer_ref(buffer), BytesOf(buffer));
       break;
     case 1:
       buffer = gst_buffer_copy_region(buffer, GST_BUFFER_COPY_MEMORY, 10, 40);
-      kept->emplace_back(buffer, Bytes(buffer));
+      kept->emplace_back(buffer, BytesOf(buffer));
       break;
     case 2:
       gst_buffer_add_reference_timestamp_meta(buffer, clock, 0, 0);
@@ -60,14 +60,14 @@ TEST(GStreamer, WhatIsKeptOfABufferStaysAsItIs) {
   EXPECT_EQ(GST_MESSAGE_EOS, GST_MESSAGE_TYPE(message));
   gst_message_unref(message);
   EXPECT_LT(10u, kept.size());
-  for (const auto& [buffer, bytes] : kept) EXPECT_EQ(bytes, Bytes(buffer));
+  for (const auto& [buffer, bytes] : kept) EXPECT_EQ(bytes, BytesOf(buffer));
   gst_element_set_state(pipeline, GST_STATE_NULL);
   gst_object_unref(bus);
   gst_object_unref(probe);
   gst_object_unref(pipeline);
   // They outlive the element.
   for (const auto& [buffer, bytes] : kept) {
-    EXPECT_EQ(bytes, Bytes(buffer));
+    EXPECT_EQ(bytes, BytesOf(buffer));
     gst_buffer_unref(buffer);
   }
 }
