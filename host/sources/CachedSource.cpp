@@ -169,7 +169,8 @@ CachedSource::Window* CachedSource::OpenWindow(unsigned long long offset) {
   bool continues = false;
   for (const Window& window : windows_) {
     if (window.span != 0 && window.offset + window.span == extent.offset) {
-      extent = PlaceWindow(offset, std::min(2 * window.span, maxWindowBytes_));
+      // A window that ended early says nothing of how much is needed to reach `offset`.
+      extent = PlaceWindow(offset, std::clamp(2 * window.span, minWindowBytes_, maxWindowBytes_));
       continues = true;
     }
   }
