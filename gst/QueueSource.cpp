@@ -14,7 +14,7 @@ constexpr unsigned long long kAhead = 1ull << 20;
 constexpr unsigned long long kKeptWithSeeks = 16ull << 20;
 constexpr unsigned long long kKeptWithout = 128ull << 20;
 // A reader that looks further ahead, for something behind the data, doesn't get it: all
-// in between would have to come first.
+// in between would have to come first. No further than pushes are, where a seek will do.
 constexpr unsigned long long kLongestWait = 16ull << 20;
 // A parser goes back a little.
 constexpr unsigned long long kStepBack = 1ull << 20;
@@ -39,7 +39,7 @@ class QueueSource::Reader final : public PositionedSource {
   Reader& operator=(const Reader&) = delete;
 
   int GetSize(unsigned long long* size) override {
-    if (!queue_->mayJump_) return -ESPIPE;
+    if (queue_->size_ < 0) return -ESPIPE;
     *size = static_cast<unsigned long long>(queue_->size_);
     return 0;
   }
@@ -226,7 +226,7 @@ int QueueSource::ReadAt(unsigned long long offset, void* buffer, unsigned long l
   const unsigned long long limit = canSeek_ ? static_cast<unsigned long long>(size_) : ~0ull;
   if (wanted == 0 || offset >= limit) return 0;
   const unsigned long long last = std::min(Add(offset, wanted), limit);
-  if (!mayJump_ && offset > Add(furthest_, kLongestWait)) return 0;
+  if (!mayJump_ && offset > Add(furthest_, canSeek_ ? kAhead : kLongestWait)) return 0;
   if (!mayJump_ && last > Add(Slowest(), kKeptWithout)) AllowJumps();
   if (!mayJump_ && last > Add(Slowest(), kKeptWithout)) {
     isTooFarApart_ = true;

@@ -30,7 +30,7 @@ class QueueSource {
   QueueSource& operator=(const QueueSource&) = delete;
 
   // A reader of its own position, for one thread at a time, which must not outlive this.
-  // Its source's size is not known before AllowJumps.
+  // Its source's size is not known before LearnUpstream.
   std::unique_ptr<IDataSource> MakeReader();
   // Asks upstream for its size, and whether it can be sought in. Once, by the readers'
   // thread, when bytes have come: some don't know earlier, or are still being started.
