@@ -24,7 +24,7 @@ std::string PadName(const StreamFacts& facts) {
 }
 
 // An element that begins to flush may refuse an event in front of a buffer, and the
-// framework takes that for an error.
+// framework takes that for an error, of caps for a failed negotiation.
 bool IsPeerFlushing(GstPad* pad) {
   GstPad* const peer = gst_pad_get_peer(pad);
   if (peer == nullptr) return false;
@@ -129,7 +129,8 @@ GstFlowReturn Output::Push(const GstSegment& segment, guint32 seqnum) {
   position_ = std::max(position_, bufferTime_);
   if (!pieceStart_) pieceStart_ = bufferTime_;
   const GstFlowReturn flow = gst_pad_push(pad_, buffer);
-  return flow == GST_FLOW_ERROR && IsPeerFlushing(pad_) ? GST_FLOW_FLUSHING : flow;
+  const bool isRefused = flow == GST_FLOW_ERROR || flow == GST_FLOW_NOT_NEGOTIATED;
+  return isRefused && IsPeerFlushing(pad_) ? GST_FLOW_FLUSHING : flow;
 }
 
 void Output::Skip() {
