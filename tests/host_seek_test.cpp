@@ -203,7 +203,7 @@ using qo_host::TrackKind;
 
 // Where a seek has led, in words: the kind of its end, the packet and the time, and the
 // units of each kind that come next.
-std::string Landing(const ExactSeek& seek, qo_host::ParserSession* session) {
+std::string LandedAt(const ExactSeek& seek, qo_host::ParserSession* session) {
   std::string text = std::to_string(static_cast<int>(seek.outcome));
   if (seek.outcome == ExactSeek::Outcome::kFound) {
     text += " in " + std::to_string(seek.packet) + " at " + std::to_string(seek.timeMs);
@@ -279,10 +279,10 @@ void ExpectFullWalkAnswers(const std::function<std::unique_ptr<IDataSource>()>& 
   std::optional<qo_host::ExactSeeker> fresh;
   for (std::size_t k = 0; k < targets.size(); ++k) {
     const unsigned long long target = targets[k];
-    const std::string expected = Landing(walk.Seek(target), &sessions[0]);
-    ASSERT_EQ(expected, Landing(seeker.Seek(target), &sessions[1])) << target;
+    const std::string expected = LandedAt(walk.Seek(target), &sessions[0]);
+    ASSERT_EQ(expected, LandedAt(seeker.Seek(target), &sessions[1])) << target;
     if (k % 5 == 0) fresh.emplace(&sessions[2]);
-    ASSERT_EQ(expected, Landing(fresh->Seek(target), &sessions[2])) << target;
+    ASSERT_EQ(expected, LandedAt(fresh->Seek(target), &sessions[2])) << target;
   }
 }
 

@@ -195,7 +195,7 @@ TEST(HostSession, SeeksExactlyWhereFlaggedFramesAreRefused) {
 
 // Key frames that share their times, of which the delivery refuses some, one to four
 // to a packet, perhaps in two pieces; audio stored up to two seconds ahead or behind.
-Bytes RandomFile(unsigned int seed) {
+Bytes SomeRandomFile(unsigned int seed) {
   std::mt19937 random(seed);
   const auto below = [&](unsigned int limit) {
     return static_cast<unsigned int>(random() % limit);
@@ -231,7 +231,7 @@ Bytes RandomFile(unsigned int seed) {
 TEST(HostSession, SeeksExactlyAmongEqualTimes) {
   for (unsigned int seed = 0; seed < 200; ++seed) {
     SCOPED_TRACE(seed);
-    ExpectExactSeeks(RandomFile(seed));
+    ExpectExactSeeks(SomeRandomFile(seed));
     if (HasFatalFailure()) return;
   }
 }
