@@ -2,7 +2,6 @@
 #include "gst/StreamReader.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <vector>
 
@@ -20,16 +19,6 @@ std::int64_t SignedMs(unsigned long long timeMs) {
 GstClockTime ToClockTime(std::int64_t timeMs) {
   return static_cast<GstClockTime>(std::max<std::int64_t>(timeMs, 0)) * GST_MSECOND;
 }
-
-// More than ten seconds is nothing that a frame lasts.
-constexpr std::int64_t kLongestMs = 10'000;
-
-// What is looked at of the beginning, to learn what the times are.
-constexpr std::size_t kFramesAhead = 16;
-constexpr std::size_t kBytesAhead = 1 << 20;
-
-// No codec has more B-frames in a row.
-constexpr std::size_t kMostBidirectional = 16;
 
 bool HasOneOrder(const qo_host::Track& track) {
   constexpr unsigned int kDiv2 = GST_MAKE_FOURCC('D', 'I', 'V', '2');
@@ -66,7 +55,8 @@ GstMemory* MakeMemory(const unsigned char* data, std::size_t size) {
 }  // namespace
 
 StreamReader::StreamReader(std::unique_ptr<IDataSource> source)
-    : session_({createParser, destroyParser}, std::move(source)) {}
+    : session_({createParser, destroyParser}, std::move(source)),
+      frames_([this](FrameQueue::Frame* frame) { return Read(frame); }) {}
 
 StreamReader::~StreamReader() {
   Drop();
@@ -91,145 +81,30 @@ std::unique_ptr<StreamReader> StreamReader::Open(std::unique_ptr<IDataSource> so
   if (!sets.empty()) reader->parameterSets_ = MakeMemory(sets.data(), sets.size());
   if (reader->kind_ == qo_host::TrackKind::kVideo) {
     reader->types_.emplace(reader->track());
-    reader->LookAhead();
+    reader->frames_.LookAhead();
   }
   return reader;
 }
 
-void StreamReader::LookAhead() {
-  std::size_t bytes = 0;
-  while (waiting_.size() < kFramesAhead && bytes < kBytesAhead && Read())
-    bytes += gst_buffer_get_size(waiting_.back().buffer);
-  LearnTimes();
-  LearnDuration();
-}
-
-// The first B-frame behind another frame is shown before that: where it has the greater time,
-// times are those of decoding.
-void StreamReader::LearnTimes() {
-  const auto ascends = [](const Frame& before, const Frame& frame) {
-    return before.type != FrameType::kBidirectional && frame.type == FrameType::kBidirectional &&
-           frame.fileMs > before.fileMs;
-  };
-  hasDecodingTimes_ =
-      std::adjacent_find(waiting_.begin(), waiting_.end(), ascends) != waiting_.end();
-  if (!hasDecodingTimes_) return;
-  for (const Frame& frame : waiting_) {
-    delay_ = std::max(delay_, CountLater(frame));
-    Remember(frame);
-  }
-  past_.clear();
-}
-
-void StreamReader::LearnDuration() {
-  std::vector<std::int64_t> times;
-  for (const Frame& frame : waiting_) times.push_back(frame.fileMs);
-  std::sort(times.begin(), times.end());
-  times.erase(std::unique(times.begin(), times.end()), times.end());
-  constexpr std::size_t kFewest = 4;
-  if (times.size() < kFewest) return;
-  const auto count = static_cast<std::int64_t>(times.size() - 1);
-  const std::int64_t all = times.back() - times.front();
-  const auto isUneven = [&](std::int64_t before, std::int64_t time) {
-    return std::abs((time - before) * count - all) > count;
-  };
-  if (all > count * kLongestMs) return;
-  if (std::adjacent_find(times.begin(), times.end(), isUneven) != times.end()) return;
-  frameDuration_ = static_cast<GstClockTime>(all) * GST_MSECOND / static_cast<GstClockTime>(count);
-}
-
-bool StreamReader::Fill() {
-  if (waiting_.empty() && !Read()) return false;
-  if (!waiting_.front().isTimed) SetTime();
-  return true;
-}
-
-// Of two frames that are not far apart. The numbers go round.
-bool StreamReader::IsShownBefore(const Frame& a, const Frame& b) {
-  return static_cast<std::int16_t>(a.order - b.order) < 0;
-}
-
-// Where frames don't tell: B-frames are shown in their order, in front of the frame that they
-// follow.
-void StreamReader::SetOrder(Frame* frame) {
-  constexpr std::uint16_t kStep = 2 * kMostBidirectional;
-  const bool isBidirectional = frame->type == FrameType::kBidirectional;
-  if (!isBidirectional) nextOrder_ = static_cast<std::uint16_t>((nextOrder_ / kStep + 1) * kStep);
-  frame->order =
-      isBidirectional ? nextOrder_++ : static_cast<std::uint16_t>(nextOrder_ + kStep - 1);
-}
-
-// 0 where it isn't known.
-std::int64_t StreamReader::FrameMs() const {
-  const bool isKnown = GST_CLOCK_TIME_IS_VALID(frameDuration_);
-  return static_cast<std::int64_t>(isKnown ? frameDuration_ / GST_MSECOND : 0);
-}
-
 unsigned long long StreamReader::durationMs() const {
   const unsigned long long fileMs = session_.durationMs();
-  return fileMs == 0 ? 0 : fileMs + static_cast<unsigned long long>(delay_ * FrameMs());
+  return fileMs == 0 ? 0 : fileMs + static_cast<unsigned long long>(frames_.delayMs());
 }
 
-// Frames are decoded in the rhythm in which they are shown, as much earlier as it takes for
-// each to be there in time.
-void StreamReader::SetTime() {
-  Frame& frame = waiting_.front();
-  frame.isTimed = true;
-  if (!hasDecodingTimes_) return;
-  // Key frames alone don't tell of the B-frames between them.
-  if (keyFramesOnly_) {
-    frame.timeMs += delay_ * FrameMs();
-    return;
-  }
-  const std::ptrdiff_t place =
-      std::max<std::ptrdiff_t>(CountEarlier() + delay_ - CountLater(frame), 0);
-  while (static_cast<std::ptrdiff_t>(waiting_.size()) <= place && Read()) {
-  }
-  const std::ptrdiff_t last = static_cast<std::ptrdiff_t>(waiting_.size()) - 1;
-  frame.timeMs = waiting_.begin()[std::min(place, last)].fileMs;
-  if (place > last) frame.timeMs += (place - last) * FrameMs();
-}
-
-// How many are decoded behind the first frame that waits and shown before it. All are
-// B-frames, in front of any other.
-std::ptrdiff_t StreamReader::CountEarlier() {
-  const Frame& frame = waiting_.front();
-  std::ptrdiff_t count = 0;
-  for (std::size_t i = 1; i <= kMostBidirectional && (i < waiting_.size() || Read()) &&
-                          waiting_[i].type == FrameType::kBidirectional;
-       ++i) {
-    if (IsShownBefore(waiting_[i], frame)) ++count;
-  }
-  return count;
-}
-
-// How many have been decoded before the frame and are shown behind it.
-std::ptrdiff_t StreamReader::CountLater(const Frame& frame) const {
-  if (frame.type != FrameType::kBidirectional) return 0;
-  return std::count_if(past_.begin(), past_.end(),
-                       [&](const Frame& before) { return IsShownBefore(frame, before); });
-}
-
-// The next frame, behind those that wait.
-bool StreamReader::Read() {
+bool StreamReader::Read(FrameQueue::Frame* frame) {
   const AccessUnit* const unit = Next();
   if (unit == nullptr) return false;
-  Frame frame;
-  frame.buffer = buffers_.Make(unit->data, unit->size);
-  if (open_ != nullptr) frame.buffer = gst_buffer_append(open_, frame.buffer);
+  frame->buffer = buffers_.Make(unit->data, unit->size);
+  if (open_ != nullptr) frame->buffer = gst_buffer_append(open_, frame->buffer);
   open_ = nullptr;
-  frame.fileMs = frame.timeMs = SignedMs(unit->timeMs);
-  if (types_) frame.type = types_->Of(unit->data, unit->size);
+  frame->fileMs = SignedMs(unit->timeMs);
+  frame->isAlone = keyFramesOnly_;
+  if (types_) frame->type = types_->Of(unit->data, unit->size);
   // What the parser lets pass after a seek is a key frame, if its bits don't say otherwise.
-  frame.isKeyFrame = (unit->isKeyFrame || isFirst_ || keyFramesOnly_) && CanBegin(*unit);
+  frame->isKeyFrame = (unit->isKeyFrame || isFirst_ || keyFramesOnly_) && CanBegin(*unit);
   isFirst_ = false;
-  if (unit->isIncomplete) GST_BUFFER_FLAG_SET(frame.buffer, GST_BUFFER_FLAG_CORRUPTED);
-  if (h264_ != nullptr) {
-    FillFrame(*unit, &frame);
-  } else {
-    SetOrder(&frame);
-  }
-  waiting_.push_back(frame);
+  if (unit->isIncomplete) GST_BUFFER_FLAG_SET(frame->buffer, GST_BUFFER_FLAG_CORRUPTED);
+  if (h264_ != nullptr) FillFrame(*unit, frame);
   return true;
 }
 
@@ -247,7 +122,7 @@ bool StreamReader::CanBegin(const AccessUnit& unit) const {
 
 // The file flags key frames by their times: of several frames of a time the first one is
 // meant, and any that is IDR.
-void StreamReader::FillFrame(const AccessUnit& first, Frame* frame) {
+void StreamReader::FillFrame(const AccessUnit& first, FrameQueue::Frame* frame) {
   h264_->Start();
   h264_->Take(first.data, first.size);
   frame->isKeyFrame &= !isSameTime_ || h264_->isIdr();
@@ -295,40 +170,30 @@ const AccessUnit* StreamReader::PeekKeyFrame() {
 }
 
 GstBuffer* StreamReader::Take() {
-  const Frame frame = waiting_.front();
-  waiting_.pop_front();
-  if (hasDecodingTimes_) Remember(frame);
+  const FrameQueue::Frame frame = frames_.Take();
   GstBuffer* const buffer = frame.buffer;
-  GST_BUFFER_PTS(buffer) = ToClockTime(frame.timeMs);
-  if (hasDecodingTimes_) GST_BUFFER_DTS(buffer) = ToClockTime(frame.fileMs);
+  GST_BUFFER_PTS(buffer) = ToClockTime(frame.shownMs);
+  if (frames_.hasDecodingTimes()) GST_BUFFER_DTS(buffer) = ToClockTime(frame.fileMs);
   if (!frame.isKeyFrame) GST_BUFFER_FLAG_SET(buffer, GST_BUFFER_FLAG_DELTA_UNIT);
   if (keepsOrder_) GST_BUFFER_DURATION(buffer) = TakeDuration(frame.fileMs);
   return buffer;
 }
 
-void StreamReader::Remember(const Frame& frame) {
-  if (frame.type != FrameType::kBidirectional) past_.clear();
-  if (past_.size() == kMostBidirectional) past_.pop_front();
-  past_.push_back(frame);
-  past_.back().buffer = nullptr;
-}
-
 // Up to the next unit; of the last one, as long as the one before.
 GstClockTime StreamReader::TakeDuration(std::int64_t timeMs) {
   std::int64_t ms = 0;
-  if (!waiting_.empty()) {
-    ms = waiting_.front().fileMs - timeMs;
+  if (const auto nextMs = frames_.nextFileMs()) {
+    ms = *nextMs - timeMs;
   } else if (const AccessUnit* const next = session_.PeekUnit(kind_, keyFramesOnly_)) {
     ms = SignedMs(next->timeMs) - timeMs;
   }
-  if (ms >= 1 && ms <= kLongestMs) duration_ = static_cast<GstClockTime>(ms) * GST_MSECOND;
+  if (ms >= 1 && ms <= FrameQueue::kLongestFrameMs)
+    duration_ = static_cast<GstClockTime>(ms) * GST_MSECOND;
   return duration_;
 }
 
 void StreamReader::Drop() {
-  for (Frame& frame : waiting_) gst_buffer_unref(frame.buffer);
-  waiting_.clear();
-  past_.clear();
+  frames_.Clear();
   gst_clear_buffer(&open_);
   isSameTime_ = false;
   isFirst_ = true;
@@ -337,8 +202,8 @@ void StreamReader::Drop() {
 bool StreamReader::Seek(std::int64_t timeMs) {
   if (!SeekToKeyFrame(timeMs)) return false;
   // Some are shown later than their time says.
-  const bool isLate = hasDecodingTimes_ && Fill() && waiting_.front().timeMs > timeMs;
-  return !isLate || SeekToKeyFrame(waiting_.front().fileMs - 1);
+  const bool isLate = frames_.hasDecodingTimes() && Fill() && frames_.front().shownMs > timeMs;
+  return !isLate || SeekToKeyFrame(frames_.front().fileMs - 1);
 }
 
 // The same by the file's times. Where the flag of the frame found is wrong, what lies in
@@ -392,8 +257,8 @@ void StreamReader::SeekPlainly(std::int64_t timeMs) {
 
 bool StreamReader::SkipToKeyFrame(std::int64_t timeMs) {
   // Where key frames are shown later than their time says, frame by frame.
-  while (hasDecodingTimes_ && Fill()) {
-    if (waiting_.front().isKeyFrame && waiting_.front().timeMs >= timeMs) return true;
+  while (frames_.hasDecodingTimes() && Fill()) {
+    if (isKeyFrame() && frames_.front().shownMs >= timeMs) return true;
     gst_buffer_unref(Take());
   }
   Drop();

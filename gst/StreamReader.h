@@ -5,10 +5,10 @@
 #include <gst/gst.h>
 
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <optional>
 
+#include "gst/FrameQueue.h"
 #include "gst/FrameTypes.h"
 #include "gst/UnitBuffers.h"
 #include "qo_host/ExactSeek.h"
@@ -30,16 +30,16 @@ class StreamReader {
   const qo_host::Damage& damage() const { return session_.presented()->damage(); }
 
   // Has the next buffer waiting. False at the end, and where the source failed.
-  bool Fill();
+  bool Fill() { return frames_.Fill(); }
   // Of the buffer that waits, ms; negative in front of the presentation's start.
-  std::int64_t timeMs() const { return waiting_.front().timeMs; }
-  bool isKeyFrame() const { return waiting_.front().isKeyFrame; }
+  std::int64_t timeMs() const { return frames_.front().shownMs; }
+  bool isKeyFrame() const { return frames_.front().isKeyFrame; }
   // Whether units come in the order in which they are presented: all audio, and video
   // of codecs that have no other.
   bool keepsOrder() const { return keepsOrder_; }
   // How long each frame of video lasts, by the first ones, where they are equally far apart.
   // Otherwise, and for audio, GST_CLOCK_TIME_NONE.
-  GstClockTime frameDuration() const { return frameDuration_; }
+  GstClockTime frameDuration() const { return frames_.frameDuration(); }
   // Hands the buffer that waits over: with its time, where units keep order with a duration
   // up to the next one's time; marked where it is no key frame, or lost fragments.
   GstBuffer* Take();
@@ -56,37 +56,16 @@ class StreamReader {
   bool SkipToKeyFrame(std::int64_t timeMs);
 
  private:
-  struct Frame {
-    GstBuffer* buffer = nullptr;  // owned
-    std::int64_t fileMs = 0;
-    std::int64_t timeMs = 0;
-    bool isKeyFrame = false;
-    bool isTimed = false;  // `timeMs` is final
-    FrameType type = FrameType::kUnknown;
-    std::uint16_t order = 0;  // see IsShownBefore
-  };
-
   explicit StreamReader(std::unique_ptr<IDataSource> source);
-  bool Read();
+  bool Read(FrameQueue::Frame* frame);
   const qo_host::AccessUnit* Next();
   const qo_host::AccessUnit* PeekKeyFrame();
   bool IsKeyFrame(const qo_host::AccessUnit& unit) const;
   bool CanBegin(const qo_host::AccessUnit& unit) const;
-  void FillFrame(const qo_host::AccessUnit& first, Frame* frame);
+  void FillFrame(const qo_host::AccessUnit& first, FrameQueue::Frame* frame);
   void Join(unsigned long long timeMs, GstBuffer** buffer);
-  static bool IsShownBefore(const Frame& a, const Frame& b);
-  void SetOrder(Frame* frame);
-  std::int64_t FrameMs() const;
-  void SetTime();
-  std::ptrdiff_t CountEarlier();
-  std::ptrdiff_t CountLater(const Frame& frame) const;
   GstClockTime TakeDuration(std::int64_t timeMs);
-  void Remember(const Frame& frame);
   void Drop();
-
-  void LookAhead();
-  void LearnTimes();
-  void LearnDuration();
 
   bool SeekToKeyFrame(std::int64_t timeMs);
   bool SeekAsFlagged(std::int64_t timeMs);
@@ -99,20 +78,14 @@ class StreamReader {
   std::unique_ptr<qo_host::H264Frames> h264_;     // null: a unit is a buffer
   std::optional<FrameTypes> types_;               // video
   bool keepsOrder_ = true;
-  bool hasDecodingTimes_ = false;  // in the file; a buffer's are those of presentation
-  std::ptrdiff_t delay_ = 0;       // of presentation behind decoding, in frames
-  GstClockTime frameDuration_ = GST_CLOCK_TIME_NONE;
   GstMemory* parameterSets_ = nullptr;
   bool keyFramesOnly_ = false;
   UnitBuffers buffers_;
-  std::deque<Frame> waiting_;                    // the first one is the next to be taken
+  FrameQueue frames_;
   GstBuffer* open_ = nullptr;                    // what the next one begins with; null without such
   GstClockTime duration_ = GST_CLOCK_TIME_NONE;  // of the last buffer for which it was known
   bool isFirst_ = true;                          // since opening or a seek
   bool isSameTime_ = false;                      // H.264: the next frame has this one's
-  std::deque<Frame> past_;       // those taken since the last one that is no B-frame, with it;
-                                 // they have no buffers
-  std::uint16_t nextOrder_ = 0;  // of a B-frame, where its bits don't tell its place
 };
 
 #endif  // QO_GST_STREAMREADER_H
