@@ -85,6 +85,20 @@ void g_rec_mutex_clear(GRecMutex* mutex) {
   real(mutex);
 }
 
+// Free lists hand memory from thread to thread.
+gpointer g_slice_alloc(gsize size) {
+  static const auto real = Real<gpointer(gsize)>("g_slice_alloc");
+  const gpointer memory = real(size);
+  __tsan_acquire(memory);
+  return memory;
+}
+
+void g_slice_free1(gsize size, gpointer memory) {
+  static const auto real = Real<void(gsize, gpointer)>("g_slice_free1");
+  __tsan_release(memory);
+  real(size, memory);
+}
+
 void g_mutex_lock(GMutex* mutex) {
   static const auto real = Real<void(GMutex*)>("g_mutex_lock");
   __tsan_mutex_pre_lock(mutex, 0);

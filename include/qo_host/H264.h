@@ -63,6 +63,7 @@ std::vector<unsigned char> H264ParameterSets(const Track& track);
 // that holds several pictures the first one counts.
 class H264Frames {
  public:
+  // Where a unit belongs.
   enum class Place {
     kInside,  // of the frame that goes on, and so is what was open in front of it
     kOpen,    // of the frame that goes on if that does, otherwise of the next
