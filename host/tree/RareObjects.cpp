@@ -114,7 +114,7 @@ void DescribeExclusion(RangeReader* reader, FieldList* fields) {
 void DescribeGroups(RangeReader* reader, FieldList* fields) {
   fields->Id("exclusion", reader->Id());
   const unsigned short count = reader->U16();
-  for (unsigned int i = 0; i < count && reader->remaining() != 0; ++i) {
+  for (unsigned int i = 0; i < count && reader->fits() && reader->remaining() != 0; ++i) {
     AddStreams(reader, EntryName("group", i), fields);
   }
 }
